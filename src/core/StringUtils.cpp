@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <cwchar>
 #include <cwctype>
+#include <locale.h>
 #include <vector>
+#include <wctype.h>
 
 std::string vStringPrintf(const char* format, va_list args) {
     va_list copy;
@@ -170,10 +172,35 @@ std::wstring fromWindows1252(const char* text, std::size_t length) {
     return out;
 }
 
+namespace {
+/// Case mapping must not depend on the process locale (which is "C" unless the program
+/// sets one): names such as materials compare case-blind in every language.
+locale_t unicodeLocale() {
+    static const locale_t loc = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(0));
+    return loc;
+}
+wchar_t lowerChar(wchar_t c) {
+    if (c < 0x80) {
+        return (c >= L'A' && c <= L'Z') ? static_cast<wchar_t>(c + 32) : c;
+    }
+    const locale_t loc = unicodeLocale();
+    return static_cast<wchar_t>(loc ? towlower_l(static_cast<wint_t>(c), loc)
+                                    : std::towlower(static_cast<wint_t>(c)));
+}
+wchar_t upperChar(wchar_t c) {
+    if (c < 0x80) {
+        return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - 32) : c;
+    }
+    const locale_t loc = unicodeLocale();
+    return static_cast<wchar_t>(loc ? towupper_l(static_cast<wint_t>(c), loc)
+                                    : std::towupper(static_cast<wint_t>(c)));
+}
+} // namespace
+
 std::wstring lowercase(const std::wstring& text) {
     std::wstring out(text);
     for (wchar_t& c : out) {
-        c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+        c = lowerChar(c);
     }
     return out;
 }
@@ -181,7 +208,7 @@ std::wstring lowercase(const std::wstring& text) {
 std::wstring uppercase(const std::wstring& text) {
     std::wstring out(text);
     for (wchar_t& c : out) {
-        c = static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+        c = upperChar(c);
     }
     return out;
 }
@@ -262,8 +289,8 @@ bool isLong(long* out, const wchar_t* text, int length) {
 int compareCaseBlind(const std::wstring& a, const std::wstring& b) {
     const std::size_t n = a.size() < b.size() ? a.size() : b.size();
     for (std::size_t i = 0; i < n; ++i) {
-        const wint_t x = std::towlower(static_cast<wint_t>(a[i]));
-        const wint_t y = std::towlower(static_cast<wint_t>(b[i]));
+        const wchar_t x = lowerChar(a[i]);
+        const wchar_t y = lowerChar(b[i]);
         if (x != y) {
             return x < y ? -1 : 1;
         }
