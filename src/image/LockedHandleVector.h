@@ -1,0 +1,61 @@
+#pragma once
+
+#include "core/TqlCriticalSection.h"
+#include "image/TileBitmapTile.h"
+
+#include <cstdint>
+#include <vector>
+
+class TileBitmap;
+
+/// The tile table of one bitmap: one handle a tile plus the count of entries that are not
+/// empty. An empty entry always refers to the process-wide null tile, never to nothing.
+///
+/// Every operation takes the one process-wide lock csTileVector, and holds it only for the
+/// handle operations: tiles that an operation lets go of are released after unlocking, and
+/// no pixel is copied under the lock. Ranges are half-open: [first, last).
+class LockedHandleVector {
+public:
+    /// Guards every LockedHandleVector of the process.
+    static TqlCriticalSection csTileVector;
+
+    /// `count` empty entries. Throws std::bad_alloc.
+    explicit LockedHandleVector(std::int32_t count);
+    /// Shares every tile of `other`.
+    LockedHandleVector(const LockedHandleVector& other);
+    LockedHandleVector& operator=(const LockedHandleVector&) = delete;
+
+    std::int32_t size() const { return static_cast<std::int32_t>(entries_.size()); }
+    /// Entries that are not the null tile.
+    std::int32_t nonEmpty() const;
+
+    /// A handle to tile i (the null tile if empty).
+    TileHandle get(std::int32_t i) const;
+    /// Makes tile i empty.
+    void null(std::int32_t i);
+    /// Makes tiles [first, last) empty.
+    void clear(std::int32_t first, std::int32_t last);
+    /// For each tile of [first, last): if `overwrite` or this entry is empty, and the
+    /// handles differ, share `other`'s tile. Returns the number of entries replaced; if any,
+    /// `owner`'s changed flag is set.
+    std::int32_t copy(std::int32_t first, std::int32_t last, const LockedHandleVector& other,
+                      bool overwrite, TileBitmap& owner);
+    /// Exchanges the entries [first, last) with `other`'s, keeping both non-empty counts
+    /// right. Sets `owner`'s changed flag if any handle differed.
+    void swap(std::int32_t first, std::int32_t last, LockedHandleVector& other, TileBitmap& owner);
+    /// Copy on write: a handle to tile i that nobody else holds. An empty entry gets a new
+    /// tile of its size from `owner` (initialised to the owner's empty value); a shared
+    /// tile is replaced by a byte copy. Throws std::bad_alloc.
+    TileHandle getSinglyReferenced(std::int32_t i, const TileBitmap& owner);
+
+    /// Bytes of the pixel blocks of the non-empty tiles, leaving out tiles that `other` (if
+    /// given) holds at the same index.
+    std::int64_t tileBytes(const LockedHandleVector* other) const;
+
+    /// True when entry i of both tables is the same tile.
+    bool sameTile(std::int32_t i, const LockedHandleVector& other) const;
+
+private:
+    std::vector<TileHandle> entries_;
+    std::int32_t nonEmpty_ = 0;
+};

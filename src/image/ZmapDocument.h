@@ -1,0 +1,378 @@
+#pragma once
+
+#include "core/Colour.h"
+#include "core/Extent.h"
+#include "core/Handle.h"
+#include "core/Status.h"
+#include "image/AlphaBitmap.h"
+#include "image/DocumentEditor.h"
+#include "image/MatBitmap.h"
+#include "image/MaterialRecord.h"
+#include "image/RgbBitmap.h"
+#include "image/ScratchBitmaps.h"
+#include "image/TileGeometry.h"
+#include "image/ZBitmap.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+class DrawTarget;
+
+/// One bit a channel, used by files, views and the shown-channel setting; views combine
+/// them into masks.
+enum ChannelId : std::uint32_t {
+    channelRgb = 1,
+    channelZ = 2,
+    channelMat = 4,
+    channelOriginalRgb = 8,
+    channelOriginalZ = 16,
+    channelOriginalMat = 32,
+    channelThumbnail = 64, ///< the thumbnail of a file, not a document channel
+    channelCutoutRgb = 128,
+    channelCutoutZ = 256,
+    channelCutoutMat = 512,
+    channelCutoutAlpha = 1024,
+    channelShadowAlpha = 2048,
+    /// The five bitmaps of the floating cut-outs: colour, depth, material, coverage, shadow.
+    channelFloatingRgb = 4096,
+    channelFloatingZ = 8192,
+    channelFloatingMat = 16384,
+    channelFloatingAlpha = 32768,
+    channelFloatingShadow = 65536,
+};
+
+/// The numbering of channels in memory reports.
+enum MemoryKind : std::int32_t {
+    memoryRgb = 0,
+    memoryZ = 1,
+    memoryMat = 2,
+    memoryOriginalRgb = 4,
+    memoryOriginalZ = 5,
+    memoryOriginalMat = 6,
+    memoryUndoRgb = -1,
+    memoryCutoutRgb = -2,
+    memoryCutoutZ = -3,
+    memoryCutoutMat = -4,
+    memoryCutoutAlpha = -5,
+    memoryShadowAlpha = -6,
+};
+
+/// How cut-out shadows are shown in the composite colour display: each colour component is
+/// multiplied by ((c / 255 - 1) * k + 1), with c the shadow colour's component and
+/// k = coverage * opacity * strength.
+struct ShadowDisplay {
+    ColourPOD colour; ///< black by default
+    double opacity = 0.4;
+    double strength = 1.0;
+};
+
+/// Colour pixels handed to the document: rows of three-byte pixels (blue, green, red).
+struct RgbImage {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    const std::uint8_t* pixels = nullptr;
+    std::ptrdiff_t stride = 0; ///< bytes from one row to the next
+};
+
+class ZmapDocument;
+
+/// Told whenever a document's material table changes (the material window listens).
+class MaterialListener {
+public:
+    virtual ~MaterialListener() = default;
+    virtual void materialsChanged(const ZmapDocument& document) = 0;
+};
+
+/// The image in memory: channels of equal size (colour, depth, material, their originals,
+/// the cut-out overlay), a material table, and the texts of the file.
+///
+/// Pixel (x, y) of every channel is at the same coordinates; row 0 is the top row. Depth
+/// 0xFFFFFFFF means no depth; material 0 means no material. The cut-out depth overlay stores
+/// depth + 1 with 0 for nothing; the overlay material is used where it is nonzero.
+///
+/// Channels are null until allocateChannels. Reads outside the image give zero; writes give
+/// null. Raw pointers are valid only while the `hold` handle given with them lives.
+/// Tools run on the interface thread; the drawing thread reads tiles through handles and the
+/// palette and material table without a lock, and is cancelled before the table's structure
+/// changes.
+class ZmapDocument {
+public:
+    ZmapDocument();
+    virtual ~ZmapDocument();
+    ZmapDocument(const ZmapDocument&) = delete;
+    ZmapDocument& operator=(const ZmapDocument&) = delete;
+
+    /// Marks the document changed or unchanged (the window's modified mark).
+    virtual void setChanged(bool changed) = 0;
+
+    // Channels.
+    TQL::Handle<RgbBitmap> rgb;
+    TQL::Handle<ZBitmap> z;
+    TQL::Handle<MatBitmap> mat;
+    /// The image as it was made or last committed; they share tiles with the main channels
+    /// until those are written.
+    TQL::Handle<RgbBitmap> originalRgb;
+    TQL::Handle<ZBitmap> originalZ;
+    TQL::Handle<MatBitmap> originalMat;
+    /// The overlay layer of cut-outs.
+    TQL::Handle<RgbBitmap> cutoutRgb;
+    TQL::Handle<ZBitmap> cutoutZ;
+    TQL::Handle<MatBitmap> cutoutMat;
+    TQL::Handle<AlphaBitmap> cutoutAlpha;
+    TQL::Handle<AlphaBitmap> shadowAlpha;
+    /// The water tool's planes.
+    TQL::Handle<WetLayerBitmap> wetLayer;
+    TQL::Handle<RgbBitmap> wetColour;
+    DocumentEditor editor;
+
+    std::wstring pathName;
+    /// The file could only be opened read-only; the image came from a file. Both are cleared
+    /// when a save succeeds or the document is cleared.
+    std::uint8_t readOnly = 0;
+    std::uint8_t fromFile = 0;
+    std::wstring description;
+    std::wstring artist;
+    std::wstring copyright;
+    std::wstring software;
+    std::wstring hostComputer;
+    std::wstring dateTime;
+    /// Compression of the file as read, and for the next save: 1 (none) or 5 (LZW).
+    std::int32_t savedCompression = 5;
+    std::int32_t compression = 5;
+
+private:
+    std::set<MaterialId> usedMaterials_;
+    TileGeometry geometry_;
+    std::map<MaterialId, MaterialRecord> materials_;
+    std::array<ColourPOD, 256> palette_{};
+
+public:
+    /// Pixels per metre.
+    float xResolution = 3779.5276f;
+    float yResolution = 3779.5276f;
+
+    // Size and channels.
+
+    const TileGeometry& geometry() const { return geometry_; }
+    std::int32_t width() const { return geometry_.width; }
+    std::int32_t height() const { return geometry_.height; }
+    /// Sets the image size and computes the geometry. A side of 0 or less gives an empty
+    /// image. If the size changes, every channel is released: channels of another size
+    /// don't belong to the document (build new ones, then allocateChannels). -10 for a size
+    /// with more tiles than TileGeometry::maxTiles.
+    [[nodiscard]] Status setSize(std::int32_t width, std::int32_t height);
+    /// Once rgb is given, makes every missing channel: originalRgb (sharing rgb's tiles), z
+    /// (no depth 0xFFFFFFFF), originalZ (overlaying z), mat, originalMat (overlaying mat),
+    /// cutoutRgb, cutoutZ (no depth 0), cutoutMat, cutoutAlpha, shadowAlpha, then the
+    /// editor's work bitmaps; clears usedMaterials. -13 without rgb, -10 out of memory.
+    [[nodiscard]] Status allocateChannels();
+    /// The originals take the main channels' present tiles (shared, no copy).
+    void commitOriginals();
+    /// The bitmap of a channel id; null for an unknown id, the thumbnail (64) and, for now,
+    /// the floating cut-outs.
+    TQL::Handle<TileBitmap> channel(std::uint32_t id) const;
+
+    /// Bytes of one channel by its report number (MemoryKind): the bitmap's own structure
+    /// plus its tiles; for the originals only tiles not shared with the main channel.
+    /// 0 for a missing channel or an unknown number.
+    std::int64_t channelMemory(std::int32_t kind) const;
+    /// Bytes of the whole document: every report channel, the wet planes and the editor's
+    /// work bitmaps.
+    std::int64_t memoryUsed() const;
+
+    /// Draws channel `id` in `extent` and `clip` (image pixels) to `target`, tile by tile; the
+    /// cut-out overlay is composed in for ids 1, 2 and 4. `status` is 0, -25 if `abort` was
+    /// set during the walk, or -13 if the channel doesn't exist.
+    void draw(Status& status, DrawTarget& target, std::uint32_t id, const IExtent<2>& extent,
+              const IExtent<2>& clip, const std::atomic<bool>* abort) const;
+    /// Writes `image` into rgb, centred and clipped to the image. -13 without rgb, -10 out of
+    /// memory.
+    void pasteCentred(Status& status, const RgbImage& image);
+    /// Frees every channel, empties the texts, the materials and the flags.
+    void clearDocument();
+    /// Number of this document in the process, counting constructions from 1.
+    std::int32_t serial() const { return serial_; }
+
+    const ShadowDisplay& shadowDisplay() const { return shadowDisplay_; }
+    void setShadowDisplay(const ShadowDisplay& shadow) { shadowDisplay_ = shadow; }
+
+    // Pixel reads. Outside the image: zero. Unwritten depth: the channel's no-depth value.
+
+    ColourPOD rgbAt(std::int32_t x, std::int32_t y) const { return read(rgb, x, y); }
+    ColourPOD originalRgbAt(std::int32_t x, std::int32_t y) const {
+        return read(originalRgb, x, y);
+    }
+    ColourPOD cutoutRgbAt(std::int32_t x, std::int32_t y) const { return read(cutoutRgb, x, y); }
+    std::uint32_t zAt(std::int32_t x, std::int32_t y) const { return read(z, x, y); }
+    std::uint32_t originalZAt(std::int32_t x, std::int32_t y) const {
+        return read(originalZ, x, y);
+    }
+    std::uint32_t cutoutZAt(std::int32_t x, std::int32_t y) const { return read(cutoutZ, x, y); }
+    MaterialId matAt(std::int32_t x, std::int32_t y) const { return read(mat, x, y); }
+    MaterialId originalMatAt(std::int32_t x, std::int32_t y) const {
+        return read(originalMat, x, y);
+    }
+    MaterialId cutoutMatAt(std::int32_t x, std::int32_t y) const { return read(cutoutMat, x, y); }
+
+    /// The same reads for a caller that keeps a tile: `hold` and `tileIndex` are reused while
+    /// (x, y) stays in that tile. Start with a null hold and index -1.
+    ColourPOD rgbAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                          std::int32_t& tileIndex) const {
+        return readCached(rgb, x, y, hold, tileIndex);
+    }
+    ColourPOD originalRgbAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                  std::int32_t& tileIndex) const {
+        return readCached(originalRgb, x, y, hold, tileIndex);
+    }
+    ColourPOD cutoutRgbAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                std::int32_t& tileIndex) const {
+        return readCached(cutoutRgb, x, y, hold, tileIndex);
+    }
+    std::uint32_t zAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                            std::int32_t& tileIndex) const {
+        return readCached(z, x, y, hold, tileIndex);
+    }
+    std::uint32_t originalZAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                    std::int32_t& tileIndex) const {
+        return readCached(originalZ, x, y, hold, tileIndex);
+    }
+    std::uint32_t cutoutZAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                  std::int32_t& tileIndex) const {
+        return readCached(cutoutZ, x, y, hold, tileIndex);
+    }
+    MaterialId matAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                           std::int32_t& tileIndex) const {
+        return readCached(mat, x, y, hold, tileIndex);
+    }
+    MaterialId originalMatAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                   std::int32_t& tileIndex) const {
+        return readCached(originalMat, x, y, hold, tileIndex);
+    }
+    MaterialId cutoutMatAtCached(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                 std::int32_t& tileIndex) const {
+        return readCached(cutoutMat, x, y, hold, tileIndex);
+    }
+
+    // Pixel writes: a pointer to the pixel in a privately owned tile, null outside the image
+    // or without the channel. Throw std::bad_alloc.
+
+    ColourPOD* rgbWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(rgb, x, y, hold);
+    }
+    ColourPOD* originalRgbWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(originalRgb, x, y, hold);
+    }
+    ColourPOD* cutoutRgbWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(cutoutRgb, x, y, hold);
+    }
+    std::uint32_t* zWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(z, x, y, hold);
+    }
+    std::uint32_t* originalZWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(originalZ, x, y, hold);
+    }
+    std::uint32_t* cutoutZWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(cutoutZ, x, y, hold);
+    }
+    MaterialId* matWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(mat, x, y, hold);
+    }
+    MaterialId* originalMatWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(originalMat, x, y, hold);
+    }
+    MaterialId* cutoutMatWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(cutoutMat, x, y, hold);
+    }
+    Alpha* cutoutAlphaWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(cutoutAlpha, x, y, hold);
+    }
+    Alpha* shadowAlphaWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(shadowAlpha, x, y, hold);
+    }
+    WetLayerPixel* wetLayerWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
+        return write(wetLayer, x, y, hold);
+    }
+
+    // The material table. Ids run from 1; the lowest free one is taken. Names are unique
+    // among live materials without regard to case. palette() holds the colours of ids below
+    // 256 and always equals the records.
+
+    const std::map<MaterialId, MaterialRecord>& materials() const { return materials_; }
+    const std::array<ColourPOD, 256>& palette() const { return palette_; }
+    /// Ids of the materials the user can see.
+    const std::set<MaterialId>& usedMaterials() const { return usedMaterials_; }
+    /// The record of `id`, deleted or not; null if there is none.
+    const MaterialRecord* material(MaterialId id) const;
+    /// The highest id in the table, 0 if empty.
+    MaterialId lastMaterialId() const;
+    /// A live (not deleted) record exists.
+    bool materialExists(MaterialId id) const;
+    bool materialDeleted(MaterialId id) const;
+    /// False colour: from the palette below 256, else from the record; black for no such id.
+    ColourPOD materialColour(MaterialId id) const;
+    /// Empty for no such id.
+    const std::wstring& materialName(MaterialId id) const;
+    /// An empty link for no such id.
+    const MatHotLink& materialHotLink(MaterialId id) const;
+    /// The live material of that name (case-blind), other than `excludingId`; 0 if none.
+    MaterialId materialIdOf(const std::wstring& name, MaterialId excludingId = 0) const;
+    /// Puts in `ids` the live materials whose names match the wild-card `pattern` ('*', '?',
+    /// case-blind), other than `excludingId`. True if any.
+    bool matchMaterials(std::vector<MaterialId>& ids, const std::wstring& pattern,
+                        MaterialId excludingId = 0) const;
+    /// Creates or overwrites record `id` (1 and up). An explicit record is not overwritten by
+    /// an implicit one: then false. If not implicit, the id joins usedMaterials.
+    bool setMaterial(MaterialId id, const std::wstring& name, ColourPOD colour, bool implicit,
+                     const std::wstring& secondName = std::wstring());
+    /// Renames and recolours `id`; false if there is no such id.
+    bool renameMaterial(MaterialId id, const std::wstring& name, ColourPOD colour);
+    /// Adds a material at the lowest free id and returns it (0 if the table is full). An
+    /// explicit material whose name is taken is numbered: "Wall" becomes "Wall 1", "Wall 2"...
+    MaterialId addMaterial(const std::wstring& name, ColourPOD colour, bool implicit,
+                           const std::wstring& secondName = std::wstring());
+    /// Erases `id`, or, if it has users, marks it deleted and keeps the id. False if none.
+    bool deleteMaterial(MaterialId id);
+    /// Adds `delta` to the users of `id`; a deleted record left without users is erased.
+    /// False if there is no such id.
+    bool changeMaterialUsers(MaterialId id, std::int32_t delta);
+    bool setHotLink(MaterialId id, const MatHotLink& link);
+    /// After a file is read: live materials of equal names (case-blind) are renamed with
+    /// string 10131 ("%ls %d": the name and a number), taking the first free name. The first
+    /// of a group keeps its name if it has a hot link.
+    void makeMaterialNamesUnique();
+    /// The listener told of every change of the table (not owned; null for none).
+    void setMaterialListener(MaterialListener* listener) { materialListener_ = listener; }
+
+private:
+    template <class B>
+    static typename B::Pixel read(const TQL::Handle<B>& b, std::int32_t x, std::int32_t y) {
+        return b ? b->template valueAt<typename B::Pixel>(x, y) : typename B::Pixel{};
+    }
+    template <class B>
+    static typename B::Pixel readCached(const TQL::Handle<B>& b, std::int32_t x, std::int32_t y,
+                                        TileHandle& hold, std::int32_t& tileIndex) {
+        return b ? b->template valueAtCached<typename B::Pixel>(x, y, hold, tileIndex)
+                 : typename B::Pixel{};
+    }
+    template <class B>
+    static typename B::Pixel* write(const TQL::Handle<B>& b, std::int32_t x, std::int32_t y,
+                                    TileHandle& hold) {
+        if (!b) {
+            hold.reset();
+            return nullptr;
+        }
+        return reinterpret_cast<typename B::Pixel*>(b->pixelForWrite(x, y, hold, nullptr));
+    }
+    void releaseChannels();
+    void materialsChanged();
+
+    std::int32_t serial_;
+    ShadowDisplay shadowDisplay_;
+    MaterialListener* materialListener_ = nullptr;
+};
