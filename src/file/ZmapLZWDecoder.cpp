@@ -13,26 +13,53 @@ const wchar_t* const lzwName = L"LZW";
 using Entry = LZWDecodeState::Entry;
 
 /// Early change, as TIFF encoders do it: the width grows when the next free code reaches
-/// the last code of the width less one, a code before the classic LZW convention.
-constexpr std::uint32_t widenPoint(std::uint32_t bits) {
-    return lzw::maxCodeOf(bits) - 1;
+/// the last code of the width, one code before the classic LZW convention would.
+inline bool widthFull(std::uint32_t freeCode, std::uint32_t bits) {
+    return freeCode >= lzw::maxCodeOf(bits) && bits < lzw::maxBits;
 }
 
-/// Takes the next code of `bits` bits from the input, most significant bit first. False,
-/// with nothing taken that a later call could miss, if fewer bits than that remain.
-inline bool nextCode(const std::uint8_t*& in, const std::uint8_t* inEnd, std::uint32_t& acc,
-                     std::uint32_t& accBits, std::uint32_t bits, std::uint32_t mask,
-                     std::uint32_t& code) {
-    while (accBits < bits) {
-        if (in == inEnd) {
-            return false;
-        }
+/// Tops up the bit accumulator to at least 56 bits, or with all that is left of the
+/// input. Whole bytes only, so a code never starts in a byte read twice; never reads at
+/// or beyond `inEnd`.
+inline void refill(const std::uint8_t*& in, const std::uint8_t* inEnd, std::uint64_t& acc,
+                   std::uint32_t& accBits) {
+    if (inEnd - in >= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, in, 8);
+        word = __builtin_bswap64(word);                // the stream is most significant bit first
+        const std::uint32_t take = (63 - accBits) / 8; // 6 or 7 bytes, as accBits < 12
+        acc = (acc << (take * 8)) | (word >> (64 - take * 8));
+        accBits += take * 8;
+        in += take;
+        return;
+    }
+    while (accBits <= 56 && in != inEnd) {
         acc = (acc << 8) | *in++;
         accBits += 8;
     }
-    accBits -= bits;
-    code = (acc >> accBits) & mask;
-    return true;
+}
+
+/// Copies a string that was written earlier in the output to `to`. Where the two
+/// overlap (a string that repeats the one just written, the KwKwK case) the copy goes
+/// byte by byte, reading its own new bytes. Short strings move as whole words when
+/// `room` allows; bytes written past `length` are garbage that later strings overwrite.
+inline void copyEarlier(std::uint8_t* to, const std::uint8_t* from, std::uint32_t length,
+                        std::uint32_t room) {
+    if (from + length > to) {
+        for (std::uint32_t i = 0; i < length; ++i) {
+            to[i] = from[i];
+        }
+    } else if (length <= 8 && room >= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, from, 8);
+        std::memcpy(to, &word, 8);
+    } else if (length <= 16 && room >= 16) {
+        std::uint64_t words[2];
+        std::memcpy(words, from, 16);
+        std::memcpy(to, words, 16);
+    } else {
+        std::memcpy(to, from, length);
+    }
 }
 
 /// Writes bytes [from, from + n) of the string of `code` to `out`, n > 0. Strings are
@@ -70,9 +97,9 @@ std::unique_ptr<ZmapLZWDecoder> ZmapLZWDecoder::create(Status& status,
     Entry* table = state->table_.get();
     for (std::uint32_t code = 0; code < 256; ++code) {
         const auto byte = static_cast<std::uint8_t>(code);
-        table[code] = Entry{0, byte, byte, 1};
+        table[code] = Entry{0, byte, byte, 1, 0};
     }
-    std::fill(table + 256, table + lzw::tableSize, Entry{0, 0, 0, 0});
+    std::fill(table + 256, table + lzw::tableSize, Entry{0, 0, 0, 0, 0});
     status = status::ok;
     return state;
 }
@@ -84,15 +111,16 @@ bool LZWDecodeState::start(const std::uint8_t* data, std::uint32_t size) {
     inEnd_ = data + size;
     bitBuffer_ = 0;
     bitCount_ = 0;
+    produced_ = 0;
     bits_ = lzw::minBits;
-    mask_ = lzw::maxCodeOf(lzw::minBits);
-    widenAt_ = widenPoint(lzw::minBits);
     freeCode_ = lzw::firstFreeCode;
     previous_ = lzw::noCode;
+    previousAt_ = 0;
     pendingCode_ = 0;
     pendingDone_ = 0;
     failed_ = false;
-    std::fill(table_.get() + lzw::firstFreeCode, table_.get() + lzw::tableSize, Entry{0, 0, 0, 0});
+    std::fill(table_.get() + lzw::firstFreeCode, table_.get() + lzw::tableSize,
+              Entry{0, 0, 0, 0, 0});
     return true;
 }
 
@@ -108,7 +136,10 @@ bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
     if (failed_ || in_ == nullptr) {
         return fail(out, count);
     }
-    const Entry* const table = table_.get();
+    Entry* const table = table_.get();
+    // Offsets in the block's output of out[0]; strings before it are out of reach.
+    const std::uint64_t base = produced_;
+
     std::uint32_t pos = 0;
     if (pendingDone_ != 0) {
         // Finish the string that the last request cut short.
@@ -123,70 +154,73 @@ bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
 
     const std::uint8_t* in = in_;
     const std::uint8_t* const inEnd = inEnd_;
-    std::uint32_t acc = bitBuffer_;
+    std::uint64_t acc = bitBuffer_;
     std::uint32_t accBits = bitCount_;
     std::uint32_t bits = bits_;
-    std::uint32_t mask = mask_;
-    std::uint32_t widenAt = widenAt_;
     std::uint32_t freeCode = freeCode_;
     std::uint32_t previous = previous_;
-    Entry* const entries = table_.get();
+    std::uint64_t previousAt = previousAt_;
 
     while (pos < count) {
-        std::uint32_t code = 0;
-        if (!nextCode(in, inEnd, acc, accBits, bits, mask, code) || code == lzw::endCode) {
-            break;
+        if (accBits < bits) {
+            refill(in, inEnd, acc, accBits);
+            if (accBits < bits) {
+                break; // the data ended
+            }
         }
-        if (code == lzw::clearCode) {
-            bits = lzw::minBits;
-            mask = lzw::maxCodeOf(bits);
-            widenAt = widenPoint(bits);
-            freeCode = lzw::firstFreeCode;
-            previous = lzw::noCode;
-            do {
-                if (!nextCode(in, inEnd, acc, accBits, bits, mask, code)) {
-                    return fail(out, count);
-                }
-            } while (code == lzw::clearCode);
+        accBits -= bits;
+        const auto code = static_cast<std::uint32_t>(acc >> accBits) & lzw::maxCodeOf(bits);
+        if (code == lzw::clearCode || code == lzw::endCode) [[unlikely]] {
             if (code == lzw::endCode) {
                 break;
             }
+            bits = lzw::minBits;
+            freeCode = lzw::firstFreeCode;
+            previous = lzw::noCode;
+            continue;
         }
-        if (previous == lzw::noCode) {
+        if (previous == lzw::noCode) [[unlikely]] {
             // The first code of a table is a byte of its own and defines nothing.
             if (code >= 256) {
                 return fail(out, count);
             }
+            previousAt = base + pos;
             out[pos++] = static_cast<std::uint8_t>(code);
             previous = code;
             continue;
         }
-        if (code > freeCode || freeCode >= lzw::tableSize) {
+        if (code > freeCode || freeCode >= lzw::tableSize) [[unlikely]] {
             return fail(out, count); // a code not yet defined, or a table that overflows
         }
         // The new entry is previous's string plus the first byte of this code's string;
         // when the code is the one being defined (the KwKwK case), that byte is
-        // previous's own first byte.
-        Entry& added = entries[freeCode];
-        const Entry& prior = entries[previous];
+        // previous's own first byte. In the output it starts where previous's string
+        // did, since this code's string follows that.
+        Entry& added = table[freeCode];
+        const Entry& prior = table[previous];
         added.next = static_cast<std::uint16_t>(previous);
         added.first = prior.first;
         added.length = prior.length + 1;
-        added.value = code < freeCode ? entries[code].first : prior.first;
-        if (++freeCode > widenAt && bits < lzw::maxBits) {
+        added.value = code < freeCode ? table[code].first : prior.first;
+        added.at = previousAt;
+        if (widthFull(++freeCode, bits)) {
             ++bits;
-            mask = lzw::maxCodeOf(bits);
-            widenAt = widenPoint(bits);
         }
         previous = code;
+        previousAt = base + pos;
         if (code < 256) {
             out[pos++] = static_cast<std::uint8_t>(code);
             continue;
         }
-        const std::uint32_t length = entries[code].length;
+        const Entry& string = table[code];
+        const std::uint32_t length = string.length;
         const std::uint32_t room = count - pos;
         if (length <= room) {
-            copyString(table, code, 0, length, out + pos);
+            if (string.at >= base) {
+                copyEarlier(out + pos, out + (string.at - base), length, room);
+            } else {
+                copyString(table, code, 0, length, out + pos);
+            }
             pos += length;
         } else {
             copyString(table, code, 0, room, out + pos);
@@ -199,13 +233,13 @@ bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
         return fail(out, count); // the data ended first
     }
 
+    produced_ = base + count;
     in_ = in;
     bitBuffer_ = acc;
     bitCount_ = accBits;
     bits_ = bits;
-    mask_ = mask;
-    widenAt_ = widenAt;
     freeCode_ = freeCode;
     previous_ = previous;
+    previousAt_ = previousAt;
     return true;
 }

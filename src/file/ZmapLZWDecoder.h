@@ -28,12 +28,15 @@ public:
     bool start(const std::uint8_t* data, std::uint32_t size) override;
     bool decode(std::uint8_t* out, std::uint32_t count) override;
 
-    /// One code: its string is `value` preceded by the string of `next`.
+    /// One code: its string is `value` preceded by the string of `next`. The string
+    /// also lies, whole, in the block's output at offset `at`; while that part of the
+    /// output is in the running request's buffer it is copied from there.
     struct Entry {
         std::uint16_t next;   ///< code of the string without its last byte
         std::uint8_t value;   ///< last byte of the string
         std::uint8_t first;   ///< first byte of the string
         std::uint32_t length; ///< bytes in the string; 0 for a code not in the table
+        std::uint64_t at;     ///< offset of the string in the block's output
     };
 
 private:
@@ -47,14 +50,15 @@ private:
 
     const std::uint8_t* in_ = nullptr;
     const std::uint8_t* inEnd_ = nullptr;
-    std::uint32_t bitBuffer_ = 0; ///< bits read but not used, right-aligned
+    std::uint64_t bitBuffer_ = 0; ///< bits read but not used, right-aligned
     std::uint32_t bitCount_ = 0;
 
+    std::uint64_t produced_ = 0; ///< bytes of the block written by earlier requests
+
     std::uint32_t bits_ = 0;
-    std::uint32_t mask_ = 0;
-    std::uint32_t widenAt_ = 0; ///< the width grows when the free code passes this
     std::uint32_t freeCode_ = 0;
     std::uint32_t previous_ = 0;
+    std::uint64_t previousAt_ = 0; ///< where the string of previous_ starts in the output
 
     std::uint32_t pendingCode_ = 0; ///< string cut short by the end of the last request
     std::uint32_t pendingDone_ = 0; ///< its bytes already written; 0 when none is pending
