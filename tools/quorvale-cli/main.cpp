@@ -6,6 +6,7 @@
 #include "core/Reporter.h"
 #include "core/StringUtils.h"
 #include "core/ThreadName.h"
+#include "image/TileHeap.h"
 
 #include <csignal>
 #include <cstdio>
@@ -95,6 +96,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "quorvale-cli %s: %s\n", command->name, e.what());
         result = cli::exitFailed;
     }
+    TileHeap::purge(true);
     TQL::setStopRequest(nullptr);
     TQL::setStringTable(nullptr);
     return result;

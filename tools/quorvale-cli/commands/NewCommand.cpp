@@ -1,0 +1,210 @@
+// quorvale-cli new --size WxH [--background R,G,B] --png OUT.png: makes a document, paints
+// its background pixel by pixel through the colour channel and writes what the document
+// draws for its colour channel to a PNG file.
+
+#include "CliSupport.h"
+#include "Command.h"
+#include "core/StringUtils.h"
+#include "image/DrawTarget.h"
+#include "image/TileRowWriter.h"
+#include "image/ZmapDocument.h"
+
+#include <png.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+const char* const name = "new";
+
+/// A document that no window shows.
+class CliDocument : public ZmapDocument {
+public:
+    void setChanged(bool) override {}
+};
+
+/// Collects one band of rows of the drawn image.
+class BandTarget : public DrawTarget {
+public:
+    BandTarget(std::int32_t width, std::int32_t rows)
+        : rowBytes(static_cast<std::size_t>(width) * 3),
+          pixels(rowBytes * static_cast<std::size_t>(rows)) {}
+
+    void DrawBits(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h,
+                  const std::uint8_t* rgb, std::int32_t stride) override {
+        for (std::int32_t r = 0; r < h; ++r) {
+            std::memcpy(&pixels[static_cast<std::size_t>(y - top + r) * rowBytes +
+                                static_cast<std::size_t>(x) * 3],
+                        rgb + static_cast<std::size_t>(r) * stride,
+                        static_cast<std::size_t>(w) * 3);
+        }
+    }
+
+    std::size_t rowBytes;
+    std::vector<std::uint8_t> pixels;
+    std::int32_t top = 0;
+};
+
+/// True if a colour channel of width x height pixels fits in the machine's memory.
+bool colourFits(std::int64_t width, std::int64_t height) {
+    const long pages = ::sysconf(_SC_PHYS_PAGES);
+    const long pageSize = ::sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageSize <= 0) {
+        return true;
+    }
+    const std::uint64_t memory =
+        static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+    return static_cast<std::uint64_t>(width) <= memory / 3 / static_cast<std::uint64_t>(height);
+}
+
+/// Writes every pixel of rgb, row run by row run.
+Status paintBackground(ZmapDocument& doc, ColourPOD background) {
+    TileRowWriter writer(*doc.rgb);
+    cli::ProgressLine progress("painting");
+    for (std::int32_t y = 0; y < doc.height(); ++y) {
+        if (cli::interrupted()) {
+            return status::stopped;
+        }
+        for (std::int32_t x = 0; x < doc.width();) {
+            std::int32_t count = 0;
+            auto* pixel = reinterpret_cast<ColourPOD*>(writer.run(x, y, count));
+            for (std::int32_t i = 0; i < count; ++i) {
+                pixel[i] = background;
+            }
+            x += count;
+        }
+        progress.update(double(y + 1) / doc.height());
+    }
+    return status::ok;
+}
+
+/// Writes the document's drawn colour channel to a PNG file, one band of tile rows at a time.
+/// Objects that need destruction are made before setjmp: libpng reports errors by longjmp.
+Status writePng(const ZmapDocument& doc, const std::string& path) {
+    const TileGeometry& g = doc.geometry();
+    BandTarget band(g.width, g.tileHeight);
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file) {
+        return status::fromErrno(errno, status::writeFailed);
+    }
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (!info) {
+        png_destroy_write_struct(&png, nullptr);
+        std::fclose(file);
+        return status::outOfMemory;
+    }
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_write_struct(&png, &info);
+        std::fclose(file);
+        return status::writeFailed;
+    }
+    png_init_io(png, file);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(g.width), static_cast<png_uint_32>(g.height),
+                 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    png_set_bgr(png); // the store's pixels are blue, green, red
+    Status result = status::ok;
+    for (std::int32_t top = 0; top < g.height && result == status::ok; top += g.tileHeight) {
+        const std::int32_t bottom = std::min(g.height, top + g.tileHeight) - 1;
+        band.top = top;
+        const IExtent<2> rows(0, top, g.width - 1, bottom);
+        doc.draw(result, band, channelRgb, rows, rows, nullptr);
+        for (std::int32_t y = top; y <= bottom && result == status::ok; ++y) {
+            png_write_row(png, &band.pixels[static_cast<std::size_t>(y - top) * band.rowBytes]);
+        }
+        if (cli::interrupted()) {
+            result = status::stopped;
+        }
+    }
+    if (result == status::ok) {
+        png_write_end(png, nullptr);
+    }
+    png_destroy_write_struct(&png, &info);
+    if (std::fclose(file) != 0 && result == status::ok) {
+        result = status::fromErrno(errno, status::writeFailed);
+    }
+    return result;
+}
+
+int run(const std::vector<std::string>& args) {
+    cli::Arguments a(args, {"size", "background", "png"});
+    if (!a.ok()) {
+        return cli::usageError(name, a.error());
+    }
+    if (!a.positional().empty()) {
+        return cli::usageError(name, "unexpected argument '" + a.positional()[0] + "'");
+    }
+    const auto sizeText = a.value("size");
+    const auto pngPath = a.value("png");
+    if (!sizeText || !pngPath) {
+        return cli::usageError(name, "--size and --png are required");
+    }
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    if (!cli::parseSize(*sizeText, width, height)) {
+        return cli::usageError(name, "size must be WIDTHxHEIGHT: " + *sizeText);
+    }
+    if (width <= 0 || height <= 0 || width > INT32_MAX || height > INT32_MAX) {
+        return cli::usageError(name, "width and height must be from 1 to 2147483647: " + *sizeText);
+    }
+    ColourPOD background{255, 255, 255};
+    if (const auto text = a.value("background")) {
+        std::vector<long> rgb;
+        if (!cli::parseIntegers(*text, 3, rgb) ||
+            std::any_of(rgb.begin(), rgb.end(), [](long v) { return v < 0 || v > 255; })) {
+            return cli::usageError(name, "background must be R,G,B from 0 to 255: " + *text);
+        }
+        background = {static_cast<std::uint8_t>(rgb[2]), static_cast<std::uint8_t>(rgb[1]),
+                      static_cast<std::uint8_t>(rgb[0])};
+    }
+    const std::string what = "a " + *sizeText + " image";
+    if (!colourFits(width, height)) {
+        return cli::operationFailed(name, what, status::outOfMemory);
+    }
+    try {
+        CliDocument doc;
+        Status s = doc.setSize(static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
+        if (s == status::ok) {
+            doc.rgb = TQL::makeHandle<RgbBitmap>(doc);
+            s = doc.allocateChannels();
+        }
+        if (s == status::ok) {
+            s = paintBackground(doc, background);
+        }
+        if (s != status::ok) {
+            return cli::operationFailed(name, what, s);
+        }
+        s = cli::writeAtomically(*pngPath, [&](const std::string& temporary) {
+            try {
+                return writePng(doc, temporary);
+            } catch (const std::bad_alloc&) {
+                return status::outOfMemory;
+            }
+        });
+        if (s != status::ok) {
+            return cli::operationFailed(name, *pngPath, s);
+        }
+    } catch (const std::bad_alloc&) {
+        return cli::operationFailed(name, what, status::outOfMemory);
+    }
+    return cli::exitOk;
+}
+
+const cli::Command command{"new", "make an image of one colour and write it as PNG",
+                           "quorvale-cli new --size WxH [--background R,G,B] --png OUT.png\n"
+                           "  --size WxH          the image size in pixels\n"
+                           "  --background R,G,B  its colour, 0 to 255 each (default 255,255,255)\n"
+                           "  --png OUT.png       the file to write",
+                           run};
+const cli::CommandRegistration registration(command);
+
+} // namespace
