@@ -3,7 +3,7 @@
 #include "core/Handle.h"
 #include "core/Point.h"
 #include "core/Transform.h"
-#include "views/cameras/CubeFaces.h"
+#include "views/cameras/FaceSize.h"
 #include "views/cameras/ViewParams.h"
 
 #include <cstdint>
@@ -52,7 +52,7 @@ public:
     std::int32_t width() const { return width_; }
     std::int32_t height() const { return height_; }
     /// The face layout of a cube image (size 0 for other views).
-    const CubeFaces& faceSize() const { return faceSize_; }
+    const FaceSize& faceSize() const { return faceSize_; }
     /// nearDepth / depthStep for perspective and cubic views, 0 for parallel ones.
     double depthOffset() const { return depthOffset_; }
     /// World distance of one depth code step: (farDepth - nearDepth) / 4294967294.
@@ -102,7 +102,7 @@ private:
     ViewType viewType_ = unknownView;
     std::int32_t width_ = 0;
     std::int32_t height_ = 0;
-    CubeFaces faceSize_;
+    FaceSize faceSize_;
     double depthOffset_ = 0;
     NonUniformTransform<3> toWorld_;
     NonUniformTransform<3> fromWorld_;

@@ -1,4 +1,4 @@
-#include "views/cameras/CubeFaces.h"
+#include "views/cameras/FaceSize.h"
 
 #include "CameraTestViews.h"
 #include "views/cameras/ViewProj.h"
@@ -19,7 +19,7 @@ class CubeGeometry {
 public:
     explicit CubeGeometry(int n) : n_(n), proj_(cubicRecord(), 6 * n, n) {}
 
-    const CubeFaces& faces() const { return proj_.faceSize(); }
+    const FaceSize& faces() const { return proj_.faceSize(); }
     Vector<3> direction(IPoint<2> p) const { return proj_.pixelDirection(p.x, p.y).unit(); }
     bool sameDirection(IPoint<2> a, IPoint<2> b) const {
         return (direction(a) - direction(b)).length() < 1e-12;
@@ -46,7 +46,7 @@ private:
 enum Step { left, right, up, down };
 const IVector<2> stepVector[] = {{-1, 0}, {1, 0}, {0, -1}, {0, 1}};
 
-bool step(const CubeFaces& faces, Step s, IPoint<2>& p) {
+bool step(const FaceSize& faces, Step s, IPoint<2>& p) {
     switch (s) {
     case left:
         return faces.stepLeft(p.x, p.y);
@@ -60,7 +60,7 @@ bool step(const CubeFaces& faces, Step s, IPoint<2>& p) {
     return false;
 }
 
-TEST(CubeFaces, StepsAcrossEveryEdgeLandNextToTheCopyAndComeBack) {
+TEST(FaceSize, StepsAcrossEveryEdgeLandNextToTheCopyAndComeBack) {
     const CubeGeometry cube(5);
     const int n = cube.n();
     int crossings = 0;
@@ -104,7 +104,7 @@ TEST(CubeFaces, StepsAcrossEveryEdgeLandNextToTheCopyAndComeBack) {
     EXPECT_EQ(crossings, 6 * 4 * n);
 }
 
-TEST(CubeFaces, CopiesAreThePixelsThatLookTheSameWay) {
+TEST(FaceSize, CopiesAreThePixelsThatLookTheSameWay) {
     const CubeGeometry cube(6);
     const int n = cube.n();
     for (int x = 0; x < 6 * n; ++x) {
@@ -129,7 +129,7 @@ TEST(CubeFaces, CopiesAreThePixelsThatLookTheSameWay) {
         }
     }
     // Inside a face, on an edge, at a corner.
-    const CubeFaces& faces = cube.faces();
+    const FaceSize& faces = cube.faces();
     int x = 8, y = 3;
     EXPECT_EQ(faces.nextCopy(x, y), 1);
     x = 8;
@@ -140,8 +140,8 @@ TEST(CubeFaces, CopiesAreThePixelsThatLookTheSameWay) {
     EXPECT_EQ(faces.nextCopy(x, y), 3);
 }
 
-TEST(CubeFaces, WindowOfARadiusOnEachFace) {
-    const CubeFaces faces(20);
+TEST(FaceSize, WindowOfARadiusOnEachFace) {
+    const FaceSize faces(20);
     struct Case {
         const char* what;
         int x, y, radius;
@@ -170,10 +170,10 @@ TEST(CubeFaces, WindowOfARadiusOnEachFace) {
     }
 }
 
-TEST(CubeFaces, WindowsCoverEachDirectionOnce) {
+TEST(FaceSize, WindowsCoverEachDirectionOnce) {
     // Across the faces the windows hold no pixel twice: an edge pixel belongs to its own
     // face's window and not to the neighbour's.
-    const CubeFaces faces(12);
+    const FaceSize faces(12);
     for (const IPoint<2> centre : {IPoint<2>(1, 1), IPoint<2>(12, 6), IPoint<2>(59, 11)}) {
         std::set<std::pair<int, int>> seen;
         int total = 0;

@@ -1,8 +1,8 @@
-#include "views/cameras/CubeFaces.h"
+#include "views/cameras/FaceSize.h"
 
 #include <algorithm>
 
-std::int32_t CubeFaces::faceOf(std::int32_t x) const {
+std::int32_t FaceSize::faceOf(std::int32_t x) const {
     std::int32_t s = x / n_;
     if (x < 0 && s * n_ != x) {
         --s; // floor division
@@ -13,7 +13,7 @@ std::int32_t CubeFaces::faceOf(std::int32_t x) const {
 
 // The mappings across edges follow from the directions of the faces: a pixel on an edge
 // and the neighbour's edge pixel look the same way, and `inset` moves further in.
-void CubeFaces::cross(Edge edge, std::int32_t& x, std::int32_t& y, std::int32_t inset) const {
+void FaceSize::cross(Edge edge, std::int32_t& x, std::int32_t& y, std::int32_t inset) const {
     const std::int32_t n = n_;
     const std::int32_t s = faceOf(x);
     const std::int32_t x0 = x;
@@ -108,7 +108,7 @@ void CubeFaces::cross(Edge edge, std::int32_t& x, std::int32_t& y, std::int32_t 
     }
 }
 
-bool CubeFaces::stepLeft(std::int32_t& x, std::int32_t& y) const {
+bool FaceSize::stepLeft(std::int32_t& x, std::int32_t& y) const {
     if (x % n_ != 0) {
         --x;
         return false;
@@ -117,7 +117,7 @@ bool CubeFaces::stepLeft(std::int32_t& x, std::int32_t& y) const {
     return true;
 }
 
-bool CubeFaces::stepRight(std::int32_t& x, std::int32_t& y) const {
+bool FaceSize::stepRight(std::int32_t& x, std::int32_t& y) const {
     if ((x + 1) % n_ != 0) {
         ++x;
         return false;
@@ -126,7 +126,7 @@ bool CubeFaces::stepRight(std::int32_t& x, std::int32_t& y) const {
     return true;
 }
 
-bool CubeFaces::stepUp(std::int32_t& x, std::int32_t& y) const {
+bool FaceSize::stepUp(std::int32_t& x, std::int32_t& y) const {
     if (y != 0) {
         --y;
         return false;
@@ -135,7 +135,7 @@ bool CubeFaces::stepUp(std::int32_t& x, std::int32_t& y) const {
     return true;
 }
 
-bool CubeFaces::stepDown(std::int32_t& x, std::int32_t& y) const {
+bool FaceSize::stepDown(std::int32_t& x, std::int32_t& y) const {
     if (y != n_ - 1) {
         ++y;
         return false;
@@ -144,7 +144,7 @@ bool CubeFaces::stepDown(std::int32_t& x, std::int32_t& y) const {
     return true;
 }
 
-int CubeFaces::copies(std::int32_t x, std::int32_t y, IPoint<2> (&out)[3]) const {
+int FaceSize::copies(std::int32_t x, std::int32_t y, IPoint<2> (&out)[3]) const {
     // The pixel itself, then its copy across each edge it lies on, in order of x, then y.
     int count = 0;
     const auto add = [&](IPoint<2> p) {
@@ -175,7 +175,7 @@ int CubeFaces::copies(std::int32_t x, std::int32_t y, IPoint<2> (&out)[3]) const
     return count;
 }
 
-int CubeFaces::nextCopy(std::int32_t& x, std::int32_t& y) const {
+int FaceSize::nextCopy(std::int32_t& x, std::int32_t& y) const {
     IPoint<2> c[3];
     const int count = copies(x, y, c);
     for (int i = 0; i < count; ++i) {
@@ -188,13 +188,13 @@ int CubeFaces::nextCopy(std::int32_t& x, std::int32_t& y) const {
     return count;
 }
 
-IPoint<2> CubeFaces::canonicalPixel(std::int32_t x, std::int32_t y) const {
+IPoint<2> FaceSize::canonicalPixel(std::int32_t x, std::int32_t y) const {
     IPoint<2> c[3];
     copies(x, y, c);
     return c[0];
 }
 
-IExtent<2> CubeFaces::faceWindow(std::int32_t x, std::int32_t y, std::int32_t radius,
+IExtent<2> FaceSize::faceWindow(std::int32_t x, std::int32_t y, std::int32_t radius,
                                  std::int32_t face) const {
     const std::int32_t n = n_;
     const std::int32_t s = faceOf(x);

@@ -4,17 +4,18 @@
 
 #include <cstdint>
 
-/// The face layout of a cube panorama: six square faces of n by n pixels side by side,
+/// The face size of a cube panorama, and the operations on pixels that follow from it. A
+/// cube image is six square faces of n by n pixels side by side,
 /// face s holding columns s n to (s + 1) n - 1. Faces 0 to 3 run around the horizon
 /// (looking along +Z, +X, -Z, -X of the view), 4 is above and 5 below.
 ///
 /// The faces overlap by one pixel: a pixel on a face's edge stands for the same direction
 /// as the edge pixel of the neighbouring face, so the true next pixel across an edge is
-/// the second one in from the neighbour's edge. A value of 0 means "not a cube image".
-class CubeFaces {
+/// the second one in from the neighbour's edge. A size of 0 means "not a cube image".
+class FaceSize {
 public:
-    constexpr CubeFaces() = default;
-    constexpr explicit CubeFaces(std::int32_t n) : n_(n) {}
+    constexpr FaceSize() = default;
+    constexpr explicit FaceSize(std::int32_t n) : n_(n) {}
 
     /// The face size n in pixels, 0 for an image that is not a cube.
     constexpr std::int32_t size() const { return n_; }
