@@ -1,4 +1,4 @@
-#include "image/CubeFaces.h"
+#include "image/CubeSeams.h"
 
 #include <algorithm>
 
@@ -13,7 +13,7 @@
 //   4     3, top row      1, top row rev  2, top row rev   0, top row
 //   5     3, bottom rev   1, bottom row   0, bottom row    2, bottom row rev
 
-IPoint<2> CubeFaces::acrossLeft(std::int32_t x, std::int32_t y) const {
+IPoint<2> CubeSeams::acrossLeft(std::int32_t x, std::int32_t y) const {
     const std::int32_t n = n_;
     switch (x / n) {
     case 0:
@@ -29,7 +29,7 @@ IPoint<2> CubeFaces::acrossLeft(std::int32_t x, std::int32_t y) const {
     }
 }
 
-IPoint<2> CubeFaces::acrossRight(std::int32_t x, std::int32_t y) const {
+IPoint<2> CubeSeams::acrossRight(std::int32_t x, std::int32_t y) const {
     const std::int32_t n = n_;
     switch (x / n) {
     case 0:
@@ -45,7 +45,7 @@ IPoint<2> CubeFaces::acrossRight(std::int32_t x, std::int32_t y) const {
     }
 }
 
-IPoint<2> CubeFaces::acrossTop(std::int32_t x, std::int32_t y) const {
+IPoint<2> CubeSeams::acrossTop(std::int32_t x, std::int32_t y) const {
     const std::int32_t n = n_;
     switch (x / n) {
     case 0:
@@ -63,7 +63,7 @@ IPoint<2> CubeFaces::acrossTop(std::int32_t x, std::int32_t y) const {
     }
 }
 
-IPoint<2> CubeFaces::acrossBottom(std::int32_t x, std::int32_t y) const {
+IPoint<2> CubeSeams::acrossBottom(std::int32_t x, std::int32_t y) const {
     const std::int32_t n = n_;
     switch (x / n) {
     case 0:
@@ -81,7 +81,7 @@ IPoint<2> CubeFaces::acrossBottom(std::int32_t x, std::int32_t y) const {
     }
 }
 
-std::int32_t CubeFaces::copies(std::int32_t x, std::int32_t y, IPoint<2> (&out)[3]) const {
+std::int32_t CubeSeams::copies(std::int32_t x, std::int32_t y, IPoint<2> (&out)[3]) const {
     std::int32_t count = 0;
     out[count++] = {x, y};
     const std::int32_t u = x % n_;
@@ -100,7 +100,7 @@ std::int32_t CubeFaces::copies(std::int32_t x, std::int32_t y, IPoint<2> (&out)[
     return count;
 }
 
-std::int32_t CubeFaces::nextCopy(std::int32_t& x, std::int32_t& y) const {
+std::int32_t CubeSeams::nextCopy(std::int32_t& x, std::int32_t& y) const {
     IPoint<2> all[3];
     const std::int32_t count = copies(x, y, all);
     for (std::int32_t i = 0; i < count; ++i) {
@@ -114,7 +114,7 @@ std::int32_t CubeFaces::nextCopy(std::int32_t& x, std::int32_t& y) const {
     return count;
 }
 
-IPoint<2> CubeFaces::canonicalPixel(std::int32_t x, std::int32_t y) const {
+IPoint<2> CubeSeams::canonicalPixel(std::int32_t x, std::int32_t y) const {
     IPoint<2> all[3];
     copies(x, y, all);
     return all[0];

@@ -1,4 +1,4 @@
-#include "image/CubeFaces.h"
+#include "image/CubeSeams.h"
 #include "image/ZBitmap.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@ bool lessXY(IPoint<2> a, IPoint<2> b) {
     return a.x != b.x ? a.x < b.x : a.y < b.y;
 }
 
-TEST(CubeFaces, EachEdgePixelMeetsItsNeighbour) {
+TEST(CubeSeams, EachEdgePixelMeetsItsNeighbour) {
     // n = 4, face s at x = 4s..4s+3. One pixel on each of the 24 face edges and, worked out
     // by hand from the face layout, the edge pixel it shares with the neighbouring face.
     struct Case {
@@ -28,7 +28,7 @@ TEST(CubeFaces, EachEdgePixelMeetsItsNeighbour) {
         {{16, 1}, {13, 0}}, {{19, 1}, {6, 0}},  {{17, 0}, {10, 0}}, {{17, 3}, {1, 0}},
         {{20, 1}, {14, 3}}, {{23, 1}, {5, 3}},  {{21, 0}, {1, 3}},  {{21, 3}, {10, 3}},
     };
-    const CubeFaces faces(4);
+    const CubeSeams faces(4);
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.pixel.x << "," << c.pixel.y);
         IPoint<2> copies[3];
@@ -42,10 +42,10 @@ TEST(CubeFaces, EachEdgePixelMeetsItsNeighbour) {
     }
 }
 
-TEST(CubeFaces, CopiesFormClosedGroups) {
+TEST(CubeSeams, CopiesFormClosedGroups) {
     for (const std::int32_t n : {2, 3, 5, 8}) {
         SCOPED_TRACE(n);
-        const CubeFaces faces(n);
+        const CubeSeams faces(n);
         std::set<std::pair<std::int32_t, std::int32_t>> canonical;
         for (std::int32_t x = 0; x < 6 * n; ++x) {
             for (std::int32_t y = 0; y < n; ++y) {
@@ -104,7 +104,7 @@ TQL::Handle<ZBitmap> makeStrip(bool stacked) {
     return b;
 }
 
-TEST(CubeFaces, StitchingMakesNeighboursAgree) {
+TEST(CubeSeams, StitchingMakesNeighboursAgree) {
     for (const bool stacked : {false, true}) {
         SCOPED_TRACE(stacked ? "stacked" : "side by side");
         const std::int32_t n = 64;
@@ -117,7 +117,7 @@ TEST(CubeFaces, StitchingMakesNeighboursAgree) {
             return stacked ? bitmap.valueAt<std::uint32_t>(p.x % n, (p.x / n) * n + p.y)
                            : bitmap.valueAt<std::uint32_t>(p.x, p.y);
         };
-        const CubeFaces faces(n);
+        const CubeSeams faces(n);
         for (std::int32_t x = 0; x < 6 * n; ++x) {
             for (std::int32_t y = 0; y < n; ++y) {
                 IPoint<2> copies[3];
@@ -139,7 +139,7 @@ TEST(CubeFaces, StitchingMakesNeighboursAgree) {
     }
 }
 
-TEST(CubeFaces, StitchingLeavesAgreeingTilesShared) {
+TEST(CubeSeams, StitchingLeavesAgreeingTilesShared) {
     const std::int32_t n = 64;
     auto b = makeStrip(false);
     b->stitchFaces(n);
@@ -156,13 +156,13 @@ TEST(CubeFaces, StitchingLeavesAgreeingTilesShared) {
         EXPECT_EQ(b->sharesTile(face, *snapshot), face != 4) << face;
     }
     IPoint<2> copies[3];
-    CubeFaces(n).copies(4 * n + 10, 0, copies);
+    CubeSeams(n).copies(4 * n + 10, 0, copies);
     EXPECT_EQ(b->valueAt<std::uint32_t>(4 * n + 10, 0),
               b->valueAt<std::uint32_t>(copies[0].x, copies[0].y));
     EXPECT_NE(b->valueAt<std::uint32_t>(4 * n + 10, 0), wrong);
 }
 
-TEST(CubeFaces, StitchingRefusesOtherShapes) {
+TEST(CubeSeams, StitchingRefusesOtherShapes) {
     struct Case {
         std::int32_t w, h, n;
     };

@@ -4,15 +4,16 @@
 
 #include <cstdint>
 
-/// The six faces of a cube image laid out as a strip: face s holds columns s * n to
+/// The seams of a cube image, where stitching makes neighbouring faces agree. The six faces
+/// are laid out as a strip: face s holds columns s * n to
 /// (s + 1) * n - 1 of rows 0 to n - 1. Faces 0 to 3 run around the horizon, 4 is above and
 /// 5 below. Neighbouring faces overlap by one pixel: a pixel on a face's edge stands for the
 /// same direction as the edge pixel of the neighbouring face, so it has copies there: one
 /// further copy on an edge, two at a corner.
-class CubeFaces {
+class CubeSeams {
 public:
     /// `faceSize` is n, at least 2.
-    explicit CubeFaces(std::int32_t faceSize) : n_(faceSize) {}
+    explicit CubeSeams(std::int32_t faceSize) : n_(faceSize) {}
 
     std::int32_t faceSize() const { return n_; }
     /// True when (x, y) lies on the strip.
