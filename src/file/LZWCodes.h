@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/Status.h"
+#include "file/ImageErrorReporter.h"
+
 #include <cstdint>
 
 /// The code space of TIFF LZW (compression 5), shared by the encoder and the decoder.
@@ -16,6 +19,16 @@ inline constexpr std::uint32_t tableSize = 1u << maxBits; ///< 4096 codes
 inline constexpr std::uint32_t resetCode = tableSize - 2;
 /// "No code yet": the state before the first byte of a block.
 inline constexpr std::uint32_t noCode = 0xFFFF;
+
+/// The codec's name, which heads its reports.
+inline constexpr const wchar_t* codecName = L"LZW";
+
+/// Reports a failed allocation, `what` being "No space for LZW hash table" or the like,
+/// and gives the status of it.
+inline Status noSpace(ImageErrorReporter& reporter, const wchar_t* what) {
+    reporter.report(codecName, what);
+    return status::outOfMemory;
+}
 
 /// All ones in the low `bits` bits: the largest code of that width.
 constexpr std::uint32_t maxCodeOf(std::uint32_t bits) {

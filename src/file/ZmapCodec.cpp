@@ -30,27 +30,26 @@ std::wstring compressionName(int compression) {
 }
 
 namespace {
-Status notConfigured(int compression, ImageErrorReporter& reporter) {
+/// The codec of `compression` if it is configured, else null with status -8 and the
+/// report of it.
+template <class Codec, class LZWCodec>
+std::unique_ptr<Codec> makeCodec(Status& status, int compression, ImageErrorReporter& reporter) {
+    if (compression == zmapCompression::lzw) {
+        return LZWCodec::create(status, reporter);
+    }
     const std::wstring name = compressionName(compression);
     reporter.report(name, stringPrintf(L"%ls compression support is not configured", name.c_str()));
-    return status::unsupportedCompression;
+    status = status::unsupportedCompression;
+    return nullptr;
 }
 } // namespace
 
 std::unique_ptr<ZmapDecoder> makeZmapDecoder(Status& status, int compression,
                                              ImageErrorReporter& reporter) {
-    if (compression == zmapCompression::lzw) {
-        return ZmapLZWDecoder::create(status, reporter);
-    }
-    status = notConfigured(compression, reporter);
-    return nullptr;
+    return makeCodec<ZmapDecoder, ZmapLZWDecoder>(status, compression, reporter);
 }
 
 std::unique_ptr<ZmapEncoder> makeZmapEncoder(Status& status, int compression,
                                              ImageErrorReporter& reporter) {
-    if (compression == zmapCompression::lzw) {
-        return ZmapLZWEncoder::create(status, reporter);
-    }
-    status = notConfigured(compression, reporter);
-    return nullptr;
+    return makeCodec<ZmapEncoder, ZmapLZWEncoder>(status, compression, reporter);
 }

@@ -8,8 +8,6 @@
 #include <new>
 
 namespace {
-const wchar_t* const lzwName = L"LZW";
-
 using Entry = LZWDecodeState::Entry;
 
 /// Early change, as TIFF encoders do it: the width grows when the next free code reaches
@@ -78,20 +76,18 @@ inline void copyString(const Entry* table, std::uint32_t code, std::uint32_t fro
 }
 } // namespace
 
-ZmapLZWDecoder::ZmapLZWDecoder() : ZmapDecoder(lzwName) {}
+ZmapLZWDecoder::ZmapLZWDecoder() : ZmapDecoder(lzw::codecName) {}
 
 std::unique_ptr<ZmapLZWDecoder> ZmapLZWDecoder::create(Status& status,
                                                        ImageErrorReporter& reporter) {
     std::unique_ptr<LZWDecodeState> state(new (std::nothrow) LZWDecodeState);
     if (!state) {
-        reporter.report(lzwName, L"No space for LZW state block");
-        status = status::outOfMemory;
+        status = lzw::noSpace(reporter, L"No space for LZW state block");
         return nullptr;
     }
     state->table_.reset(new (std::nothrow) Entry[lzw::tableSize]);
     if (!state->table_) {
-        reporter.report(state->name(), L"No space for LZW code table");
-        status = status::outOfMemory;
+        status = lzw::noSpace(reporter, L"No space for LZW code table");
         return nullptr;
     }
     Entry* table = state->table_.get();

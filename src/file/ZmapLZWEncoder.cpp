@@ -43,24 +43,20 @@ inline std::int64_t compressionRatio(std::uint64_t inCount, std::uint64_t outBit
     const std::uint64_t divisor = outBits >> 8;
     return divisor == 0 ? 0x7FFFFFFF : static_cast<std::int64_t>(inCount / divisor);
 }
-
-const wchar_t* const lzwName = L"LZW";
 } // namespace
 
-ZmapLZWEncoder::ZmapLZWEncoder() : ZmapEncoder(lzwName) {}
+ZmapLZWEncoder::ZmapLZWEncoder() : ZmapEncoder(lzw::codecName) {}
 
 std::unique_ptr<ZmapLZWEncoder> ZmapLZWEncoder::create(Status& status,
                                                        ImageErrorReporter& reporter) {
     std::unique_ptr<LZWEncodeState> state(new (std::nothrow) LZWEncodeState);
     if (!state) {
-        reporter.report(lzwName, L"No space for LZW state block");
-        status = status::outOfMemory;
+        status = lzw::noSpace(reporter, L"No space for LZW state block");
         return nullptr;
     }
     state->hash_.reset(new (std::nothrow) LZWEncodeState::HashEntry[LZWEncodeState::hashSize]);
     if (!state->hash_) {
-        reporter.report(state->name(), L"No space for LZW hash table");
-        status = status::outOfMemory;
+        status = lzw::noSpace(reporter, L"No space for LZW hash table");
         return nullptr;
     }
     status = status::ok;

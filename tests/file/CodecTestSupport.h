@@ -43,20 +43,19 @@ inline Bytes noiseBytes(std::size_t size, std::uint32_t seed) {
     return bytes;
 }
 
-inline std::unique_ptr<ZmapLZWEncoder> newEncoder() {
+/// A working LZW encoder or decoder.
+template <class Codec> std::unique_ptr<Codec> newCodec() {
     RecordingErrorReporter reporter;
     Status status = -1;
-    auto encoder = ZmapLZWEncoder::create(status, reporter);
+    auto codec = Codec::create(status, reporter);
     EXPECT_EQ(status, status::ok);
-    return encoder;
+    return codec;
 }
-
+inline std::unique_ptr<ZmapLZWEncoder> newEncoder() {
+    return newCodec<ZmapLZWEncoder>();
+}
 inline std::unique_ptr<ZmapLZWDecoder> newDecoder() {
-    RecordingErrorReporter reporter;
-    Status status = -1;
-    auto decoder = ZmapLZWDecoder::create(status, reporter);
-    EXPECT_EQ(status, status::ok);
-    return decoder;
+    return newCodec<ZmapLZWDecoder>();
 }
 
 /// Encodes `raw` as one block, fed in pieces of `piece` bytes (all at once for 0).
