@@ -90,23 +90,6 @@ TEST(ConvertPixels, TableOfConversions) {
     }
 }
 
-TEST(ConvertPixels, StoreFormatsConvertToTheirFileTypes) {
-    // Store colour (format 2) goes to the file as red first, depth (3) as it is.
-    const Bytes pod{1, 2, 3};
-    Bytes out(3);
-    RecordingErrorReporter reporter;
-    EXPECT_EQ(convertPixels(out.data(), T::rgb24, pod.data(), filePixelTypeOfStore(2), 1, false,
-                            reporter),
-              status::ok);
-    EXPECT_EQ(out, (Bytes{3, 2, 1}));
-    const Bytes depth{1, 2, 3, 4};
-    out.assign(4, 0);
-    EXPECT_EQ(convertPixels(out.data(), T::depth32, depth.data(), filePixelTypeOfStore(3), 1, false,
-                            reporter),
-              status::ok);
-    EXPECT_EQ(out, depth);
-}
-
 TEST(ConvertPixels, OtherPairsFailAndReport) {
     struct Pair {
         T to, from;
