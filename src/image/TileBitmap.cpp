@@ -113,18 +113,23 @@ void TileBitmap::copyFrom(const TileBitmap& other, bool overwrite) {
     tiles_.copy(0, tiles_.size(), other.tiles_, overwrite, *this);
 }
 
-std::uint8_t* TileBitmap::pixelForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
-                                        std::int32_t* tileIndex) {
-    if (!geometry_.contains(x, y)) {
-        hold.reset();
-        if (tileIndex) {
-            *tileIndex = -1;
-        }
-        return nullptr;
-    }
-    const std::int32_t index = geometry_.tileIndex(x, y);
+std::int32_t TileBitmap::locate(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                std::int32_t* tileIndex) const {
+    const std::int32_t index = geometry_.contains(x, y) ? geometry_.tileIndex(x, y) : -1;
     if (tileIndex) {
         *tileIndex = index;
+    }
+    if (index < 0) {
+        hold.reset();
+    }
+    return index;
+}
+
+std::uint8_t* TileBitmap::pixelForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                        std::int32_t* tileIndex) {
+    const std::int32_t index = locate(x, y, hold, tileIndex);
+    if (index < 0) {
+        return nullptr;
     }
     hold = tiles_.getSinglyReferenced(index, *this);
     setChanged();
@@ -133,16 +138,9 @@ std::uint8_t* TileBitmap::pixelForWrite(std::int32_t x, std::int32_t y, TileHand
 
 const std::uint8_t* TileBitmap::pixelForRead(std::int32_t x, std::int32_t y, TileHandle& hold,
                                              std::int32_t* tileIndex) const {
-    if (!geometry_.contains(x, y)) {
-        hold.reset();
-        if (tileIndex) {
-            *tileIndex = -1;
-        }
+    const std::int32_t index = locate(x, y, hold, tileIndex);
+    if (index < 0) {
         return nullptr;
-    }
-    const std::int32_t index = geometry_.tileIndex(x, y);
-    if (tileIndex) {
-        *tileIndex = index;
     }
     hold = tiles_.get(index);
     if (hold->empty()) {

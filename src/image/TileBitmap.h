@@ -171,6 +171,10 @@ protected:
 private:
     friend class LockedHandleVector;
 
+    /// The index of the tile holding (x, y), also stored in `*tileIndex` if given; -1 outside
+    /// the image, and then `hold` is released.
+    std::int32_t locate(std::int32_t x, std::int32_t y, TileHandle& hold,
+                        std::int32_t* tileIndex) const;
     /// A new tile for entry `index`, of that tile's size, holding the empty value.
     TileHandle makeTile(std::int32_t index) const;
 

@@ -3,6 +3,7 @@
 #include "core/Colour.h"
 #include "core/Extent.h"
 #include "core/Handle.h"
+#include "core/Plane.h"
 #include "core/Status.h"
 #include "image/AlphaBitmap.h"
 #include "image/DocumentEditor.h"
@@ -12,6 +13,7 @@
 #include "image/ScratchBitmaps.h"
 #include "image/TileGeometry.h"
 #include "image/ZBitmap.h"
+#include "views/cameras/ViewProj.h"
 
 #include <array>
 #include <atomic>
@@ -81,6 +83,12 @@ struct RgbImage {
 };
 
 class ZmapDocument;
+
+/// The half width, in pixels, of the square of samples that planeAt fits a plane to.
+inline constexpr std::int32_t planeFitRadius = 7;
+/// planeAt leaves out samples whose direction from the centre leaves the first estimate of
+/// the plane by more than this (the cosine to its normal).
+inline constexpr double planeFitTolerance = 0.001;
 
 /// Told whenever a document's material table changes (the material window listens).
 class MaterialListener {
@@ -349,6 +357,38 @@ public:
     /// The listener told of every change of the table (not owned; null for none).
     void setMaterialListener(MaterialListener* listener) { materialListener_ = listener; }
 
+    // The camera: the view record and the conversion made from it and the image size.
+    // Surface estimation (ZmapDocumentSurface.cpp) works through it.
+
+    const ViewParams& viewParams() const { return viewParams_; }
+    /// Null while the image is smaller than 2 by 2.
+    const TQL::Handle<ViewProj>& viewProj() const { return viewProj_; }
+    /// Copies the record and makes a new viewProj; holders of the old one keep it.
+    void setViewParams(const ViewParams& record);
+    /// Makes a new viewProj for the present record and size; to be called when the size
+    /// changes.
+    void updateViewProj();
+
+    /// The world point of a pixel through its depth code; the origin without depth channel
+    /// or view. A pixel without depth gives a very far point.
+    Point<3> worldAt(std::int32_t x, std::int32_t y) const;
+    /// The world point of a pixel at a given depth code; the origin without a view.
+    Point<3> worldFromCode(std::int32_t x, std::int32_t y, std::uint32_t code) const;
+    /// The plane of the surface at a pixel, through its world point: a least-squares fit of
+    /// the pixels around it of the same material and on the same surface. For a pixel
+    /// without depth, `noDepth` is set and the result is the default plane (in a cube image
+    /// the far plane of the pixel's face). `fromModel` reads the depth and material as they
+    /// came from the model (the original channels) instead of the working ones. The normal
+    /// points to the eye's side.
+    Plane planeAt(std::int32_t x, std::int32_t y, bool* noDepth = nullptr,
+                  bool fromModel = false) const;
+    /// The plane through a pixel's world point and those of one horizontal and one vertical
+    /// neighbour: quick, and exact only on a flat surface. Without depth as planeAt.
+    Plane localPlaneAt(std::int32_t x, std::int32_t y, bool fromModel = false) const;
+    /// The plane used where a pixel has no surface: across the view at the far depth,
+    /// facing the eye.
+    Plane defaultPlane() const;
+
 private:
     template <class B>
     static typename B::Pixel read(const TQL::Handle<B>& b, std::int32_t x, std::int32_t y) {
@@ -372,7 +412,12 @@ private:
     void releaseChannels();
     void materialsChanged();
 
+    /// The no-depth answer of planeAt and localPlaneAt for pixel (x, y).
+    Plane planeWithoutDepth(std::int32_t x, std::int32_t y) const;
+
     std::int32_t serial_;
+    ViewParams viewParams_;
+    TQL::Handle<ViewProj> viewProj_;
     ShadowDisplay shadowDisplay_;
     MaterialListener* materialListener_ = nullptr;
 };

@@ -106,24 +106,27 @@ TEST_F(TileHeapTest, IdleArmsPurgeTimerAndFiringEmptiesList) {
     EXPECT_EQ(timers.kills.size(), 2u);
 }
 
-TEST_F(TileHeapTest, ListOfSizeZeroNeverStartsTheTimer) {
-    store.write(L"Settings", L"TileFreeListSize", L"0");
-    TileHeap::rereadSettings();
-    for (int i = 0; i < 3; ++i) {
-        churn();
-        TileHeap::idle();
+TEST_F(TileHeapTest, SettingsCanTurnTheListOrTimerOff) {
+    struct Case {
+        const wchar_t* key;
+        std::size_t cached; // blocks kept after a free
+    };
+    // A list of size 0 keeps nothing, so it never has a reason to start the timer; a
+    // timeout of 0 keeps blocks but never purges them by timer.
+    const Case cases[] = {{L"TileFreeListSize", 0}, {L"TileFreeListTimeout", 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.key);
+        TileHeap::purge(true);
+        store.write(L"Settings", c.key, L"0");
+        TileHeap::rereadSettings();
+        for (int i = 0; i < 3; ++i) {
+            churn();
+            TileHeap::idle();
+        }
+        EXPECT_TRUE(timers.starts.empty());
+        EXPECT_EQ(TileHeap::counters().blocksCached, c.cached);
+        store.remove(L"Settings", c.key);
     }
-    EXPECT_TRUE(timers.starts.empty());
-    EXPECT_EQ(TileHeap::counters().blocksCached, 0u);
-}
-
-TEST_F(TileHeapTest, TimeoutZeroNeverStartsTheTimer) {
-    store.write(L"Settings", L"TileFreeListTimeout", L"0");
-    TileHeap::rereadSettings();
-    churn();
-    TileHeap::idle();
-    EXPECT_TRUE(timers.starts.empty());
-    EXPECT_EQ(TileHeap::counters().blocksCached, 1u);
 }
 
 TEST_F(TileHeapTest, FullStackSendsBlocksToTheHeap) {
