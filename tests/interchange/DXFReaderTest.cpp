@@ -697,3 +697,29 @@ TEST(DXFReader, MissingFileGivesItsStatus) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(DXFReader, SampleHouseLoadsWithItsLayersAndSize) {
+    auto model = TQL::makeHandle<SmoothModelImp>();
+    std::wstring error;
+    DXFReadInfo info;
+    const Status s = readDXF(getWCS(QUORVALE_SAMPLES "/house.dxf"), *model, error, {}, &info);
+    ASSERT_EQ(s, status::ok) << utf8(error);
+    const std::vector<std::wstring> layers = {L"Ground",   L"Floor", L"Walls",   L"Glazing",
+                                              L"Doors",    L"Roof",  L"Terrace", L"Furniture",
+                                              L"Planters", L"Plants"};
+    EXPECT_EQ(info.layers, layers);
+    std::set<std::wstring> expected(layers.begin(), layers.end());
+    expected.erase(L"Roof");
+    expected.insert(L"Roof tiles"); // named by the layer's extended data
+    const auto names = materialNames(*model);
+    EXPECT_EQ(std::set<std::wstring>(names.begin(), names.end()), expected);
+    EXPECT_EQ(model->metresPerUnit(), 1.0);
+    // The ground spans the site; the ridge is the highest point.
+    EXPECT_EQ(model->bounds(), Extent<3>({-6, -8, 0}, {16, 13, 4.6}));
+    EXPECT_GT(model->triangleCount(), 1000u);
+    EXPECT_EQ(info.skipped, 0u);
+}
+
+} // namespace
