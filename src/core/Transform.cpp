@@ -325,11 +325,30 @@ Vector<3> PerspectiveTransform<3>::preDivide(const Vector<3>& v) const {
     return v * *inv;
 }
 
-template class Transform<2>;
-template class Transform<3>;
-template class AffineTransform<2>;
-template class AffineTransform<3>;
-template class UniformTransform<2>;
-template class UniformTransform<3>;
-template class NonUniformTransform<2>;
-template class NonUniformTransform<3>;
+// Members defined here, instantiated for the dimensions that have them. (Instantiating
+// whole classes would also instantiate the makers constrained to the other dimension.)
+template Extent<2> Transform<2>::preMultiply(const Extent<2>&) const;
+template Extent<3> Transform<3>::preMultiply(const Extent<3>&) const;
+template Extent<2> Transform<2>::preDivide(const Extent<2>&) const;
+template Extent<3> Transform<3>::preDivide(const Extent<3>&) const;
+template Transform<2>* Transform<2>::composeWith(const Transform<2>&) const;
+template Transform<3>* Transform<3>::composeWith(const Transform<3>&) const;
+template HomogeneousMatrix<2> AffineTransform<2>::homogeneous() const;
+template HomogeneousMatrix<3> AffineTransform<3>::homogeneous() const;
+template void AffineTransform<2>::packToPod(double (&)[4][3]) const;
+template void AffineTransform<3>::packToPod(double (&)[4][3]) const;
+template Transform<2>* AffineTransform<2>::pSlice() const;
+template Transform<2>* AffineTransform<3>::pSlice() const;
+template AffineTransform<2> AffineTransform<2>::affineInverse() const;
+template AffineTransform<3> AffineTransform<3>::affineInverse() const;
+template UniformTransform<2> UniformTransform<2>::rotation(Angle);
+template UniformTransform<3> UniformTransform<3>::rotation(Angle, const Vector<3>&);
+template UniformTransform<3> UniformTransform<3>::xyAxes(const Vector<3>&, const Vector<3>&);
+template UniformTransform<3> UniformTransform<3>::yzAxes(const Vector<3>&, const Vector<3>&);
+template UniformTransform<3> UniformTransform<3>::zxAxes(const Vector<3>&, const Vector<3>&);
+template NonUniformTransform<2> NonUniformTransform<2>::scale(double, double);
+template NonUniformTransform<3> NonUniformTransform<3>::scale(double, double, double);
+template NonUniformTransform<3> NonUniformTransform<3>::axes(const Vector<3>&, const Vector<3>&,
+                                                             const Vector<3>&);
+template NonUniformTransform<3> NonUniformTransform<3>::fromAxes(const Vector<3>&, const Vector<3>&,
+                                                                 const Vector<3>&);
