@@ -63,8 +63,10 @@ TEST(Handle, ResetToTheSameObjectKeepsItAlive) {
     a.reset(a.get());
     EXPECT_EQ(destroyed.load(), 0);
     EXPECT_EQ(a.refC(), 1u);
-    a = a;
+    Handle<Counted>& alias = a;
+    a = alias; // self-assignment through another name
     EXPECT_EQ(destroyed.load(), 0);
+    EXPECT_EQ(a.refC(), 1u);
 }
 
 TEST(Handle, ConvertsToBaseAndCastsBack) {
