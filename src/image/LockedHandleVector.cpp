@@ -99,7 +99,7 @@ std::int32_t LockedHandleVector::copy(std::int32_t first, std::int32_t last,
     return replaced;
 }
 
-void LockedHandleVector::swap(std::int32_t first, std::int32_t last, LockedHandleVector& other,
+bool LockedHandleVector::swap(std::int32_t first, std::int32_t last, LockedHandleVector& other,
                               TileBitmap& owner) {
     bool differed = false;
     {
@@ -123,6 +123,7 @@ void LockedHandleVector::swap(std::int32_t first, std::int32_t last, LockedHandl
         owner.setChanged();
         owner.bumpGeneration();
     }
+    return differed;
 }
 
 TileHandle LockedHandleVector::getSinglyReferenced(std::int32_t i, const TileBitmap& owner) {

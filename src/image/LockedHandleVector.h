@@ -41,8 +41,9 @@ public:
     std::int32_t copy(std::int32_t first, std::int32_t last, const LockedHandleVector& other,
                       bool overwrite, TileBitmap& owner);
     /// Exchanges the entries [first, last) with `other`'s, keeping both non-empty counts
-    /// right. Sets `owner`'s changed flag if any handle differed.
-    void swap(std::int32_t first, std::int32_t last, LockedHandleVector& other, TileBitmap& owner);
+    /// right. Returns true, and sets `owner`'s changed flag, if any handle differed; the
+    /// caller tells `other`'s owner.
+    bool swap(std::int32_t first, std::int32_t last, LockedHandleVector& other, TileBitmap& owner);
     /// Copy on write: a handle to tile i that nobody else holds. An empty entry gets a new
     /// tile of its size from `owner` (initialised to the owner's empty value); a shared
     /// tile is replaced by a byte copy. Throws std::bad_alloc.

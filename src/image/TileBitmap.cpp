@@ -113,6 +113,19 @@ void TileBitmap::copyFrom(const TileBitmap& other, bool overwrite) {
     tiles_.copy(0, tiles_.size(), other.tiles_, overwrite, *this);
 }
 
+void TileBitmap::swapTiles(TileBitmap& other) {
+    assert(other.geometry_ == geometry_ && other.format_ == format_ &&
+           "swapTiles needs bitmaps of one geometry and format");
+    if (&other == this || other.geometry_.tileCount() != geometry_.tileCount() ||
+        other.bitsPerPixel_ != bitsPerPixel_) {
+        return;
+    }
+    if (tiles_.swap(0, tiles_.size(), other.tiles_, *this)) {
+        other.setChanged();
+        other.bumpGeneration();
+    }
+}
+
 std::int32_t TileBitmap::locate(std::int32_t x, std::int32_t y, TileHandle& hold,
                                 std::int32_t* tileIndex) const {
     const std::int32_t index = geometry_.contains(x, y) ? geometry_.tileIndex(x, y) : -1;

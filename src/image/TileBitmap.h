@@ -58,7 +58,6 @@ public:
 
     /// The tile table (for snapshots and the save rule, which compare handles).
     const LockedHandleVector& tiles() const { return tiles_; }
-    LockedHandleVector& tiles() { return tiles_; }
     std::int32_t nonEmptyTiles() const { return tiles_.nonEmpty(); }
     /// True when tile `index` of this bitmap and of `other` is the same tile.
     bool sharesTile(std::int32_t index, const TileBitmap& other) const {
@@ -130,6 +129,11 @@ public:
     /// number of pixels to the end of the tile's row; 0 outside. Throws std::bad_alloc.
     std::int32_t runForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
                              std::uint8_t** pixel);
+
+    /// Exchanges every tile handle with `other` (same geometry and format), keeping both
+    /// non-empty counts right; both changed flags are set if any handle differed. No pixel
+    /// is copied.
+    void swapTiles(TileBitmap& other);
 
     /// Walks the tiles that meet `channelExtent` and `clipExtent` (clipped to the image),
     /// row by row and column by column, and hands each tile's rectangle of display colour to

@@ -249,6 +249,37 @@ TEST(TileStore, RowWriterNoticesReplacedTiles) {
     EXPECT_EQ(a->valueAt<ColourPOD>(0, 0), ColourPOD{});
 }
 
+TEST(TileStore, SwappingExchangesTilesAndWarnsWritersOnBothSides) {
+    auto a = makeRgb();
+    fill(*a);
+    auto b = makeRgb();
+    TileHandle hold;
+    *reinterpret_cast<ColourPOD*>(b->pixelForWrite(0, 0, hold, nullptr)) = ColourPOD{1, 1, 1};
+    hold.reset();
+    const TileBitmapTile* aTile = a->tiles().get(2).get();
+    const TileBitmapTile* bTile = b->tiles().get(0).get();
+
+    // A writer on b keeps b's tile 0; after the swap that tile is a's.
+    TileRowWriter writer(*b);
+    const std::uint8_t grey[3] = {9, 9, 9};
+    writer.writeRow(1, 0, grey, 1);
+    a->clearChanged();
+    b->clearChanged();
+    a->swapTiles(*b);
+    EXPECT_EQ(a->nonEmptyTiles(), 1);
+    EXPECT_EQ(b->nonEmptyTiles(), 6);
+    EXPECT_EQ(b->tiles().get(2).get(), aTile);
+    EXPECT_EQ(a->tiles().get(0).get(), bTile);
+    EXPECT_TRUE(a->changed());
+    EXPECT_TRUE(b->changed());
+
+    writer.writeRow(2, 0, grey, 1);
+    EXPECT_EQ(a->valueAt<ColourPOD>(2, 0), ColourPOD{}); // not reached through b's writer
+    EXPECT_EQ(a->valueAt<ColourPOD>(1, 0), (ColourPOD{9, 9, 9}));
+    EXPECT_EQ(b->valueAt<ColourPOD>(2, 0), (ColourPOD{9, 9, 9}));
+    EXPECT_EQ(b->valueAt<ColourPOD>(3, 0), pattern(3, 0));
+}
+
 TEST(TileStore, HeldTileStaysStableWhileMainThreadWrites) {
     auto b = makeRgb();
     fill(*b);
