@@ -1,6 +1,5 @@
 #include "core/ThreadName.h"
 
-#include <atomic>
 #include <cstring>
 #include <mutex>
 #include <pthread.h>
@@ -20,24 +19,34 @@ void setThreadName(const char* name) {
 }
 
 namespace {
-std::mutex mainMutex;
-bool mainKnown = false;
-std::thread::id mainId;
+/// Function-local, so a setMainThread call from another file's static initialiser is not
+/// undone by this file's own initialisation running later.
+struct MainThread {
+    std::mutex mutex;
+    bool known = false;
+    std::thread::id id;
+};
+MainThread& mainThread() {
+    static MainThread m;
+    return m;
+}
 } // namespace
 
 void setMainThread() {
-    std::lock_guard<std::mutex> lock(mainMutex);
-    mainId = std::this_thread::get_id();
-    mainKnown = true;
+    MainThread& m = mainThread();
+    std::lock_guard<std::mutex> lock(m.mutex);
+    m.id = std::this_thread::get_id();
+    m.known = true;
 }
 
 bool isMainThread() {
-    std::lock_guard<std::mutex> lock(mainMutex);
-    if (!mainKnown) {
-        mainId = std::this_thread::get_id();
-        mainKnown = true;
+    MainThread& m = mainThread();
+    std::lock_guard<std::mutex> lock(m.mutex);
+    if (!m.known) {
+        m.id = std::this_thread::get_id();
+        m.known = true;
     }
-    return mainId == std::this_thread::get_id();
+    return m.id == std::this_thread::get_id();
 }
 
 } // namespace TQL
