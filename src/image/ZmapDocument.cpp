@@ -289,6 +289,8 @@ void ZmapDocument::clearDocument() {
     software.clear();
     hostComputer.clear();
     dateTime.clear();
+    cutoutBlock.clear();
+    cutoutBlockItems = 0;
     usedMaterials_.clear();
     materials_.clear();
     palette_.fill(ColourPOD{});

@@ -153,6 +153,11 @@ public:
     /// Compression of the file as read, and for the next save: 1 (none) or 5 (LZW).
     std::int32_t savedCompression = 5;
     std::int32_t compression = 5;
+    /// The floating cut-outs as a file holds them (cut-out text), kept as bytes until the
+    /// cut-outs parse them, and written back as they are; empty for none.
+    std::vector<std::uint8_t> cutoutBlock;
+    /// The number of cut-outs the block holds, as the file gave it.
+    std::uint16_t cutoutBlockItems = 0;
 
 private:
     std::set<MaterialId> usedMaterials_;
