@@ -10,23 +10,30 @@
 
 namespace {
 
-/// Depth and material reads from the working channels, or from the originals.
+/// Depth and material reads from the working channels, or from the originals, keeping
+/// the tile of the last read of each.
 class PixelSource {
 public:
     PixelSource(const ZmapDocument& document, bool fromModel)
         : document_(document), fromModel_(fromModel) {}
 
     std::uint32_t code(std::int32_t x, std::int32_t y) const {
-        return fromModel_ ? document_.originalZAt(x, y) : document_.zAt(x, y);
+        return fromModel_ ? document_.originalZAtCached(x, y, zHold_, zTile_)
+                          : document_.zAtCached(x, y, zHold_, zTile_);
     }
     MaterialId material(std::int32_t x, std::int32_t y) const {
-        return fromModel_ ? document_.originalMatAt(x, y) : document_.matAt(x, y);
+        return fromModel_ ? document_.originalMatAtCached(x, y, matHold_, matTile_)
+                          : document_.matAtCached(x, y, matHold_, matTile_);
     }
     bool hasDepth() const { return fromModel_ ? bool(document_.originalZ) : bool(document_.z); }
 
 private:
     const ZmapDocument& document_;
     bool fromModel_;
+    mutable TileHandle zHold_;
+    mutable TileHandle matHold_;
+    mutable std::int32_t zTile_ = -1;
+    mutable std::int32_t matTile_ = -1;
 };
 
 /// The least-squares fit of a da + b db + c + g = 0 to samples (da, db, g): its normal

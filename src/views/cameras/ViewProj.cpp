@@ -132,18 +132,20 @@ ViewProj::ViewProj(const ViewParams& params, std::int32_t width, std::int32_t he
         break;
     }
     fromWorld_ = toWorld_.inverse();
+    toWorld_.packToPod(toWorldRows_);
+    fromWorld_.packToPod(fromWorldRows_);
 }
 
 Vector<3> ViewProj::pixelDirection(double x, double y) const {
     const double n = faceSize_.size();
-    const double edge = n - 1;
     const double column = std::floor(x / n);
-    int face = static_cast<int>(std::fmod(column, 6.0));
-    if (face < 0) {
-        face += 6;
-    }
-    const double a = 2 * (x - column * n) / edge - 1;
-    const double b = 1 - 2 * y / edge;
+    const auto whole = static_cast<std::int64_t>(column);
+    const int face = static_cast<int>(((whole % 6) + 6) % 6);
+    // Exact -1 and 1 on the first and last pixel of a face, so that the copies of an edge
+    // pixel look exactly the same way.
+    const double edge = n - 1;
+    const double a = (2 * (x - column * n) - edge) / edge;
+    const double b = (edge - 2 * y) / edge;
     switch (face) {
     case 0:
         return {a, b, 1};
@@ -160,20 +162,8 @@ Vector<3> ViewProj::pixelDirection(double x, double y) const {
     }
 }
 
-Point<3> ViewProj::homogeneousFromPixelPoint(const Point<3>& p) const {
-    switch (viewType_) {
-    case perspectiveView: {
-        const double w = p.z() + depthOffset_;
-        return {p.x() * w, p.y() * w, w};
-    }
-    case parallelView:
-        return p;
-    case cubicView:
-        return toPoint(pixelDirection(p.x(), p.y()) * (p.z() + depthOffset_));
-    case unknownView:
-        break;
-    }
-    return Point<3>::m_origin;
+Point<3> ViewProj::cubicHomogeneous(const Point<3>& p) const {
+    return toPoint(pixelDirection(p.x(), p.y()) * (p.z() + depthOffset_));
 }
 
 Point<3> ViewProj::cubicPixel(const Point<3>& h) const {

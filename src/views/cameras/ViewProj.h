@@ -67,19 +67,33 @@ public:
         return homogeneousFromPixelPoint(Point<3>(x, y, code));
     }
     /// The same with real pixel coordinates and a real depth code in p.z.
-    Point<3> homogeneousFromPixelPoint(const Point<3>& p) const;
+    Point<3> homogeneousFromPixelPoint(const Point<3>& p) const {
+        switch (viewType_) {
+        case perspectiveView: {
+            const double w = p.z() + depthOffset_;
+            return {p.x() * w, p.y() * w, w};
+        }
+        case parallelView:
+            return p;
+        case cubicView:
+            return cubicHomogeneous(p);
+        case unknownView:
+            break;
+        }
+        return Point<3>::m_origin;
+    }
     /// (x, y, depth code) as reals.
     Point<3> pixelFromHomogeneous(const Point<3>& h) const;
 
     Point<3> worldFromPixel(std::int32_t x, std::int32_t y, std::uint32_t code) const {
-        return toWorld_.multiply(homogeneousFromPixel(x, y, code));
+        return apply(toWorldRows_, homogeneousFromPixel(x, y, code));
     }
     Point<3> worldFromPixelPoint(const Point<3>& p) const {
-        return toWorld_.multiply(homogeneousFromPixelPoint(p));
+        return apply(toWorldRows_, homogeneousFromPixelPoint(p));
     }
     /// (x, y, depth code) as reals; round where an integer pixel is wanted.
     Point<3> pixelFromWorld(const Point<3>& world) const {
-        return pixelFromHomogeneous(fromWorld_.multiply(world));
+        return pixelFromHomogeneous(apply(fromWorldRows_, world));
     }
     /// A world vector at a world point as a vector in pixel space (x, y, code).
     Vector<3> pixelVector(const Vector<3>& direction, const Point<3>& at) const;
@@ -97,6 +111,13 @@ public:
                             const Point<3>& b, bool useNear) const;
 
 private:
+    /// p times the rows of a packed affine transform (three linear rows, then translation).
+    static Point<3> apply(const double (&m)[4][3], const Point<3>& p) {
+        return {p.x() * m[0][0] + p.y() * m[1][0] + p.z() * m[2][0] + m[3][0],
+                p.x() * m[0][1] + p.y() * m[1][1] + p.z() * m[2][1] + m[3][1],
+                p.x() * m[0][2] + p.y() * m[1][2] + p.z() * m[2][2] + m[3][2]};
+    }
+    Point<3> cubicHomogeneous(const Point<3>& p) const;
     Point<3> cubicPixel(const Point<3>& h) const;
 
     ViewType viewType_ = unknownView;
@@ -107,4 +128,7 @@ private:
     NonUniformTransform<3> toWorld_;
     NonUniformTransform<3> fromWorld_;
     double depthStep_ = 0;
+    // toWorld and fromWorld packed for the per-pixel conversions.
+    double toWorldRows_[4][3] = {};
+    double fromWorldRows_[4][3] = {};
 };
