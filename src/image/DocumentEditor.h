@@ -4,6 +4,7 @@
 #include "core/Handle.h"
 #include "image/AlphaBitmap.h"
 #include "image/RgbBitmap.h"
+#include "image/UndoBuffer.h"
 
 #include <vector>
 
@@ -26,4 +27,6 @@ public:
     TQL::Handle<AlphaBitmap> wetAlpha;
     /// Colour of the wet planes of a stroke.
     TQL::Handle<RgbCacheBitmap> wetCache;
+    /// The document's undo store; made by allocateChannels.
+    TQL::Handle<UndoBuffer> undoBuffer;
 };

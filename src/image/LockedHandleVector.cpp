@@ -178,3 +178,38 @@ std::int64_t LockedHandleVector::tileBytes(const LockedHandleVector* other) cons
     }
     return bytes;
 }
+
+std::int32_t LockedHandleVector::singlyHeld(const wchar_t* site) const {
+    TqlSimpleLock lock(csTileVector, site);
+    std::int32_t count = 0;
+    for (const TileHandle& entry : entries_) {
+        if (!isNull(entry) && entry.refC() == 1) {
+            ++count;
+        }
+    }
+    return count;
+}
+
+std::int32_t LockedHandleVector::differingFrom(const LockedHandleVector& other,
+                                               const wchar_t* site) const {
+    TqlSimpleLock lock(csTileVector, site);
+    std::int32_t count = 0;
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        const TileHandle& entry = entries_[i];
+        if (!isNull(entry) && (i >= other.entries_.size() || other.entries_[i] != entry)) {
+            ++count;
+        }
+    }
+    return count;
+}
+
+void LockedHandleVector::differences(const LockedHandleVector& other,
+                                     std::vector<std::int32_t>& out) const {
+    TqlSimpleLock lock(csTileVector, L"LockedHandleVector::differences");
+    const std::size_t n = std::min(entries_.size(), other.entries_.size());
+    for (std::size_t i = 0; i < n; ++i) {
+        if (entries_[i] != other.entries_[i]) {
+            out.push_back(static_cast<std::int32_t>(i));
+        }
+    }
+}

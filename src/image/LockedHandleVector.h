@@ -56,6 +56,16 @@ public:
     /// True when entry i of both tables is the same tile.
     bool sameTile(std::int32_t i, const LockedHandleVector& other) const;
 
+    /// Number of non-empty entries that nobody but this table holds (reference count 1).
+    /// `site` names the caller for lock diagnostics.
+    std::int32_t singlyHeld(const wchar_t* site) const;
+    /// Number of non-empty entries whose tile is not the one `other` holds at that index
+    /// (every non-empty entry beyond `other`'s size counts).
+    std::int32_t differingFrom(const LockedHandleVector& other, const wchar_t* site) const;
+    /// Appends to `out` the indices below both sizes where the two tables hold different
+    /// tiles.
+    void differences(const LockedHandleVector& other, std::vector<std::int32_t>& out) const;
+
 private:
     std::vector<TileHandle> entries_;
     std::int32_t nonEmpty_ = 0;

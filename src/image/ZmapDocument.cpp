@@ -31,6 +31,15 @@ std::int64_t bitmapBytes(const TileBitmap* bitmap, const TileBitmap* main) {
     return bitmap->memoryUsed() + bitmap->tiles().tileBytes(main ? &main->tiles() : nullptr);
 }
 
+/// Pixel (x, y) of one snapshot of the undo store's current level; zero without a store.
+template <class T>
+T levelValue(const TQL::Handle<UndoBuffer>& undo,
+             TQL::Handle<UndoBitmap> (UndoBuffer::*snapshot)() const, std::int32_t x,
+             std::int32_t y) {
+    const TQL::Handle<UndoBitmap> level = undo ? ((*undo).*snapshot)() : nullptr;
+    return level ? level->valueAt<T>(x, y) : T{};
+}
+
 /// The format of string 10131 must take a text and then a number, and nothing else.
 bool isNameNumberFormat(const std::wstring& format) {
     const auto text = format.find(L"%ls");
@@ -89,6 +98,7 @@ void ZmapDocument::releaseChannels() {
     editor.wetAlpha.reset();
     editor.wetCache.reset();
     editor.appliedExtents.clear();
+    editor.undoBuffer.reset();
 }
 
 Status ZmapDocument::allocateChannels() {
@@ -146,7 +156,18 @@ Status ZmapDocument::allocateChannels() {
         return status::outOfMemory;
     }
     usedMaterials_.clear();
-    return status::ok;
+    TQL::Handle<UndoBuffer> undo;
+    try {
+        undo = UndoBuffer::create(*this);
+    } catch (const std::bad_alloc&) {
+        return status::outOfMemory;
+    }
+    Status result = status::ok;
+    undo->pushLevel(result, 0);
+    if (result == status::ok) {
+        editor.undoBuffer = undo;
+    }
+    return result;
 }
 
 void ZmapDocument::commitOriginals() {
@@ -158,6 +179,11 @@ void ZmapDocument::commitOriginals() {
     }
     if (mat && originalMat) {
         originalMat->copyFrom(*mat, true);
+    }
+    if (editor.undoBuffer) {
+        // A failed restart keeps the levels: they still describe the channels.
+        Status ignored = status::ok;
+        editor.undoBuffer->restart(ignored, 0);
     }
 }
 
@@ -215,8 +241,10 @@ std::int64_t ZmapDocument::channelMemory(std::int32_t kind) const {
         return bitmapBytes(cutoutAlpha.get(), nullptr);
     case memoryShadowAlpha:
         return bitmapBytes(shadowAlpha.get(), nullptr);
+    case memoryUndoRgb:
+        // The whole undo store is reported under the undo colour.
+        return editor.undoBuffer ? editor.undoBuffer->memoryInUse() : 0;
     default:
-        // The undo colour (-1) belongs to the undo store, which reports it.
         return 0;
     }
 }
@@ -248,6 +276,18 @@ void ZmapDocument::draw(Status& result, DrawTarget& target, std::uint32_t id,
     }
     const bool composite = id == channelRgb || id == channelZ || id == channelMat;
     result = bitmap->drawArea(target, extent, clip, abort, composite);
+}
+
+ColourPOD ZmapDocument::undoRgbAt(std::int32_t x, std::int32_t y) const {
+    return levelValue<ColourPOD>(editor.undoBuffer, &UndoBuffer::currentRgb, x, y);
+}
+
+std::uint32_t ZmapDocument::undoZAt(std::int32_t x, std::int32_t y) const {
+    return levelValue<std::uint32_t>(editor.undoBuffer, &UndoBuffer::currentZ, x, y);
+}
+
+MaterialId ZmapDocument::undoMatAt(std::int32_t x, std::int32_t y) const {
+    return levelValue<MaterialId>(editor.undoBuffer, &UndoBuffer::currentMat, x, y);
 }
 
 void ZmapDocument::pasteCentred(Status& result, const RgbImage& image) {
@@ -457,6 +497,32 @@ bool ZmapDocument::changeMaterialUsers(MaterialId id, std::int32_t delta) {
         materialsChanged();
     }
     return true;
+}
+
+void ZmapDocument::restoreMaterial(MaterialId id, const MaterialRecord* record) {
+    if (!record) {
+        deleteMaterial(id);
+        return;
+    }
+    if (id == 0) {
+        return;
+    }
+    MaterialRecord& entry = materials_[id];
+    entry.name = record->name;
+    entry.secondName = record->secondName;
+    entry.hotLink = record->hotLink;
+    entry.colour = record->colour;
+    entry.implicit = record->implicit;
+    entry.deleted = 0;
+    if (entry.implicit) {
+        usedMaterials_.erase(id);
+    } else {
+        usedMaterials_.insert(id);
+    }
+    if (id < palette_.size()) {
+        palette_[id] = record->colour;
+    }
+    materialsChanged();
 }
 
 bool ZmapDocument::setHotLink(MaterialId id, const MatHotLink& link) {

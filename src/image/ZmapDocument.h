@@ -24,6 +24,7 @@
 #include <string>
 #include <vector>
 
+class DocumentViews;
 class DrawTarget;
 
 /// One bit a channel, used by files, views and the shown-channel setting; views combine
@@ -183,9 +184,11 @@ public:
     /// Once rgb is given, makes every missing channel: originalRgb (sharing rgb's tiles), z
     /// (no depth 0xFFFFFFFF), originalZ (overlaying z), mat, originalMat (overlaying mat),
     /// cutoutRgb, cutoutZ (no depth 0), cutoutMat, cutoutAlpha, shadowAlpha, then the
-    /// editor's work bitmaps; clears usedMaterials. -13 without rgb, -10 out of memory.
+    /// editor's work bitmaps; clears usedMaterials; then makes a new undo store holding the
+    /// present state as its one level. -13 without rgb, -10 out of memory.
     [[nodiscard]] Status allocateChannels();
-    /// The originals take the main channels' present tiles (shared, no copy).
+    /// The originals take the main channels' present tiles (shared, no copy), and the undo
+    /// store starts again from the present state: no level before it can be undone.
     void commitOriginals();
     /// The bitmap of a channel id; null for an unknown id, the thumbnail (64) and, for now,
     /// the floating cut-outs.
@@ -207,6 +210,12 @@ public:
     /// Writes `image` into rgb, centred and clipped to the image. -13 without rgb, -10 out of
     /// memory.
     void pasteCentred(Status& status, const RgbImage& image);
+    /// Automatic contrast: a histogram of the HLS lightness of every colour pixel gives the
+    /// lightness below which 0.5 % of the pixels lie and the one above which 0.5 % lie; every
+    /// pixel's lightness is then stretched linearly so that these become 0 and 1 (clamped),
+    /// keeping its hue and saturation. Tiles whose pixels all stay the same stay shared. An
+    /// image of one lightness is left as it is. -13 without rgb, -10 out of memory.
+    void autoLevels(Status& status);
     /// Frees every channel, empties the texts, the materials and the flags.
     void clearDocument();
     /// Number of this document in the process, counting constructions from 1.
@@ -232,6 +241,11 @@ public:
         return read(originalMat, x, y);
     }
     MaterialId cutoutMatAt(std::int32_t x, std::int32_t y) const { return read(cutoutMat, x, y); }
+    /// The pixel as it was before the action in progress began: from the current level of
+    /// the undo store. Zero without an undo store.
+    ColourPOD undoRgbAt(std::int32_t x, std::int32_t y) const;
+    std::uint32_t undoZAt(std::int32_t x, std::int32_t y) const;
+    MaterialId undoMatAt(std::int32_t x, std::int32_t y) const;
 
     /// The same reads for a caller that keeps a tile: `hold` and `tileIndex` are reused while
     /// (x, y) stays in that tile. Start with a null hold and index -1.
@@ -355,12 +369,22 @@ public:
     /// False if there is no such id.
     bool changeMaterialUsers(MaterialId id, std::int32_t delta);
     bool setHotLink(MaterialId id, const MatHotLink& link);
+    /// For undo: gives record `id` the name, second name, colour, hot link and implicit flag
+    /// of `record`, live, creating it if need be (a record's users stay as they are); or,
+    /// with a null `record`, deletes it as deleteMaterial does. Keeps the palette and
+    /// usedMaterials.
+    void restoreMaterial(MaterialId id, const MaterialRecord* record);
     /// After a file is read: live materials of equal names (case-blind) are renamed with
     /// string 10131 ("%ls %d": the name and a number), taking the first free name. The first
     /// of a group keeps its name if it has a hot link.
     void makeMaterialNamesUnique();
     /// The listener told of every change of the table (not owned; null for none).
     void setMaterialListener(MaterialListener* listener) { materialListener_ = listener; }
+
+    /// The views of the document (not owned; null for none): told of undo, redo and whole
+    /// document changes.
+    DocumentViews* views() const { return views_; }
+    void setViews(DocumentViews* views) { views_ = views; }
 
     // The camera: the view record and the conversion made from it and the image size.
     // Surface estimation (ZmapDocumentSurface.cpp) works through it.
@@ -425,4 +449,5 @@ private:
     TQL::Handle<ViewProj> viewProj_;
     ShadowDisplay shadowDisplay_;
     MaterialListener* materialListener_ = nullptr;
+    DocumentViews* views_ = nullptr;
 };
