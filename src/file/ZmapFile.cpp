@@ -1,0 +1,38 @@
+#include "file/ZmapFile.h"
+
+#include "file/QuorvaleZmapFile.h"
+#include "file/ZmapDocumentFile.h"
+
+namespace TQL {
+
+namespace {
+std::wstring failureText(Status status, const std::wstring& path) {
+    return path + L": " + statusText(status);
+}
+} // namespace
+
+BadFile::BadFile(Status status, const std::wstring& path)
+    : TqlError(failureText(status, path)), status_(status) {}
+
+ZmapFile::Error::Error(Status status, const std::wstring& path)
+    : TqlError(failureText(status, path)), status_(status) {}
+
+void ZmapFile::write(const ZmapDocument& document, Reporter* progress) const {
+    QuorvaleZmapFile file;
+    file.setProgress(progress);
+    Status status = status::ok;
+    file.write(status, document, path_);
+    if (status != status::ok) {
+        throw Error(status, path_);
+    }
+}
+
+void ZmapFile::read(ZmapDocument& document, Reporter* progress) const {
+    Status status = status::ok;
+    openZmapDocument(status, document, path_, progress);
+    if (status != status::ok) {
+        throw BadFile(status, path_);
+    }
+}
+
+} // namespace TQL
