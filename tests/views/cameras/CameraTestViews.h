@@ -12,54 +12,69 @@
 // world axes so that no formula can lean on a coincidence of frames.
 namespace cameratest {
 
-/// Turned view axes: X right, Y up, Z forward, orthonormal, Y = X cross Z.
-inline void turnedAxes(ViewParams& v, double azimuthDegrees, double altitudeDegrees,
-                       double lengths = 1) {
-    const double az = Angle::degrees(azimuthDegrees).radians();
-    const double al = Angle::degrees(altitudeDegrees).radians();
+/// A view record, with its axes turned by an azimuth and an altitude in degrees (X right,
+/// Y up, Z forward, Y = X cross Z) and given at lengths other than 1, which records allow.
+struct ViewSetup {
+    std::uint32_t viewCode = ViewParams::perspectiveCode;
+    Point<3> eye;
+    double azimuth = 0;
+    double altitude = 0;
+    Point<3> windowLo{-1, 1, 1};
+    Point<3> windowHi{1, -1, 1};
+    Vector<3> shear{0, 0, 1};
+    double nearDepth = 0.1;
+    double farDepth = 100;
+};
+
+inline ViewParams makeRecord(const ViewSetup& s) {
+    ViewParams v;
+    v.viewCode = s.viewCode;
+    v.eye = s.eye;
+    const double az = Angle::degrees(s.azimuth).radians();
+    const double al = Angle::degrees(s.altitude).radians();
     const Vector<3> Z(std::cos(al) * std::cos(az), std::cos(al) * std::sin(az), std::sin(al));
     const Vector<3> X(std::sin(az), -std::cos(az), 0);
-    const Vector<3> Y = cross(X, Z);
-    // Record axes need not be unit length.
-    v.xAxis = X * (2 * lengths);
-    v.yAxis = Y * (0.5 * lengths);
-    v.zAxis = Z * (3 * lengths);
+    v.xAxis = X * 2;
+    v.yAxis = cross(X, Z) * 0.5;
+    v.zAxis = Z * 3;
+    v.windowLo = s.windowLo;
+    v.windowHi = s.windowHi;
+    v.shear = s.shear;
+    v.nearDepth = s.nearDepth;
+    v.farDepth = s.farDepth;
+    return v;
 }
 
 inline ViewParams perspectiveRecord() {
-    ViewParams v;
-    v.viewCode = ViewParams::perspectiveCode;
-    v.eye = Point<3>(3, -4, 1.5);
-    turnedAxes(v, 70, -12);
     // A window off centre, given with z != 1 to exercise the homogeneous division.
-    v.windowLo = Point<3>(-1.2, 0.6, 2);
-    v.windowHi = Point<3>(0.8, -0.9, 2);
-    v.nearDepth = 0.5;
-    v.farDepth = 200;
-    return v;
+    return makeRecord({.eye = {3, -4, 1.5},
+                       .azimuth = 70,
+                       .altitude = -12,
+                       .windowLo = {-1.2, 0.6, 2},
+                       .windowHi = {0.8, -0.9, 2},
+                       .nearDepth = 0.5,
+                       .farDepth = 200});
 }
 
 inline ViewParams parallelRecord() {
-    ViewParams v;
-    v.viewCode = ViewParams::parallelCode;
-    v.eye = Point<3>(-2, 5, 8);
-    turnedAxes(v, -30, -40);
-    v.shear = Vector<3>(0.3, -0.2, 2);
-    v.windowLo = Point<3>(-7, 5, 1);
-    v.windowHi = Point<3>(9, -6, -0.5);
-    v.nearDepth = 1;
-    v.farDepth = 60;
-    return v;
+    return makeRecord({.viewCode = ViewParams::parallelCode,
+                       .eye = {-2, 5, 8},
+                       .azimuth = -30,
+                       .altitude = -40,
+                       .windowLo = {-7, 5, 1},
+                       .windowHi = {9, -6, -0.5},
+                       .shear = {0.3, -0.2, 2},
+                       .nearDepth = 1,
+                       .farDepth = 60});
 }
 
 inline ViewParams cubicRecord() {
-    ViewParams v;
-    v.viewCode = ViewParams::cubicCode;
-    v.eye = Point<3>(1, 2, 1.7);
-    turnedAxes(v, 100, 5);
-    v.nearDepth = 0.2;
-    v.farDepth = 150;
-    return v;
+    return makeRecord({.viewCode = ViewParams::cubicCode,
+                       .eye = {1, 2, 1.7},
+                       .azimuth = 100,
+                       .altitude = 5,
+                       .nearDepth = 0.2,
+                       .farDepth = 150});
 }
 
 struct NamedView {

@@ -36,37 +36,28 @@ test::SyntheticScene room() {
 }
 
 ViewParams roomPerspective() {
-    ViewParams v;
-    v.eye = Point<3>(0.3, 0, 1.6);
-    turnedAxes(v, 85, -12);
-    v.windowLo = Point<3>(-1, 0.75, 1);
-    v.windowHi = Point<3>(1, -0.75, 1);
-    v.nearDepth = 0.1;
-    v.farDepth = 100;
-    return v;
+    return makeRecord({.eye = {0.3, 0, 1.6},
+                       .azimuth = 85,
+                       .altitude = -12,
+                       .windowLo = {-1, 0.75, 1},
+                       .windowHi = {1, -0.75, 1}});
 }
 
 ViewParams roomParallel() {
-    ViewParams v;
-    v.viewCode = ViewParams::parallelCode;
-    v.eye = Point<3>(0, 2, 9);
-    turnedAxes(v, 75, -38);
-    v.shear = Vector<3>(0.1, -0.05, 1);
-    v.windowLo = Point<3>(-9, 6, 0);
-    v.windowHi = Point<3>(9, -6, 0);
-    v.nearDepth = 1;
-    v.farDepth = 60;
-    return v;
+    return makeRecord({.viewCode = ViewParams::parallelCode,
+                       .eye = {0, 2, 9},
+                       .azimuth = 75,
+                       .altitude = -38,
+                       .windowLo = {-9, 6, 0},
+                       .windowHi = {9, -6, 0},
+                       .shear = {0.1, -0.05, 1},
+                       .nearDepth = 1,
+                       .farDepth = 60});
 }
 
 ViewParams roomCube() {
-    ViewParams v;
-    v.viewCode = ViewParams::cubicCode;
-    v.eye = Point<3>(0.3, 8, 1.6);
-    turnedAxes(v, 80, 0);
-    v.nearDepth = 0.1;
-    v.farDepth = 100;
-    return v;
+    return makeRecord(
+        {.viewCode = ViewParams::cubicCode, .eye = {0.3, 8, 1.6}, .azimuth = 80, .altitude = 0});
 }
 
 struct Room {
