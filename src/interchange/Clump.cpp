@@ -9,21 +9,6 @@
 
 namespace {
 
-/// Drops points repeated next to each other (also last against first).
-std::vector<Clump::Index> cleanLoop(std::span<const Clump::Index> points) {
-    std::vector<Clump::Index> out;
-    out.reserve(points.size());
-    for (Clump::Index p : points) {
-        if (out.empty() || out.back() != p) {
-            out.push_back(p);
-        }
-    }
-    while (out.size() > 1 && out.front() == out.back()) {
-        out.pop_back();
-    }
-    return out;
-}
-
 /// Union-find with path halving.
 Clump::Index findRoot(std::vector<Clump::Index>& parent, Clump::Index i) {
     while (parent[i] != i) {
@@ -51,28 +36,37 @@ Clump::Clump(double tolerance) : points_(tolerance) {}
 
 Clump::Index Clump::addFace(std::span<const Index> outer, Quark matstyle, std::uint32_t smoothing,
                             std::span<const std::vector<Index>> holes) {
-    std::vector<Index> ring = cleanLoop(outer);
-    if (ring.size() < 3) {
+    const auto f = static_cast<Index>(faces_.size());
+    const auto firstLoop = static_cast<Index>(loops_.size());
+    // Appends a loop without the points repeated next to each other (last against first
+    // too); drops it again if fewer than three are left.
+    auto addLoop = [&](std::span<const Index> pts) {
+        const auto l = static_cast<Index>(loops_.size());
+        const auto first = static_cast<Index>(edges_.size());
+        for (Index p : pts) {
+            if (edges_.size() == first || edges_.back().point != p) {
+                edges_.push_back({p, l});
+            }
+        }
+        while (edges_.size() > first + 1 && edges_.back().point == edges_[first].point) {
+            edges_.pop_back();
+        }
+        if (edges_.size() - first < 3) {
+            edges_.resize(first);
+            return false;
+        }
+        loops_.push_back({first, static_cast<Index>(edges_.size()) - first, f});
+        return true;
+    };
+    if (!addLoop(outer)) {
         return none;
     }
-    const auto f = static_cast<Index>(faces_.size());
-    Face face{static_cast<Index>(loops_.size()), 0, matstyle, smoothing};
-    auto addLoop = [&](const std::vector<Index>& pts) {
-        const auto l = static_cast<Index>(loops_.size());
-        loops_.push_back({static_cast<Index>(edges_.size()), static_cast<Index>(pts.size()), f});
-        for (Index p : pts) {
-            edges_.push_back({p, l});
-        }
-        ++face.loopCount;
-    };
-    addLoop(ring);
     for (const auto& h : holes) {
-        std::vector<Index> hole = cleanLoop(h);
-        if (hole.size() >= 3) {
-            addLoop(hole);
-        }
+        addLoop(h);
     }
-    faces_.push_back(face);
+    faces_.push_back(
+        {firstLoop, static_cast<Index>(loops_.size()) - firstLoop, matstyle, smoothing});
+    normals_.clear();
     return f;
 }
 
@@ -91,7 +85,7 @@ Clump::Index Clump::nextEdge(Index e) const {
     return e + 1 == l.firstEdge + l.edgeCount ? l.firstEdge : e + 1;
 }
 
-Vector<3> Clump::surfaceNormal(Index f) const {
+Vector<3> Clump::newellNormal(Index f) const {
     const Loop& l = loops_[faces_[f].firstLoop];
     // Newell's method, taken about the first point to keep the sums small.
     const Point<3>& o = coord(edges_[l.firstEdge].point);
@@ -103,6 +97,16 @@ Vector<3> Clump::surfaceNormal(Index f) const {
     }
     const double len = n.length();
     return len > 0 && std::isfinite(len) ? n / len : Vector<3>();
+}
+
+const Vector<3>& Clump::surfaceNormal(Index f) const {
+    if (normals_.size() != faces_.size()) {
+        normals_.resize(faces_.size());
+        for (Index g = 0; g < faces_.size(); ++g) {
+            normals_[g] = newellNormal(g);
+        }
+    }
+    return normals_[f];
 }
 
 bool Clump::hasHoles() const {
@@ -186,7 +190,7 @@ void Clump::removeHoles() {
                 edges.push_back({edges_[e].point, l});
             }
         } else {
-            const Vector<3> n = surfaceNormal(f);
+            const Vector<3> n = newellNormal(f);
             if (n.lengthSquared() == 0) {
                 ring.clear();
                 corners.clear();
@@ -212,30 +216,41 @@ void Clump::removeHoles() {
     }
     loops_ = std::move(loops);
     edges_ = std::move(edges);
+    normals_.clear();
 }
 
 void Clump::pairEdges() {
-    std::unordered_map<std::uint64_t, Index> open;
-    open.reserve(edges_.size());
+    // The edges leaving each point, gathered by point (counting sort); an edge a -> b
+    // pairs with an unpaired edge b -> a among those leaving b.
+    std::vector<Index> start(points_.size() + 1, 0);
     for (Edge& e : edges_) {
         e.pair = none;
         e.smooth = false;
+        ++start[e.point + 1];
+    }
+    for (std::size_t i = 1; i < start.size(); ++i) {
+        start[i] += start[i - 1];
+    }
+    std::vector<Index> leaving(edges_.size());
+    std::vector<Index> fill(start.begin(), start.end() - 1);
+    for (Index e = 0; e < edges_.size(); ++e) {
+        leaving[fill[edges_[e].point]++] = e;
     }
     for (Index e = 0; e < edges_.size(); ++e) {
-        const Edge& edge = edges_[e];
+        Edge& edge = edges_[e];
         const Index a = edge.point;
         const Index b = edges_[nextEdge(e)].point;
-        if (edge.bridge || a == b) {
+        if (edge.pair != none || edge.bridge || a == b) {
             continue;
         }
-        const auto reverse = (std::uint64_t(b) << 32) | a;
-        const auto it = open.find(reverse);
-        if (it != open.end()) {
-            edges_[it->second].pair = e;
-            edges_[e].pair = it->second;
-            open.erase(it);
-        } else {
-            open.emplace((std::uint64_t(a) << 32) | b, e);
+        for (Index k = start[b]; k < start[b + 1]; ++k) {
+            const Index g = leaving[k];
+            Edge& other = edges_[g];
+            if (g != e && other.pair == none && !other.bridge && edges_[nextEdge(g)].point == a) {
+                edge.pair = g;
+                other.pair = e;
+                break;
+            }
         }
     }
 }
@@ -257,7 +272,14 @@ std::vector<Clump::Region> Clump::chooseRegions(bool flat, Quark material) {
     } else {
         std::vector<Index> order(faces_.size());
         std::iota(order.begin(), order.end(), 0);
-        std::sort(order.begin(), order.end(), Comparator{this});
+        // Mostly all faces are alike, and then they are in order already.
+        const Face& first = faces_.front();
+        const bool alike = std::all_of(faces_.begin(), faces_.end(), [&](const Face& f) {
+            return f.smoothing == first.smoothing && f.matstyle == first.matstyle;
+        });
+        if (!alike) {
+            std::sort(order.begin(), order.end(), Comparator{this});
+        }
         for (Index f : order) {
             const Face& face = faces_[f];
             if (regions.empty() ||
@@ -321,13 +343,43 @@ void Clump::breakSharpEdges(const Region& region, Angle smoothAngle) {
 
 std::vector<Clump::Triangle> Clump::triangulate(const Region& region) const {
     std::vector<Triangle> out;
+    out.reserve(region.faces.size() * 2);
     std::vector<Index> corners, ring;
     std::vector<Point<2>> coords;
     std::vector<PolygonTriangulator::Triangle> tris;
     for (Index f : region.faces) {
-        const Vector<3> n = surfaceNormal(f);
+        const Vector<3>& n = surfaceNormal(f);
         if (n.lengthSquared() == 0) {
             continue;
+        }
+        const Face& face = faces_[f];
+        const Loop& loop = loops_[face.firstLoop];
+        // Triangles, and quads that one of their diagonals splits into two triangles
+        // both turning with the face, need no ear clipping.
+        if (face.loopCount == 1 && loop.edgeCount == 3) {
+            const Index e = loop.firstEdge;
+            out.push_back({{e, e + 1, e + 2}, f});
+            continue;
+        }
+        if (face.loopCount == 1 && loop.edgeCount == 4) {
+            const Index e = loop.firstEdge;
+            const Point<3>* p[4];
+            for (int k = 0; k < 4; ++k) {
+                p[k] = &coord(edges_[e + k].point);
+            }
+            auto turns = [&](int a, int b, int c) {
+                return dot(cross(*p[b] - *p[a], *p[c] - *p[a]), n) > 0;
+            };
+            if (turns(0, 1, 2) && turns(0, 2, 3)) {
+                out.push_back({{e, e + 1, e + 2}, f});
+                out.push_back({{e, e + 2, e + 3}, f});
+                continue;
+            }
+            if (turns(1, 2, 3) && turns(1, 3, 0)) {
+                out.push_back({{e + 1, e + 2, e + 3}, f});
+                out.push_back({{e + 1, e + 3, e}, f});
+                continue;
+            }
         }
         faceRing(f, n, corners, coords, ring);
         tris.clear();

@@ -88,8 +88,8 @@ public:
     const Loop& loop(Index l) const { return loops_[l]; }
     const Edge& edge(Index e) const { return edges_[e]; }
     /// The unit normal of a face's outer loop by Newell's method; zero for a face of no
-    /// area.
-    Vector<3> surfaceNormal(Index f) const;
+    /// area. Worked out for all faces at the first call after faces change.
+    const Vector<3>& surfaceNormal(Index f) const;
     bool isPaired(Index e) const { return edges_[e].pair != none; }
     bool isSmooth(Index e) const { return edges_[e].smooth; }
     Quark matstyle(Index f) const { return faces_[f].matstyle; }
@@ -124,6 +124,7 @@ public:
 
 private:
     void pairEdges();
+    Vector<3> newellNormal(Index f) const;
     /// 2D coordinates of the face's corners on its dominant plane, oriented so that the
     /// outer loop is counter-clockwise when seen against the surface normal.
     void project(Index f, const Vector<3>& normal, std::vector<Point<2>>& out) const;
@@ -136,4 +137,5 @@ private:
     std::vector<Face> faces_;
     std::vector<Loop> loops_;
     std::vector<Edge> edges_;
+    mutable std::vector<Vector<3>> normals_;
 };

@@ -181,16 +181,21 @@ std::unique_ptr<DXFPrimitive> DXFPolyline3D::polygonMesh() const {
         source_->fail(L"PolygonMesh ends with wrong number of vertices", endLine_);
     }
     const bool closeM = flags_ & closedM, closeN = flags_ & closedN;
-    std::vector<std::vector<std::uint32_t>> faces;
+    DXFFaceList faces;
     if (m >= 2 && n >= 2) {
         const long long rows = closeM ? m : m - 1, cols = closeN ? n : n - 1;
-        faces.reserve(static_cast<std::size_t>(rows * cols));
+        faces.reserve(static_cast<std::size_t>(rows * cols),
+                      static_cast<std::size_t>(4 * rows * cols));
         auto at = [&](long long i, long long j) {
             return static_cast<std::uint32_t>((i % m) * n + (j % n));
         };
         for (long long i = 0; i < rows; ++i) {
             for (long long j = 0; j < cols; ++j) {
-                faces.push_back({at(i, j), at(i + 1, j), at(i + 1, j + 1), at(i, j + 1)});
+                faces.begin();
+                faces.corner(at(i, j));
+                faces.corner(at(i + 1, j));
+                faces.corner(at(i + 1, j + 1));
+                faces.corner(at(i, j + 1));
             }
         }
     }
@@ -209,11 +214,12 @@ std::unique_ptr<DXFPrimitive> DXFPolyline3D::polyfaceMesh() const {
             points.push_back(v.at);
         }
     }
-    std::vector<std::vector<std::uint32_t>> faces;
-    faces.reserve(records.size());
+    DXFFaceList faces;
+    faces.reserve(records.size(), 4 * records.size());
     const long count = static_cast<long>(points.size());
     for (std::size_t r = 0; r < records.size(); ++r) {
-        std::vector<std::uint32_t> face;
+        faces.begin();
+        std::uint32_t first = 0, last = 0, corners = 0;
         for (int k = 0; k < 4; ++k) {
             const long raw = records[r]->index[k];
             if (raw == 0) {
@@ -229,12 +235,15 @@ std::unique_ptr<DXFPrimitive> DXFPolyline3D::polyfaceMesh() const {
                     records[r]->line);
             }
             const auto v = static_cast<std::uint32_t>(i - 1);
-            if (face.empty() || (face.back() != v && face.front() != v)) {
-                face.push_back(v);
+            if (corners == 0 || (last != v && first != v)) {
+                faces.corner(v);
+                first = corners == 0 ? v : first;
+                last = v;
+                ++corners;
             }
         }
-        if (face.size() >= 3) {
-            faces.push_back(std::move(face));
+        if (corners < 3) {
+            faces.dropLast();
         }
     }
     return std::make_unique<DXFPolyPrim>(std::move(points), std::move(faces));

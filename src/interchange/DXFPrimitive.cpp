@@ -2,6 +2,18 @@
 
 #include <cmath>
 
+void DXFFaceSink::mesh(std::span<const Point<3>> vertices, const DXFFaceList& faces,
+                       std::uint32_t smoothing) {
+    std::vector<Point<3>> loop;
+    for (std::size_t f = 0; f < faces.size(); ++f) {
+        loop.clear();
+        for (std::uint32_t i : faces[f]) {
+            loop.push_back(vertices[i]);
+        }
+        face(loop, smoothing);
+    }
+}
+
 AffineTransform<3> objectToWorld(const Vector<3>& extrusion) {
     const Vector<3> n = extrusion.unit();
     constexpr double limit = 1.0 / 64;
@@ -124,8 +136,7 @@ void DXFPolygon::emitPrism(std::span<const Point<3>> loop, const Vector<3>& heig
     }
 }
 
-DXFPolyPrim::DXFPolyPrim(std::vector<Point<3>> vertices,
-                         std::vector<std::vector<std::uint32_t>> faces)
+DXFPolyPrim::DXFPolyPrim(std::vector<Point<3>> vertices, DXFFaceList faces)
     : vertices_(std::move(vertices)), faces_(std::move(faces)) {}
 
 void DXFPolyPrim::emit(const AffineTransform<3>& toWorld, DXFFaceSink& sink) const {
@@ -134,12 +145,5 @@ void DXFPolyPrim::emit(const AffineTransform<3>& toWorld, DXFFaceSink& sink) con
     for (const Point<3>& p : vertices_) {
         world.push_back(toWorld.multiply(p));
     }
-    std::vector<Point<3>> loop;
-    for (const auto& f : faces_) {
-        loop.clear();
-        for (std::uint32_t i : f) {
-            loop.push_back(world[i]);
-        }
-        sink.face(loop, dxfSmoothing);
-    }
+    sink.mesh(world, faces_, dxfSmoothing);
 }

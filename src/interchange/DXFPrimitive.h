@@ -11,6 +11,32 @@
 /// shaded smoothly is left to the angle between them.
 inline constexpr std::uint32_t dxfSmoothing = 1;
 
+/// Faces over shared vertices, as lists of vertex indices kept end to end.
+class DXFFaceList {
+public:
+    /// Adds a face of `count` corners; the corners are appended with corner().
+    void begin() { starts_.push_back(static_cast<std::uint32_t>(indices_.size())); }
+    void corner(std::uint32_t vertex) { indices_.push_back(vertex); }
+    /// Drops the face begun last (when it turns out to have fewer than three corners).
+    void dropLast() {
+        indices_.resize(starts_.back());
+        starts_.pop_back();
+    }
+    std::size_t size() const { return starts_.size(); }
+    std::span<const std::uint32_t> operator[](std::size_t f) const {
+        const std::size_t end = f + 1 < starts_.size() ? starts_[f + 1] : indices_.size();
+        return std::span<const std::uint32_t>(indices_).subspan(starts_[f], end - starts_[f]);
+    }
+    void reserve(std::size_t faces, std::size_t corners) {
+        starts_.reserve(faces);
+        indices_.reserve(corners);
+    }
+
+private:
+    std::vector<std::uint32_t> indices_;
+    std::vector<std::uint32_t> starts_;
+};
+
 /// Where primitives put their faces.
 class DXFFaceSink {
 public:
@@ -18,6 +44,10 @@ public:
     /// One plane face by its outer loop in world coordinates. Faces that share an edge
     /// and a `smoothing` bit may be shaded smoothly across it.
     virtual void face(std::span<const Point<3>> loop, std::uint32_t smoothing) = 0;
+    /// Faces over shared vertices (world coordinates); each face lists vertex indices.
+    /// By default each face goes to face().
+    virtual void mesh(std::span<const Point<3>> vertices, const DXFFaceList& faces,
+                      std::uint32_t smoothing);
 };
 
 /// The object coordinate system of an extrusion direction by the drawing format's
@@ -110,14 +140,14 @@ private:
 class DXFPolyPrim : public DXFPrimitive {
 public:
     /// Each face lists vertex indices (at least three, all below vertices.size()).
-    DXFPolyPrim(std::vector<Point<3>> vertices, std::vector<std::vector<std::uint32_t>> faces);
+    DXFPolyPrim(std::vector<Point<3>> vertices, DXFFaceList faces);
 
     void emit(const AffineTransform<3>& toWorld, DXFFaceSink& sink) const override;
     std::size_t faceCount() const override { return faces_.size(); }
     const std::vector<Point<3>>& vertices() const { return vertices_; }
-    const std::vector<std::vector<std::uint32_t>>& faces() const { return faces_; }
+    const DXFFaceList& faces() const { return faces_; }
 
 private:
     std::vector<Point<3>> vertices_;
-    std::vector<std::vector<std::uint32_t>> faces_;
+    DXFFaceList faces_;
 };

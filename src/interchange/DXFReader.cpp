@@ -8,6 +8,7 @@
 #include "interchange/DXFPrimitive.h"
 #include "interchange/ExportError.h"
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <new>
@@ -124,9 +125,31 @@ public:
         }
     }
 
+    /// Each vertex is looked up once, not once per face that uses it.
+    void mesh(std::span<const Point<3>> vertices, const DXFFaceList& list,
+              std::uint32_t smoothing) override {
+        vertexIds_.clear();
+        for (const Point<3>& p : vertices) {
+            vertexIds_.push_back(p.isFinite() ? clump->addPoint(p) : Clump::none);
+        }
+        for (std::size_t f = 0; f < list.size(); ++f) {
+            ids_.clear();
+            for (std::uint32_t v : list[f]) {
+                ids_.push_back(vertexIds_[v]);
+            }
+            if (std::find(ids_.begin(), ids_.end(), Clump::none) == ids_.end() &&
+                clump->addFace(ids_, matstyle, smoothing) != Clump::none) {
+                ++faces;
+            }
+        }
+    }
+
 private:
     std::vector<Clump::Index> ids_;
+    std::vector<Clump::Index> vertexIds_;
 };
+
+std::vector<Point<3>> faceCorners(const DXFEntity& e);
 
 class Reader {
 public:
@@ -183,7 +206,7 @@ private:
     void viewport(const DXFEntity& e);
 
     void place(const DXFPrimitive& primitive, std::string_view layer, Quark matstyle,
-               const Placement& where);
+               const Placement& where, long line);
     void insert(const InsertData& data, std::string_view layer, const Placement& where, long line);
     bool hasGeometry(Block& block);
     void spend(std::size_t work, long line);
@@ -207,6 +230,12 @@ private:
     std::vector<LayerClump> clumps_;
     std::unordered_map<const void*, std::size_t> clumpOfLayer_;
     ClumpSink sink_;
+    struct {
+        std::string raw;
+        bool valid = false;
+        bool hidden = false;
+        Clump* clump = nullptr;
+    } lastLayer_;
     std::size_t work_ = 0;
     std::size_t sinceReport_ = 0;
     DXFEntity entity_;
@@ -519,8 +548,8 @@ bool Reader::entity(const DXFItem& head, Block* block) {
     }
     std::unique_ptr<DXFPrimitive> primitive;
     if (name == "POLYLINE") {
-        // Keep what the POLYLINE says before its vertices replace the entity.
-        const DXFEntity polyline = entity_;
+        // The vertices are read into an entity of their own: entity_ stays the POLYLINE.
+        const DXFEntity& polyline = entity_;
         primitive = DXFPolylineGeometry::read(polyline, s_)->primitive();
         if (!primitive || primitive->faceCount() == 0) {
             return true;
@@ -531,8 +560,14 @@ bool Reader::entity(const DXFItem& head, Block* block) {
             block->items.push_back(
                 {std::move(primitive), {}, std::string(polyLayer), polyMaterial, head.line});
         } else {
-            place(*primitive, polyLayer, polyMaterial, Placement{});
+            place(*primitive, polyLayer, polyMaterial, Placement{}, head.line);
         }
+        return true;
+    }
+    if (!block && name == "3DFACE") {
+        // The commonest entity of large drawings, placed without keeping it.
+        const DXFPolygon face(faceCorners(entity_), Vector<3>(0, 0, 1), 0, false);
+        place(face, layerRaw, matstyle, Placement{}, head.line);
         return true;
     }
     primitive = primitiveOf(entity_, name);
@@ -543,7 +578,7 @@ bool Reader::entity(const DXFItem& head, Block* block) {
         block->items.push_back(
             {std::move(primitive), {}, std::string(layerRaw), matstyle, head.line});
     } else {
-        place(*primitive, layerRaw, matstyle, Placement{});
+        place(*primitive, layerRaw, matstyle, Placement{}, head.line);
     }
     return true;
 }
@@ -552,12 +587,7 @@ std::unique_ptr<DXFPrimitive> Reader::primitiveOf(const DXFEntity& e, std::strin
     const Vector<3> extrusion = e.extrusion();
     const double thickness = e.thickness();
     if (name == "3DFACE") {
-        std::vector<Point<3>> pts = {e.getPoint(10), e.getPoint(11), e.getPoint(12)};
-        const Point<3> fourth = e.getPoint(13, pts[2]);
-        if (!(fourth == pts[2])) {
-            pts.push_back(fourth);
-        }
-        return std::make_unique<DXFPolygon>(std::move(pts), Vector<3>(0, 0, 1), 0, false);
+        return std::make_unique<DXFPolygon>(faceCorners(e), Vector<3>(0, 0, 1), 0, false);
     }
     if (name == "SOLID" || name == "TRACE") {
         // The corners go 1, 2, 4, 3 round the outline; a missing fourth is the third.
@@ -606,6 +636,16 @@ std::unique_ptr<DXFPrimitive> Reader::primitiveOf(const DXFEntity& e, std::strin
     return nullptr;
 }
 
+/// The corners of a 3DFACE: three, or four when the fourth differs from the third.
+std::vector<Point<3>> faceCorners(const DXFEntity& e) {
+    std::vector<Point<3>> pts = {e.getPoint(10), e.getPoint(11), e.getPoint(12)};
+    const Point<3> fourth = e.getPoint(13, pts[2]);
+    if (!(fourth == pts[2])) {
+        pts.push_back(fourth);
+    }
+    return pts;
+}
+
 InsertData Reader::insertOf(const DXFEntity& e) const {
     InsertData d;
     d.name = nameKey(e.getText(2));
@@ -637,21 +677,30 @@ void Reader::viewport(const DXFEntity& e) {
 }
 
 void Reader::place(const DXFPrimitive& primitive, std::string_view layerRaw, Quark matstyle,
-                   const Placement& where) {
+                   const Placement& where, long line) {
     // Entities of a block drawn on layer "0" take the layer of the insert.
     const std::string_view effective =
         !where.layer.empty() && (layerRaw == "0") ? where.layer : layerRaw;
-    const Layer* l = layer(effective);
-    if (l && l->hidden) {
+    // Runs of entities on one layer are the rule: the last layer's lookup is kept.
+    if (!lastLayer_.valid || effective != lastLayer_.raw) {
+        const Layer* l = layer(effective);
+        lastLayer_.raw.assign(effective);
+        lastLayer_.hidden = l && l->hidden;
+        lastLayer_.valid = true;
+        if (!lastLayer_.hidden) {
+            const Quark name = l ? l->name : decode(effective);
+            auto [it, made] = clumpOfLayer_.try_emplace(name.identity(), clumps_.size());
+            if (made) {
+                clumps_.push_back({name, std::make_unique<Clump>(options_.tolerance)});
+            }
+            lastLayer_.clump = clumps_[it->second].clump.get();
+        }
+    }
+    if (lastLayer_.hidden) {
         return;
     }
-    spend(primitive.faceCount(), 0);
-    const Quark name = l ? l->name : decode(effective);
-    auto [it, made] = clumpOfLayer_.try_emplace(name.identity(), clumps_.size());
-    if (made) {
-        clumps_.push_back({name, std::make_unique<Clump>(options_.tolerance)});
-    }
-    sink_.clump = clumps_[it->second].clump.get();
+    spend(primitive.faceCount(), line);
+    sink_.clump = lastLayer_.clump;
     sink_.matstyle = matstyle;
     primitive.emit(where.toWorld, sink_);
 }
@@ -714,7 +763,7 @@ void Reader::insert(const InsertData& d, std::string_view layerRaw, const Placem
                             where.depth + 1};
             for (const BlockItem& item : block.items) {
                 if (item.primitive) {
-                    place(*item.primitive, item.layer, item.matstyle, inner);
+                    place(*item.primitive, item.layer, item.matstyle, inner, item.line);
                 } else {
                     insert(item.insert, item.layer, inner, item.line);
                 }

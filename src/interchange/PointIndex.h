@@ -6,16 +6,17 @@
 #include <vector>
 
 /// Stores points once: a point within `tolerance` (Euclidean distance, model units) of
-/// one already stored gets that point's index. Lookups hash the point's cell on a grid of
-/// the tolerance's size and look at the neighbouring cells only when the point lies near
-/// a cell border, so most inserts cost one probe.
+/// one already stored gets that point's index. Points are hashed by their cell on a grid
+/// eight tolerances wide; a lookup looks first in the point's own cell, and in the
+/// neighbouring cells only when that finds nothing and the point lies within the
+/// tolerance of the cell's border, so most lookups cost one probe.
 class PointIndex {
 public:
     /// A tolerance of 0 or less merges only exactly equal points.
     explicit PointIndex(double tolerance = 0.001);
 
-    /// The index of the stored point within tolerance of p, storing p first if there is
-    /// none. When several stored points qualify, the one stored first wins.
+    /// The index of a stored point within tolerance of p, storing p first if there is
+    /// none. A point of p's own grid cell is preferred, then the one stored first.
     std::uint32_t insert(const Point<3>& p);
     /// The index of a stored point within tolerance of p, or `none`.
     std::uint32_t find(const Point<3>& p) const;
@@ -33,24 +34,42 @@ public:
 private:
     struct Cell {
         std::int64_t x, y, z;
-        bool operator==(const Cell&) const = default;
     };
+    /// A slot of the open-addressing table: the hash of a cell and its first point.
+    /// Different cells of equal hash share a chain, which is harmless: every candidate
+    /// is checked by its distance.
     struct Slot {
-        Cell cell;
-        std::uint32_t head; ///< first point of the cell, `none` for an empty slot
+        std::uint64_t hash;
+        std::uint32_t head; ///< `none` for an empty slot
     };
 
     Cell cellOf(const Point<3>& p) const;
     std::int64_t cellCoordinate(double v) const;
-    std::uint32_t findInCell(const Cell& c, const Point<3>& p) const;
-    std::size_t slotOf(const Cell& c) const;
-    void grow();
+    static std::uint64_t hashOf(const Cell& c);
+    std::size_t slotOf(std::uint64_t hash) const;
+    /// The oldest point of a chain within tolerance of p, or `none`.
+    std::uint32_t findInChain(std::uint32_t head, const Point<3>& p) const;
+    /// The oldest point within tolerance of p in the cells next to c, or `none`.
+    std::uint32_t findInNeighbours(const Cell& c, const Point<3>& p) const;
+    void grow(std::size_t slots);
+    /// insert without the cache of recent answers.
+    std::uint32_t insertNew(const Point<3>& p);
+
+    /// Recent answers by exact coordinates: drawings repeat a shared corner in every face
+    /// that meets there, mostly close together, and this answers those from cache.
+    struct Recent {
+        Point<3> p;
+        std::uint32_t index = none;
+    };
+    static constexpr std::size_t recentSize = 1024;
+    static std::size_t recentSlot(const Point<3>& p);
 
     double tolerance_;
     double toleranceSquared_;
     double cellSize_;
     std::vector<Point<3>> points_;
-    std::vector<std::uint32_t> next_; ///< next point of the same cell
-    std::vector<Slot> slots_;         ///< open addressing, power-of-two size
+    std::vector<std::uint32_t> next_; ///< next point of the same chain
+    std::vector<Slot> slots_;         ///< power-of-two size, at most half full
     std::size_t usedSlots_ = 0;
+    std::vector<Recent> recent_;
 };

@@ -114,7 +114,11 @@ void SmoothModelImp::addClump(Clump& clump, bool flat, Quark materialRef, Angle 
         if (triangles.empty()) {
             continue;
         }
-        const std::vector<Vector<3>> normals = clump.cornerNormals(region);
+        // Corner normals are needed only where the region is smooth somewhere; elsewhere
+        // each corner takes its face's normal.
+        const bool smooth = clump.hasSmoothEdges(region);
+        const std::vector<Vector<3>> normals =
+            smooth ? clump.cornerNormals(region) : std::vector<Vector<3>>();
         Mesh& mesh = meshes_.emplace_back();
         mesh.material = materialNamed(region.material);
         mesh.layer = layer;
@@ -142,7 +146,7 @@ void SmoothModelImp::addClump(Clump& clump, bool flat, Quark materialRef, Angle 
             std::array<Vector<3>, 3> ns;
             for (int k = 0; k < 3; ++k) {
                 pts[k] = meshPointOf[clump.edge(t.corner[k]).point];
-                ns[k] = normals[t.corner[k]];
+                ns[k] = smooth ? normals[t.corner[k]] : clump.surfaceNormal(t.face);
             }
             addTriangle(mesh, pts, ns, mesh.material, chains);
         }
