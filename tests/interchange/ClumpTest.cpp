@@ -1,4 +1,5 @@
 #include "interchange/Clump.h"
+#include "interchange/PointIndex.h"
 #include "interchange/PolygonTriangulator.h"
 
 #include <gtest/gtest.h>
@@ -285,6 +286,43 @@ TEST(Clump, DegenerateLoopsAreDropped) {
     EXPECT_EQ(clump.surfaceNormal(f), Vector<3>());
     const auto regions = clump.chooseRegions(true, Quark());
     EXPECT_TRUE(clump.triangulate(regions[0]).empty());
+}
+
+} // namespace
+
+namespace {
+
+TEST(PointIndex, MergesExactlyThePointsWithinToleranceOfAStoredOne) {
+    // Points crowded into a small box, many of them near cell borders, checked one by one
+    // against a search of every stored point.
+    for (double tolerance : {0.01, 0.25, 0.0}) {
+        PointIndex index(tolerance);
+        std::uint32_t state = 12345;
+        auto next = [&] {
+            state = state * 69069 + 1;
+            return state / 4294967295.0;
+        };
+        for (int i = 0; i < 3000; ++i) {
+            // Every third point repeats an earlier one, nudged by less than the tolerance.
+            Point<3> p(next() * 0.5, next() * 0.5, next() * 0.5);
+            if (i % 3 == 2 && index.size() > 0) {
+                const Point<3>& q = index.points()[static_cast<std::size_t>(next() * index.size())];
+                p = Point<3>(q[0] + tolerance * 0.5, q[1] - tolerance * 0.3, q[2]);
+            }
+            const std::size_t before = index.size();
+            const std::uint32_t got = index.insert(p);
+            bool anyNear = false;
+            for (std::size_t k = 0; k < before; ++k) {
+                anyNear = anyNear || distance(index.points()[k], p) <= tolerance;
+            }
+            if (got == before) {
+                EXPECT_FALSE(anyNear) << "point " << i << " stored again though one is near";
+            } else {
+                ASSERT_LT(got, before);
+                EXPECT_LE(distance(index.points()[got], p), tolerance) << "point " << i;
+            }
+        }
+    }
 }
 
 } // namespace

@@ -723,3 +723,45 @@ TEST(DXFReader, SampleHouseLoadsWithItsLayersAndSize) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(DXFReader, HostileDrawingsAreRefusedOrReadWithinBounds) {
+    // Drawings kept from robustness work: each gives its error, or reads what it can.
+    struct Case {
+        const char* file;
+        std::wstring error; // empty: reads without error
+        std::size_t triangles;
+    };
+    const Case cases[] = {
+        {"binary-cut-in-escape.dxf", L"Error reading group-code at line 9", 0},
+        {"binary-unended-text.dxf", L"Error reading group-value at line 8", 0},
+        {"block-ring.dxf", L"Block <A> inserts itself at line 43", 0},
+        {"huge-mesh-counts.dxf", L"PolygonMesh ends with wrong number of vertices at line 15", 0},
+        {"polyface-extreme-index.dxf",
+         L"PolyfaceMesh index 1 vertex[9223372036854775808] outside range (0..1) at line 23", 0},
+        // Everything overflows to infinity and is left out.
+        {"overflowing-numbers.dxf", L"", 0},
+        // A zero extrusion counts as +z: a triangular prism; the two-point loop is nothing.
+        {"zero-extrusion.dxf", L"", 8},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        auto model = TQL::makeHandle<SmoothModelImp>();
+        std::wstring error;
+        const std::string path = std::string(QUORVALE_INTERCHANGE_FIXTURES "/") + c.file;
+        const Status s = readDXF(getWCS(path), *model, error);
+        if (c.error.empty()) {
+            EXPECT_EQ(s, status::ok) << utf8(error);
+        } else {
+            EXPECT_EQ(s, status::damaged);
+            EXPECT_EQ(error, c.error + L" in " + getWCS(c.file));
+        }
+        EXPECT_EQ(model->triangleCount(), c.triangles);
+        if (model->triangleCount() > 0) {
+            EXPECT_TRUE(model->bounds().lo().isFinite() && model->bounds().hi().isFinite());
+        }
+    }
+}
+
+} // namespace
