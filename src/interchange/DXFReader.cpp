@@ -64,7 +64,7 @@ std::wstring unescapeUnicode(const std::wstring& s) {
     std::wstring out;
     out.reserve(s.size());
     for (std::size_t i = 0; i < s.size(); ++i) {
-        if (s[i] == L'\\' && i + 6 < s.size() + 0 && (s[i + 1] == L'U' || s[i + 1] == L'u') &&
+        if (s[i] == L'\\' && i + 6 < s.size() && (s[i + 1] == L'U' || s[i + 1] == L'u') &&
             s[i + 2] == L'+') {
             int v = 0;
             bool ok = true;
@@ -94,7 +94,8 @@ struct Placement {
 
 /// What an INSERT says.
 struct InsertData {
-    std::string name;
+    std::string key;  ///< the block's name, upper-cased
+    std::string name; ///< as the insert writes it
     Point<3> at;
     Vector<3> scale{1, 1, 1};
     double rotation = 0; ///< degrees
@@ -180,6 +181,7 @@ private:
     };
     struct LayerClump {
         Quark layer;
+        std::string key; ///< the layer's name as written, upper-cased
         std::unique_ptr<Clump> clump;
     };
     struct MaterialObject {
@@ -519,10 +521,8 @@ bool Reader::entity(const DXFItem& head, Block* block) {
         return false;
     }
     entity_.readRest(head, s_);
-    ++info_.entities;
     if (isMaterialObject(name)) {
         // An old drawing may keep its material records among the entities.
-        --info_.entities;
         std::string_view material = entity_.getText(1);
         if (!material.empty()) {
             materialObjects_.push_back(
@@ -530,6 +530,7 @@ bool Reader::entity(const DXFItem& head, Block* block) {
         }
         return true;
     }
+    ++info_.entities;
     if (name == "VIEWPORT") {
         viewport(entity_);
         return true;
@@ -612,7 +613,6 @@ std::unique_ptr<DXFPrimitive> Reader::primitiveOf(const DXFEntity& e, std::strin
         }
         constexpr int steps = 48;
         std::vector<Point<3>> pts;
-        std::vector<DXFLine::Vertex> path;
         for (int i = 0; i < steps; ++i) {
             const double a = 2 * std::numbers::pi * i / steps;
             pts.push_back({c[0] + r * std::cos(a), c[1] + r * std::sin(a), c[2]});
@@ -648,8 +648,9 @@ std::vector<Point<3>> faceCorners(const DXFEntity& e) {
 
 InsertData Reader::insertOf(const DXFEntity& e) const {
     InsertData d;
-    d.name = nameKey(e.getText(2));
-    if (d.name.empty()) {
+    d.name = e.getText(2);
+    d.key = nameKey(d.name);
+    if (d.key.empty()) {
         s_.fail(L"Bad DXF group: item <block name> needed", e.line());
     }
     d.at = e.getPoint(10);
@@ -691,7 +692,8 @@ void Reader::place(const DXFPrimitive& primitive, std::string_view layerRaw, Qua
             const Quark name = l ? l->name : decode(effective);
             auto [it, made] = clumpOfLayer_.try_emplace(name.identity(), clumps_.size());
             if (made) {
-                clumps_.push_back({name, std::make_unique<Clump>(options_.tolerance)});
+                clumps_.push_back(
+                    {name, nameKey(effective), std::make_unique<Clump>(options_.tolerance)});
             }
             lastLayer_.clump = clumps_[it->second].clump.get();
         }
@@ -713,7 +715,7 @@ bool Reader::hasGeometry(Block& block) {
                 block.hasGeometry = 1;
                 break;
             }
-            const auto it = blocks_.find(item.insert.name);
+            const auto it = blocks_.find(item.insert.key);
             if (it != blocks_.end() && hasGeometry(it->second)) {
                 block.hasGeometry = 1;
                 break;
@@ -725,7 +727,7 @@ bool Reader::hasGeometry(Block& block) {
 
 void Reader::insert(const InsertData& d, std::string_view layerRaw, const Placement& where,
                     long line) {
-    const auto it = blocks_.find(d.name);
+    const auto it = blocks_.find(d.key);
     if (it == blocks_.end()) {
         return; // a block the drawing does not define: nothing to place
     }
@@ -756,6 +758,7 @@ void Reader::insert(const InsertData& d, std::string_view layerRaw, const Placem
     for (long row = 0; row < d.rows; ++row) {
         for (long col = 0; col < d.columns; ++col) {
             spend(1, line);
+            progress();
             const Vector<3> cell(col * d.columnSpacing * c - row * d.rowSpacing * s,
                                  col * d.columnSpacing * s + row * d.rowSpacing * c, 0);
             const AffineTransform<3> local(linear, base + cell + toVector(d.at));
@@ -786,22 +789,19 @@ void Reader::finish() {
         }
     }
     for (LayerClump& lc : clumps_) {
-        const std::string key = nameKey(utf8(lc.layer.value()));
         Quark material = lc.layer;
         std::wstring source = L"layer";
         long colour = 7;
-        for (const auto& [k, l] : layers_) {
-            if (l.name == lc.layer) {
-                colour = l.colour;
-                if (!l.material.isNull()) {
-                    material = l.material;
-                    source = L"extended data";
-                }
-                break;
+        const auto l = layers_.find(lc.key);
+        if (l != layers_.end()) {
+            colour = l->second.colour;
+            if (!l->second.material.isNull()) {
+                material = l->second.material;
+                source = L"extended data";
             }
         }
         if (source == L"layer") {
-            const auto a = attached.find(key);
+            const auto a = attached.find(lc.key);
             if (a != attached.end()) {
                 material = a->second;
                 source = L"material object";

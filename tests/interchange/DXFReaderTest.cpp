@@ -319,7 +319,7 @@ std::vector<ErrorCase> errorCases() {
         b.section("ENTITIES").text(0, "INSERT").text(8, "L").text(2, "Loop").point(10, 0, 0, 0);
         b.endsec().eof();
         cases.push_back({"block inserting itself", b.ascii(),
-                         stringPrintf(L"Block <LOOP> inserts itself at line %ld in t.dxf", line)});
+                         stringPrintf(L"Block <loop> inserts itself at line %ld in t.dxf", line)});
     }
     {
         DxfBuilder b;
