@@ -1,7 +1,7 @@
 #include "image/TileBitmap.h"
 
 #include "image/AlphaBitmap.h"
-#include "image/CubeSeams.h"
+#include "views/cameras/FaceSize.h"
 #include "image/DrawTarget.h"
 #include "image/RgbBitmap.h"
 #include "image/ZmapDocument.h"
@@ -338,7 +338,7 @@ bool TileBitmap::stitchFaces(std::int32_t n) {
         return stacked ? IPoint<2>(p.x % n, (p.x / n) * n + p.y) : p;
     };
     const std::int32_t bytes = bytesPerPixel();
-    const CubeSeams faces(n);
+    const FaceSize faces(n);
     TileHandle sourceHold;
     TileHandle targetHold;
     const auto copyIfDifferent = [&](IPoint<2> from, IPoint<2> to) {

@@ -145,7 +145,7 @@ public:
 
     /// For a cube image of six n x n faces side by side (width 6n, height n) or stacked
     /// (width n, height 6n): makes the pixels that neighbouring faces share equal, copying
-    /// from the copy least by x, then y, in strip coordinates (see CubeSeams). A pixel is
+    /// from the copy least by x, then y, in strip coordinates (see FaceSize). A pixel is
     /// written only where it differs, so tiles with nothing to change stay shared. Returns
     /// false, changing nothing, if the image is not such a strip or n is below 2.
     bool stitchFaces(std::int32_t n);

@@ -76,6 +76,7 @@ Status ZmapDocument::setSize(std::int32_t width, std::int32_t height) {
     if (!(geometry == geometry_)) {
         releaseChannels();
         geometry_ = geometry;
+        updateViewProj(); // the conversion depends on the image size
     }
     return status::ok;
 }
@@ -334,6 +335,7 @@ void ZmapDocument::clearDocument() {
     usedMaterials_.clear();
     materials_.clear();
     palette_.fill(ColourPOD{});
+    viewProj_.reset();
     materialsChanged();
 }
 

@@ -104,6 +104,34 @@ TEST(FaceSize, StepsAcrossEveryEdgeLandNextToTheCopyAndComeBack) {
     EXPECT_EQ(crossings, 6 * 4 * n);
 }
 
+TEST(FaceSize, EachEdgePixelMeetsItsNeighbourWorkedByHand) {
+    // n = 4, face s at x = 4s..4s+3. One pixel on each of the 24 face edges and, worked out
+    // by hand from the face layout, the edge pixel it shares with the neighbouring face.
+    struct Case {
+        IPoint<2> pixel, across;
+    };
+    const Case cases[] = {
+        {{0, 1}, {15, 1}},  {{3, 1}, {4, 1}},   {{1, 0}, {17, 3}},  {{1, 3}, {21, 0}},
+        {{4, 1}, {3, 1}},   {{7, 1}, {8, 1}},   {{5, 0}, {19, 2}},  {{5, 3}, {23, 1}},
+        {{8, 1}, {7, 1}},   {{11, 1}, {12, 1}}, {{9, 0}, {18, 0}},  {{9, 3}, {22, 3}},
+        {{12, 1}, {11, 1}}, {{15, 1}, {0, 1}},  {{13, 0}, {16, 1}}, {{13, 3}, {20, 2}},
+        {{16, 1}, {13, 0}}, {{19, 1}, {6, 0}},  {{17, 0}, {10, 0}}, {{17, 3}, {1, 0}},
+        {{20, 1}, {14, 3}}, {{23, 1}, {5, 3}},  {{21, 0}, {1, 3}},  {{21, 3}, {10, 3}},
+    };
+    const FaceSize faces(4);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.pixel.x << "," << c.pixel.y);
+        IPoint<2> copies[3];
+        ASSERT_EQ(faces.copies(c.pixel.x, c.pixel.y, copies), 2);
+        const IPoint<2> other = copies[0] == c.pixel ? copies[1] : copies[0];
+        EXPECT_EQ(other, c.across);
+        std::int32_t x = c.pixel.x;
+        std::int32_t y = c.pixel.y;
+        EXPECT_EQ(faces.nextCopy(x, y), 2);
+        EXPECT_EQ(IPoint<2>(x, y), c.across);
+    }
+}
+
 TEST(FaceSize, CopiesAreThePixelsThatLookTheSameWay) {
     const CubeGeometry cube(6);
     const int n = cube.n();

@@ -312,4 +312,14 @@ TEST(ZmapDocumentView, WorldPointsOfPixels) {
     EXPECT_EQ(tiny->worldFromCode(0, 0, 5), Point<3>::m_origin);
 }
 
+TEST(ZmapDocumentView, FollowsTheSizeAndGoesWithTheDocument) {
+    Room r = render(roomPerspective(), 240, 180);
+    ASSERT_EQ(r.document->setSize(120, 90), status::ok);
+    ASSERT_TRUE(r.document->viewProj());
+    EXPECT_EQ(r.document->viewProj()->width(), 120);
+    EXPECT_EQ(r.document->viewProj()->height(), 90);
+    r.document->clearDocument();
+    EXPECT_FALSE(r.document->viewProj());
+}
+
 } // namespace
