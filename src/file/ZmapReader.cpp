@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -87,8 +88,17 @@ private:
     void takeResolution(const ZmapSection& section);
     /// Decodes the section's strips or tiles into `bitmap`.
     Status readPixels(const ZmapSection& section, TileBitmap& bitmap);
+    /// Fills the blocks that a difference section shares with the main channel, where
+    /// they don't make up whole tiles of the document.
+    void fillSharedBlocks();
     void commit(ZmapDocument& document);
     bool reportProgress();
+    /// Where pixel (x, y) of the file goes in the document: with stacked faces, row y of
+    /// the file is row y % n of face y / n, whose columns start at (y / n) * n.
+    std::pair<std::int32_t, std::int32_t> place(std::int32_t x, std::int32_t y) const {
+        return stacked_ ? std::pair(x + (y / faceSize_) * faceSize_, y % faceSize_)
+                        : std::pair(x, y);
+    }
 
     StreamImage& s_;
     const ZmapFileOptions& options_;
@@ -104,6 +114,14 @@ private:
     bool stacked_ = false;
     std::int32_t faceSize_ = 0;
     TileGeometry geometry_;
+
+    /// A block of the file left out of a difference section, in file pixels.
+    struct SharedBlock {
+        TileBitmap* bitmap;
+        std::uint32_t channel;
+        std::int32_t x, y, width, height;
+    };
+    std::vector<SharedBlock> sharedBlocks_;
 
     std::uint64_t bytesTotal_ = 0;
     std::uint64_t bytesDone_ = 0;
@@ -143,6 +161,7 @@ Status Reader::read(ZmapDocument& document) {
     if (content_.originalMat && content_.mat) {
         content_.originalMat->copyFrom(*content_.mat, false);
     }
+    fillSharedBlocks();
     commit(document);
     return status::ok;
 }
@@ -454,7 +473,11 @@ Status Reader::readPixels(const ZmapSection& section, TileBitmap& bitmap) {
         const std::uint64_t w = std::min<std::uint64_t>(blockWidth, section.width - x0);
         const std::uint64_t h = std::min<std::uint64_t>(blockRows, section.height - y0);
         if (offsets[i] == 0) {
-            continue; // a tile shared with the main channel: only 34954 allows it
+            // A tile shared with the main channel: only 34954 allows it.
+            sharedBlocks_.push_back({&bitmap, section.channel, static_cast<std::int32_t>(x0),
+                                     static_cast<std::int32_t>(y0), static_cast<std::int32_t>(w),
+                                     static_cast<std::int32_t>(h)});
+            continue;
         }
         // A strip holds only its own rows; a tile is always whole.
         const std::uint64_t rows = tiled ? blockRows : h;
@@ -485,16 +508,9 @@ Status Reader::readPixels(const ZmapSection& section, TileBitmap& bitmap) {
         } else if (!s_.readAt(offsets[i], compressed_.get(rawSize), rawSize, &raw)) {
             return status::damaged;
         }
-        // Rows go to their place in the document: with stacked faces, row y of the file
-        // is row y % n of face y / n, whose columns start at (y / n) * n.
         for (std::uint64_t r = 0; r < h; ++r) {
             const std::uint8_t* from = raw + r * blockWidth * fileBytes;
-            auto x = static_cast<std::int32_t>(x0);
-            auto y = static_cast<std::int32_t>(y0 + r);
-            if (stacked_) {
-                x += (y / faceSize_) * faceSize_;
-                y %= faceSize_;
-            }
+            auto [x, y] = place(static_cast<std::int32_t>(x0), static_cast<std::int32_t>(y0 + r));
             for (std::uint64_t left = w; left > 0;) {
                 std::int32_t run = 0;
                 std::uint8_t* to = writer.run(x, y, run);
@@ -515,6 +531,43 @@ Status Reader::readPixels(const ZmapSection& section, TileBitmap& bitmap) {
         bytesDone_ += w * h * fileBytes;
     }
     return status::ok;
+}
+
+void Reader::fillSharedBlocks() {
+    for (const SharedBlock& b : sharedBlocks_) {
+        const TileBitmap* main = b.channel == channelOriginalZ
+                                     ? static_cast<TileBitmap*>(content_.z.get())
+                                     : content_.mat.get();
+        if (!main) {
+            continue;
+        }
+        const auto bytes = static_cast<std::size_t>(b.bitmap->bytesPerPixel());
+        TileRowWriter writer(*b.bitmap);
+        for (std::int32_t r = 0; r < b.height; ++r) {
+            auto [x, y] = place(b.x, b.y + r);
+            for (std::int32_t left = b.width; left > 0;) {
+                const std::int32_t tileEnd =
+                    std::min(geometry_.width, ((x >> geometry_.xShift) + 1) << geometry_.xShift);
+                const std::int32_t n = std::min(left, tileEnd - x);
+                // A tile that copyFrom shared whole needs nothing.
+                if (!b.bitmap->sharesTile(geometry_.tileIndex(x, y), *main)) {
+                    TileHandle hold;
+                    const std::uint8_t* from = nullptr;
+                    const bool empty = main->runForRead(x, y, hold, &from) == 0;
+                    std::int32_t run = 0;
+                    std::uint8_t* to = writer.run(x, y, run);
+                    for (std::int32_t i = 0; i < n; ++i) {
+                        std::memcpy(to + static_cast<std::size_t>(i) * bytes,
+                                    empty ? main->emptyValue()
+                                          : from + static_cast<std::size_t>(i) * bytes,
+                                    bytes);
+                    }
+                }
+                x += n;
+                left -= n;
+            }
+        }
+    }
 }
 
 void Reader::commit(ZmapDocument& document) {
