@@ -265,6 +265,10 @@ std::uint32_t TiffBuilder::data(const Bytes& bytes) {
     return at;
 }
 
+std::uint32_t TiffBuilder::nextData() const {
+    return static_cast<std::uint32_t>(8 + data_.size() + (data_.size() & 1));
+}
+
 TiffBuilder::Entry TiffBuilder::shortValue(std::uint16_t tag, std::uint16_t v) const {
     Entry e{tag, 3, 1, {}};
     put16(e.field, v);
@@ -340,6 +344,20 @@ void addSection(TiffBuilder& file, const HandSection& s) {
     const std::uint32_t blockRows = tiled ? s.tileLength : s.rowsPerStrip;
     const std::uint32_t across = tiled ? (s.width + blockWidth - 1) / blockWidth : 1;
     const std::uint32_t down = (s.height + blockRows - 1) / blockRows;
+    TiffBuilder::Ifd ifd = s.extra;
+    if (s.kind >= 0) {
+        const Bytes privateData = s.makePrivateData ? s.makePrivateData(file) : s.privateData;
+        Bytes header;
+        file.put32(header, static_cast<std::uint32_t>(s.kind));
+        file.put16(header, s.version);
+        file.put16(header, s.revision);
+        header.insert(header.end(), privateData.begin(), privateData.end());
+        ifd.push_back(file.atOffset(34953, 4, 1, file.data(header)));
+    } else if (s.subfileType) {
+        ifd.push_back(file.shortValue(255, s.subfileType));
+    } else {
+        ifd.push_back(file.longValue(254, 1));
+    }
     std::vector<std::uint32_t> offsets;
     std::vector<std::uint32_t> counts;
     for (std::uint32_t i = 0; i < across * down; ++i) {
@@ -364,19 +382,11 @@ void addSection(TiffBuilder& file, const HandSection& s) {
             }
             block = lzw(block);
         }
+        if (s.alterBlock) {
+            s.alterBlock(block);
+        }
         offsets.push_back(file.data(block));
         counts.push_back(static_cast<std::uint32_t>(block.size()));
-    }
-    TiffBuilder::Ifd ifd = s.extra;
-    if (s.kind >= 0) {
-        Bytes header;
-        file.put32(header, static_cast<std::uint32_t>(s.kind));
-        file.put16(header, s.version);
-        file.put16(header, s.revision);
-        header.insert(header.end(), s.privateData.begin(), s.privateData.end());
-        ifd.push_back(file.atOffset(34953, 4, 1, file.data(header)));
-    } else {
-        ifd.push_back(file.longValue(254, 1));
     }
     ifd.push_back(file.longValue(256, s.width));
     ifd.push_back(file.longValue(257, s.height));
@@ -409,7 +419,9 @@ void addSection(TiffBuilder& file, const HandSection& s) {
         ifd.push_back(file.longValue(278, s.rowsPerStrip));
         ifd.push_back(file.longs(279, counts));
     }
-    std::sort(ifd.begin(), ifd.end(), [](const auto& a, const auto& b) { return a.tag < b.tag; });
+    ifd.insert(ifd.end(), s.late.begin(), s.late.end());
+    std::stable_sort(ifd.begin(), ifd.end(),
+                     [](const auto& a, const auto& b) { return a.tag < b.tag; });
     file.add(std::move(ifd));
 }
 

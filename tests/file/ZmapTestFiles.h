@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -63,6 +64,8 @@ public:
 
     /// Appends a block of data (at an even offset) and returns its offset.
     std::uint32_t data(const Bytes& bytes);
+    /// The offset that the next block of data will get.
+    std::uint32_t nextData() const;
 
     /// Entries: a SHORT or LONG in the value field; values elsewhere by offset; an array of
     /// LONGs (in the field for one); a text with its NUL (in the field when 4 bytes or less).
@@ -91,6 +94,9 @@ struct HandSection {
     std::uint16_t version = 1;
     std::uint16_t revision = 0;
     Bytes privateData;
+    /// Makes the private data instead, just before the section header is added (which
+    /// then lands at file.nextData()); it may add data of its own first.
+    std::function<Bytes(TiffBuilder& file)> makePrivateData;
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     Bytes pixels;
@@ -107,10 +113,17 @@ struct HandSection {
     std::uint32_t predictSampleBytes = 0;
     /// Tiles to leave out as shared with the main channel: written with tag 34954.
     std::vector<bool> sharedTiles;
+    /// Applied to each stored block (after compression), to damage or pad it.
+    std::function<void(Bytes&)> alterBlock;
+    /// With a thumbnail (kind -1): the old SubfileType value to write instead of flag 1.
+    std::uint16_t subfileType = 0;
+    /// Entries put before the section's own (so they win where a tag is read once) and
+    /// after them (so they win where a later value replaces an earlier one).
     std::vector<TiffBuilder::Entry> extra;
+    std::vector<TiffBuilder::Entry> late;
 };
 
-/// Adds the section's data and directory to `file`.
+/// Adds the section's header and data, then its directory, to `file`.
 void addSection(TiffBuilder& file, const HandSection& section);
 
 /// Private data of a flat depth section (kind 1) in `file`'s byte order: projection,
