@@ -65,15 +65,15 @@ bool TransformCamera::inFront(const Point<3>& p) const {
 }
 
 std::uint32_t TransformCamera::depthCode(double z) const {
-    const double value = perspective_ ? -1.0 / z : z;
-    const double c = (value - nearCode_) * depthScale_;
-    if (!(c > 0)) {
-        return 0;
-    }
-    if (c >= 4294967295.0) {
-        return depth::noDepth;
-    }
-    return static_cast<std::uint32_t>(std::lround(c));
+    return depthCoder().code(z);
+}
+
+DepthCoder TransformCamera::depthCoder() const {
+    DepthCoder coder;
+    coder.kind = perspective_ ? DepthCoder::inverse : DepthCoder::linear;
+    coder.offset = nearCode_;
+    coder.scale = depthScale_;
+    return coder;
 }
 
 AbstractCamera::AbstractCamera(const Ray& axes, double nearDepth, double farDepth,

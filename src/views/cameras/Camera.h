@@ -4,6 +4,7 @@
 #include "core/Plane.h"
 #include "core/Point.h"
 #include "core/Transform.h"
+#include "views/cameras/DepthCoder.h"
 #include "views/cameras/Ray.h"
 #include "views/cameras/ViewParams.h"
 
@@ -59,6 +60,8 @@ public:
     std::uint32_t depthCode(double z) const override;
     int height() const override { return height_; }
 
+    /// depthCode as a value, for conversions without a virtual call.
+    DepthCoder depthCoder() const;
     /// Object to screen.
     const Transform<3>& transform() const { return *transform_; }
     bool perspective() const { return perspective_; }

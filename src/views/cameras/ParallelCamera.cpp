@@ -47,13 +47,16 @@ bool ParallelCamera::facing(const Plane& plane) const {
 }
 
 std::uint32_t ParallelCamera::depthCode(double z) const {
-    const double c = (z / scale_ + farDepth_ - nearDepth_) * depthScale_;
-    // Truncation toward zero keeps the low 32 bits; values beyond 64 bits (and NaN) have
-    // none to keep.
-    if (!(std::fabs(c) < 9.2e18)) {
-        return 0;
-    }
-    return static_cast<std::uint32_t>(static_cast<std::int64_t>(c));
+    return depthCoder().code(z);
+}
+
+DepthCoder ParallelCamera::depthCoder() const {
+    DepthCoder coder;
+    coder.kind = DepthCoder::truncated;
+    coder.offset = farDepth_ - nearDepth_;
+    coder.scale = depthScale_;
+    coder.pixelScale = scale_;
+    return coder;
 }
 
 ViewParams ParallelCamera::viewParams() const {

@@ -26,6 +26,8 @@ public:
     /// Truncated toward zero, low 32 bits.
     std::uint32_t depthCode(double z) const override;
 
+    /// depthCode as a value, for conversions without a virtual call.
+    DepthCoder depthCoder() const;
     /// Pixels per world unit.
     double scale() const { return scale_; }
 
