@@ -83,32 +83,29 @@ std::unique_ptr<DXFPolyline2D> DXFPolyline2D::fromLightweight(const DXFEntity& e
     std::vector<Vertex> vertices;
     const double constant = entity.getDouble(43, 0);
     for (const DXFItem& item : entity.ownItems()) {
+        // A vertex starts at its x; the groups after it up to the next x are its own.
+        double Vertex::*field = nullptr;
         switch (item.code) {
         case 10:
             vertices.push_back({item.asDouble(), 0, 0, constant, constant});
             break;
         case 20:
-            if (!vertices.empty()) {
-                vertices.back().y = item.asDouble();
-            }
+            field = &Vertex::y;
             break;
         case 40:
-            if (!vertices.empty()) {
-                vertices.back().startWidth = item.asDouble();
-            }
+            field = &Vertex::startWidth;
             break;
         case 41:
-            if (!vertices.empty()) {
-                vertices.back().endWidth = item.asDouble();
-            }
+            field = &Vertex::endWidth;
             break;
         case 42:
-            if (!vertices.empty()) {
-                vertices.back().bulge = item.asDouble();
-            }
+            field = &Vertex::bulge;
             break;
         default:
             break;
+        }
+        if (field && !vertices.empty()) {
+            vertices.back().*field = item.asDouble();
         }
     }
     return std::make_unique<DXFPolyline2D>(std::move(vertices), entity.getInt(70, 0) & 1,

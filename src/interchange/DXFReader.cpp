@@ -196,9 +196,14 @@ private:
     void blocks();
     void entities();
     void objects();
+    /// Records an AVE_MATERIAL or AVE_FINISH: its name and what it is attached to.
+    void materialObject(const DXFEntity& e);
     void skipSection();
     /// Reads the next entity's 0 group into `head`; throws when the section ends early.
     void nextHead(DXFItem& head);
+    /// Calls `take` with the 0 group of each entity up to the section's ENDSEC; the rest
+    /// of an entity that `take` does not read (it returns false) is passed over.
+    template <class Take> void eachEntity(Take take);
 
     /// Handles one entity of the ENTITIES section or of a block. Returns false for a
     /// kind that is passed over (its groups are then skipped).
@@ -314,6 +319,19 @@ void Reader::nextHead(DXFItem& head) {
     }
 }
 
+template <class Take> void Reader::eachEntity(Take take) {
+    DXFItem head;
+    for (;;) {
+        nextHead(head);
+        if (head.is("ENDSEC")) {
+            return;
+        }
+        if (!take(head)) {
+            DXFEntity::skipRest(s_);
+        }
+    }
+}
+
 void Reader::run() {
     DXFItem item;
     while (s_.read(item)) {
@@ -396,15 +414,9 @@ void Reader::header() {
 }
 
 void Reader::tables() {
-    DXFItem head;
-    for (;;) {
-        nextHead(head);
-        if (head.is("ENDSEC")) {
-            return;
-        }
+    eachEntity([&](const DXFItem& head) {
         if (!head.is("LAYER")) {
-            DXFEntity::skipRest(s_);
-            continue;
+            return false;
         }
         entity_.readRest(head, s_);
         const std::string_view raw = entity_.getText(2);
@@ -424,32 +436,28 @@ void Reader::tables() {
         if (!handle.empty()) {
             layerByHandle_[nameKey(handle)] = key;
         }
-    }
+        return true;
+    });
 }
 
 void Reader::blocks() {
-    DXFItem head;
-    for (;;) {
-        nextHead(head);
-        if (head.is("ENDSEC")) {
-            return;
+    eachEntity([&](const DXFItem& start) {
+        // Entities outside a block definition belong nowhere.
+        if (!start.is("BLOCK")) {
+            return false;
         }
-        if (!head.is("BLOCK")) {
-            // Entities outside a block definition belong nowhere.
-            DXFEntity::skipRest(s_);
-            continue;
-        }
-        entity_.readRest(head, s_);
+        entity_.readRest(start, s_);
         std::string_view name = entity_.getText(2);
         if (name.empty()) {
             name = entity_.getText(3);
         }
         if (name.empty()) {
-            s_.fail(L"Bad DXF group: item <block name> needed", head.line);
+            s_.fail(L"Bad DXF group: item <block name> needed", start.line);
         }
         Block block;
         block.base = entity_.getPoint(10);
         const std::string key = nameKey(name);
+        DXFItem head;
         for (;;) {
             nextHead(head);
             if (head.is("ENDBLK")) {
@@ -464,45 +472,36 @@ void Reader::blocks() {
             }
         }
         blocks_[key] = std::move(block);
-    }
+        return true;
+    });
 }
 
 void Reader::entities() {
-    DXFItem head;
-    for (;;) {
-        nextHead(head);
-        if (head.is("ENDSEC")) {
-            return;
-        }
-        if (!entity(head, nullptr)) {
-            DXFEntity::skipRest(s_);
-        }
-    }
+    eachEntity([&](const DXFItem& head) { return entity(head, nullptr); });
 }
 
 void Reader::objects() {
-    DXFItem head;
-    for (;;) {
-        nextHead(head);
-        if (head.is("ENDSEC")) {
-            return;
-        }
+    eachEntity([&](const DXFItem& head) {
         if (!isMaterialObject(head.trimmed())) {
-            DXFEntity::skipRest(s_);
-            continue;
+            return false;
         }
         entity_.readRest(head, s_);
-        std::string_view name = entity_.getText(1);
-        if (name.empty()) {
-            name = entity_.getText(2);
-        }
-        if (name.empty()) {
-            name = entity_.getText(3);
-        }
-        if (!name.empty()) {
-            materialObjects_.push_back(
-                {decode(name), nameKey(entity_.getText(330)), std::string(entity_.getText(8))});
-        }
+        materialObject(entity_);
+        return true;
+    });
+}
+
+void Reader::materialObject(const DXFEntity& e) {
+    std::string_view name = e.getText(1);
+    if (name.empty()) {
+        name = e.getText(2);
+    }
+    if (name.empty()) {
+        name = e.getText(3);
+    }
+    if (!name.empty()) {
+        materialObjects_.push_back(
+            {decode(name), nameKey(e.getText(330)), std::string(e.getText(8))});
     }
 }
 
@@ -523,11 +522,7 @@ bool Reader::entity(const DXFItem& head, Block* block) {
     entity_.readRest(head, s_);
     if (isMaterialObject(name)) {
         // An old drawing may keep its material records among the entities.
-        std::string_view material = entity_.getText(1);
-        if (!material.empty()) {
-            materialObjects_.push_back(
-                {decode(material), nameKey(entity_.getText(330)), std::string(entity_.layer())});
-        }
+        materialObject(entity_);
         return true;
     }
     ++info_.entities;
@@ -547,31 +542,17 @@ bool Reader::entity(const DXFItem& head, Block* block) {
         }
         return true;
     }
-    std::unique_ptr<DXFPrimitive> primitive;
-    if (name == "POLYLINE") {
-        // The vertices are read into an entity of their own: entity_ stays the POLYLINE.
-        const DXFEntity& polyline = entity_;
-        primitive = DXFPolylineGeometry::read(polyline, s_)->primitive();
-        if (!primitive || primitive->faceCount() == 0) {
-            return true;
-        }
-        const std::string_view polyLayer = polyline.layer();
-        const Quark polyMaterial = entityMaterial(polyline);
-        if (block) {
-            block->items.push_back(
-                {std::move(primitive), {}, std::string(polyLayer), polyMaterial, head.line});
-        } else {
-            place(*primitive, polyLayer, polyMaterial, Placement{}, head.line);
-        }
-        return true;
-    }
     if (!block && name == "3DFACE") {
         // The commonest entity of large drawings, placed without keeping it.
         const DXFPolygon face(faceCorners(entity_), Vector<3>(0, 0, 1), 0, false);
         place(face, layerRaw, matstyle, Placement{}, head.line);
         return true;
     }
-    primitive = primitiveOf(entity_, name);
+    // A POLYLINE's vertices are read into an entity of their own: entity_ stays the
+    // POLYLINE, and its layer and material stand.
+    std::unique_ptr<DXFPrimitive> primitive =
+        name == "POLYLINE" ? DXFPolylineGeometry::read(entity_, s_)->primitive()
+                           : primitiveOf(entity_, name);
     if (!primitive || primitive->faceCount() == 0) {
         return true;
     }

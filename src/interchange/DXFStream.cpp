@@ -24,31 +24,29 @@ std::string_view trim(std::string_view s) {
     return s;
 }
 
-/// Parses the whole of `s` (after trimming) as a base-10 integer.
-bool parseLong(std::string_view s, long& out) {
+/// The text of a number: white space trimmed and a leading '+' dropped (from_chars
+/// takes only '-').
+std::string_view numberText(std::string_view s) {
     s = trim(s);
     if (!s.empty() && s.front() == '+') {
         s.remove_prefix(1);
     }
-    if (s.empty()) {
-        return false;
-    }
+    return s;
+}
+
+/// Parses the whole of `s` (after trimming) as a base-10 integer.
+bool parseLong(std::string_view s, long& out) {
+    s = numberText(s);
     const auto r = std::from_chars(s.data(), s.data() + s.size(), out, 10);
-    return r.ec == std::errc() && r.ptr == s.data() + s.size();
+    return !s.empty() && r.ec == std::errc() && r.ptr == s.data() + s.size();
 }
 
 /// Parses the whole of `s` (after trimming) as a finite decimal number.
 bool parseDouble(std::string_view s, double& out) {
-    s = trim(s);
-    if (!s.empty() && s.front() == '+') {
-        s.remove_prefix(1);
-    }
-    if (s.empty()) {
-        return false;
-    }
+    s = numberText(s);
     double v = 0;
     const auto r = std::from_chars(s.data(), s.data() + s.size(), v, std::chars_format::general);
-    if (r.ec != std::errc() || r.ptr != s.data() + s.size() || !std::isfinite(v)) {
+    if (s.empty() || r.ec != std::errc() || r.ptr != s.data() + s.size() || !std::isfinite(v)) {
         return false;
     }
     out = v;

@@ -81,22 +81,9 @@ DxfBuilder everything() {
     b.int16(71, 4).int16(72, 2);
     for (const auto& p :
          std::vector<std::vector<double>>{{0, 0, 3}, {1, 0, 3}, {1, 1, 3}, {0, 1, 4}}) {
-        b.text(0, "VERTEX").text(8, "Walls").point(10, p[0], p[1], p[2]).int16(70, 192);
+        b.vertex("Walls", p[0], p[1], p[2], 192);
     }
-    b.text(0, "VERTEX")
-        .text(8, "Walls")
-        .point(10, 0, 0, 0)
-        .int16(70, 128)
-        .int16(71, 1)
-        .int16(72, 2)
-        .int16(73, 3);
-    b.text(0, "VERTEX")
-        .text(8, "Walls")
-        .point(10, 0, 0, 0)
-        .int16(70, 128)
-        .int16(71, 1)
-        .int16(72, -3)
-        .int16(73, 4);
+    b.faceRecord("Walls", {1, 2, 3}).faceRecord("Walls", {1, -3, 4});
     b.text(0, "SEQEND").text(8, "Walls");
     b.endsec().eof();
     return b;
@@ -250,14 +237,9 @@ std::vector<ErrorCase> errorCases() {
     }
     {
         DxfBuilder b;
-        b.section("ENTITIES")
-            .text(0, "POLYLINE")
-            .text(8, "L")
-            .int16(70, 16)
-            .int16(71, 2)
-            .int16(72, 2);
+        b.section("ENTITIES").polyline("L", 16, 2, 2);
         for (int i = 0; i < 3; ++i) {
-            b.text(0, "VERTEX").text(8, "L").point(10, i, i * i, 0).int16(70, 64);
+            b.vertex("L", i, i * i, 0, 64);
         }
         const long line = b.nextLine();
         b.text(0, "SEQEND").endsec().eof();
@@ -268,30 +250,13 @@ std::vector<ErrorCase> errorCases() {
     }
     {
         DxfBuilder b;
-        b.section("ENTITIES")
-            .text(0, "POLYLINE")
-            .text(8, "L")
-            .int16(70, 64)
-            .int16(71, 3)
-            .int16(72, 2);
+        b.section("ENTITIES").polyline("L", 64, 3, 2);
         for (int i = 0; i < 3; ++i) {
-            b.text(0, "VERTEX").text(8, "L").point(10, i, i * i, 0).int16(70, 192);
+            b.vertex("L", i, i * i, 0, 192);
         }
-        b.text(0, "VERTEX")
-            .text(8, "L")
-            .point(10, 0, 0, 0)
-            .int16(70, 128)
-            .int16(71, 1)
-            .int16(72, 2)
-            .int16(73, 3);
+        b.faceRecord("L", {1, 2, 3});
         const long line = b.nextLine();
-        b.text(0, "VERTEX")
-            .text(8, "L")
-            .point(10, 0, 0, 0)
-            .int16(70, 128)
-            .int16(71, 1)
-            .int16(72, -2)
-            .int16(73, 5);
+        b.faceRecord("L", {1, -2, 5});
         b.text(0, "SEQEND").endsec().eof();
         cases.push_back(
             {"polyface index out of range", b.ascii(),
@@ -543,11 +508,11 @@ TEST(DXFReader, MeshesGiveTheirFaceAndVertexCounts) {
     for (const Case& c : {Case{"open", 16, 2, 4, 6, 8}, Case{"closed in N", 16 | 32, 2, 4, 8, 8}}) {
         SCOPED_TRACE(c.name);
         DxfBuilder b;
-        b.text(0, "POLYLINE").text(8, "L").int16(70, c.flags).int16(71, c.m).int16(72, c.n);
+        b.polyline("L", c.flags, c.m, c.n);
         const double square[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
         for (int i = 0; i < c.m; ++i) {
             for (const auto& xy : square) {
-                b.text(0, "VERTEX").text(8, "L").point(10, xy[0], xy[1], i).int16(70, 64);
+                b.vertex("L", xy[0], xy[1], i, 64);
             }
         }
         b.text(0, "SEQEND");
@@ -559,18 +524,14 @@ TEST(DXFReader, MeshesGiveTheirFaceAndVertexCounts) {
     {
         // A square pyramid: a quad base (one edge invisible) and two of its sides.
         DxfBuilder b;
-        b.text(0, "POLYLINE").text(8, "L").int16(70, 64).int16(71, 5).int16(72, 3);
+        b.polyline("L", 64, 5, 3);
         for (const auto& p : std::vector<std::vector<double>>{
                  {0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0.5, 0.5, 1}}) {
-            b.text(0, "VERTEX").text(8, "L").point(10, p[0], p[1], p[2]).int16(70, 192);
+            b.vertex("L", p[0], p[1], p[2], 192);
         }
-        auto face = [&](int a, int c, int d, int e) {
-            b.text(0, "VERTEX").text(8, "L").point(10, 0, 0, 0).int16(70, 128);
-            b.int16(71, a).int16(72, c).int16(73, d).int16(74, e);
-        };
-        face(1, 4, 3, -2);
-        face(1, 2, 5, 0);
-        face(2, 3, 5, 0);
+        b.faceRecord("L", {1, 4, 3, -2})
+            .faceRecord("L", {1, 2, 5, 0})
+            .faceRecord("L", {2, 3, 5, 0});
         b.text(0, "SEQEND");
         const Loaded l = load(entities(b).ascii());
         ASSERT_EQ(l.status, status::ok) << utf8(l.error);

@@ -32,6 +32,22 @@ DxfBuilder& DxfBuilder::append(const DxfBuilder& other) {
     return *this;
 }
 
+DxfBuilder& DxfBuilder::polyline(const std::string& layer, int flags, int m, int n) {
+    return text(0, "POLYLINE").text(8, layer).int16(70, flags).int16(71, m).int16(72, n);
+}
+
+DxfBuilder& DxfBuilder::vertex(const std::string& layer, double x, double y, double z, int flags) {
+    return text(0, "VERTEX").text(8, layer).point(10, x, y, z).int16(70, flags);
+}
+
+DxfBuilder& DxfBuilder::faceRecord(const std::string& layer, const std::vector<int>& corners) {
+    vertex(layer, 0, 0, 0, 128);
+    for (std::size_t k = 0; k < corners.size(); ++k) {
+        int16(71 + static_cast<int>(k), corners[k]);
+    }
+    return *this;
+}
+
 DxfBuilder& DxfBuilder::face3d(const std::string& layer,
                                const std::vector<std::vector<double>>& corners) {
     text(0, "3DFACE").text(8, layer);

@@ -22,6 +22,12 @@ public:
     DxfBuilder& section(const std::string& name) { return text(0, "SECTION").text(2, name); }
     DxfBuilder& endsec() { return text(0, "ENDSEC"); }
     DxfBuilder& eof() { return text(0, "EOF"); }
+    /// A POLYLINE's own groups: flags (70) and its two counts (71, 72).
+    DxfBuilder& polyline(const std::string& layer, int flags, int m, int n);
+    /// A VERTEX of a POLYLINE with its flags (group 70).
+    DxfBuilder& vertex(const std::string& layer, double x, double y, double z, int flags);
+    /// A polyface face record: a VERTEX with flag 128 and the corners (groups 71 on).
+    DxfBuilder& faceRecord(const std::string& layer, const std::vector<int>& corners);
     /// A 3DFACE on a layer.
     DxfBuilder& face3d(const std::string& layer, const std::vector<std::vector<double>>& corners);
 
