@@ -525,11 +525,17 @@ bool Reader::entity(const DXFItem& head, Block* block) {
         materialObject(entity_);
         return true;
     }
-    ++info_.entities;
     if (name == "VIEWPORT") {
+        ++info_.entities;
         viewport(entity_);
         return true;
     }
+    // Paper space (group 67 set) holds the sheet's title block and notes, not the model.
+    if (entity_.getInt(67, 0) == 1) {
+        ++info_.skipped;
+        return true;
+    }
+    ++info_.entities;
     const std::string_view layerRaw = entity_.layer();
     const Quark matstyle = entityMaterial(entity_);
     if (name == "INSERT") {

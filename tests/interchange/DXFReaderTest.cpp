@@ -154,6 +154,8 @@ TEST(DXFReader, EntitiesWithoutAreaMakeNoFaces) {
     b.real(10, 0).real(20, 0).real(10, 1).real(20, 0).real(10, 1).real(20, 1);
     b.text(0, "VIEWPORT").text(8, "L").point(10, 5, 5, 0).real(40, 10).real(41, 8);
     b.point(16, 1, 1, 1).point(17, 2, 3, 4).real(42, 35);
+    // A face drawn on the sheet, not in the model.
+    b.face3d("L", {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}).int16(67, 1);
     const Loaded l = load(entities(b).ascii());
     ASSERT_EQ(l.status, status::ok) << utf8(l.error);
     EXPECT_EQ(l.model->triangleCount(), 0u);
