@@ -2,21 +2,72 @@
 
 #include "core/Extent.h"
 #include "core/Handle.h"
+#include "core/Plane.h"
+#include "core/Status.h"
 #include "image/AlphaBitmap.h"
 #include "image/RgbBitmap.h"
 #include "image/UndoBuffer.h"
 
+#include <cstdint>
 #include <vector>
 
 class ZmapDocument;
+class Reporter;
+struct CommandArgument;
+class CommandMessages;
+class DocumentCommands;
+class DocumentToolState;
+class RepeatableAction;
 
-/// The editing state that a document keeps for the tools: the work bitmaps of the stroke in
-/// progress and the extents a pass has applied. A plain member of the document.
+/// The editing state that a document keeps for the tools (the work bitmaps of the stroke in
+/// progress, the extents a pass has applied, the undo store) and the numbered commands that
+/// change the whole document. A plain member of the document.
 class DocumentEditor {
 public:
-    explicit DocumentEditor(ZmapDocument* owner) : document(owner) {}
+    explicit DocumentEditor(ZmapDocument* owner);
+    ~DocumentEditor();
     DocumentEditor(const DocumentEditor&) = delete;
     DocumentEditor& operator=(const DocumentEditor&) = delete;
+
+    /// Runs command `command` (DocumentCommand, 0 to 15) with its argument (DocumentCommands.h
+    /// says which record each takes). The only door through which a whole document changes:
+    ///
+    /// - -21 for a number outside 0 to 15, -13 without a document, -13 for a missing or wrong
+    ///   argument; then nothing happens.
+    /// - First the views end any pseudo-cursor capture and stop drawing; revert, paste, undo
+    ///   and flatten release the tools' state that refers to the document.
+    /// - After a successful command (status 0, or the warning -20): one that changes the
+    ///   document marks it changed, except that undo and redo reaching the saved level of
+    ///   the undo store mark it unchanged, unless since the last save a change the store
+    ///   can't take back was made (commit, crop and material set count as such); one that
+    ///   counts as saved marks it unchanged and marks the store's current level saved.
+    ///
+    /// Commands that change pixels close an undo level; commit and crop start the store
+    /// again, since none of its levels fits what they leave.
+    void execute(Status& status, std::int32_t command, const CommandArgument& argument);
+
+    /// The bodies of the file commands (not owned; null: those commands give -13).
+    void setCommands(DocumentCommands* commands) { commands_ = commands; }
+    DocumentCommands* commands() const { return commands_; }
+    /// Where commands tell the user things (not owned; null: nobody listens).
+    void setMessages(CommandMessages* messages) { messages_ = messages; }
+    CommandMessages* messages() const { return messages_; }
+    /// Progress of long commands (not owned; may be null).
+    void setProgress(Reporter* progress) { progress_ = progress; }
+    Reporter* progress() const { return progress_; }
+    /// The action the repeat command runs; null for none.
+    void setRepeatAction(const TQL::Handle<RepeatableAction>& action);
+    /// The tools' state of the process, released before some commands (not owned).
+    static void setToolState(DocumentToolState* toolState);
+
+    /// Tells the messages object, if any.
+    void tell(std::int32_t id, const std::wstring& text) const;
+    void tellProgress(std::int32_t id, const std::wstring& text) const;
+
+    /// Set by a change the undo store can't take back, cleared by a save and by clearing the
+    /// document.
+    bool changedSinceSave() const { return changedSinceSave_ != 0; }
+    void setChangedSinceSave(bool changed) { changedSinceSave_ = changed ? 1 : 0; }
 
     ZmapDocument* document;
     /// The extents that the current pass has applied, in order.
@@ -29,4 +80,25 @@ public:
     TQL::Handle<RgbCacheBitmap> wetCache;
     /// The document's undo store; made by allocateChannels.
     TQL::Handle<UndoBuffer> undoBuffer;
+    /// The plane tools fall back on before they have one of their own: the view's
+    /// background plane, set when a file is opened.
+    Plane lastPlane;
+
+private:
+    void commit(Status& status);
+    void paste(Status& status, const CommandArgument& argument);
+    void stepUndo(Status& status, bool forward);
+    void repeat(Status& status);
+    void crop(Status& status, const CommandArgument& argument);
+    void materialSet(Status& status, const CommandArgument& argument);
+    void flatten(Status& status);
+    void autoLevels(Status& status);
+    /// Closes an undo level for the command that just changed the document.
+    void pushLevel(Status& status, std::int32_t description);
+
+    DocumentCommands* commands_ = nullptr;
+    CommandMessages* messages_ = nullptr;
+    Reporter* progress_ = nullptr;
+    TQL::Handle<RepeatableAction> repeatAction_;
+    std::uint8_t changedSinceSave_ = 0;
 };

@@ -103,6 +103,26 @@ void ZmapDocument::releaseChannels() {
 }
 
 Status ZmapDocument::allocateChannels() {
+    const Status made = makeMissingChannels();
+    if (made != status::ok) {
+        return made;
+    }
+    usedMaterials_.clear();
+    TQL::Handle<UndoBuffer> undo;
+    try {
+        undo = UndoBuffer::create(*this);
+    } catch (const std::bad_alloc&) {
+        return status::outOfMemory;
+    }
+    Status result = status::ok;
+    undo->pushLevel(result, 0);
+    if (result == status::ok) {
+        editor.undoBuffer = undo;
+    }
+    return result;
+}
+
+Status ZmapDocument::makeMissingChannels() {
     if (!rgb) {
         return status::noImage;
     }
@@ -156,19 +176,7 @@ Status ZmapDocument::allocateChannels() {
     } catch (const std::bad_alloc&) {
         return status::outOfMemory;
     }
-    usedMaterials_.clear();
-    TQL::Handle<UndoBuffer> undo;
-    try {
-        undo = UndoBuffer::create(*this);
-    } catch (const std::bad_alloc&) {
-        return status::outOfMemory;
-    }
-    Status result = status::ok;
-    undo->pushLevel(result, 0);
-    if (result == status::ok) {
-        editor.undoBuffer = undo;
-    }
-    return result;
+    return status::ok;
 }
 
 void ZmapDocument::commitOriginals() {
@@ -332,6 +340,7 @@ void ZmapDocument::clearDocument() {
     dateTime.clear();
     cutoutBlock.clear();
     cutoutBlockItems = 0;
+    editor.setChangedSinceSave(false);
     usedMaterials_.clear();
     materials_.clear();
     palette_.fill(ColourPOD{});

@@ -216,6 +216,21 @@ public:
     /// keeping its hue and saturation. Tiles whose pixels all stay the same stay shared. An
     /// image of one lightness is left as it is. -13 without rgb, -10 out of memory.
     void autoLevels(Status& status);
+    /// Keeps only the pixels of `keep` (clipped to the image). Every channel is rebuilt at
+    /// the new size by copying pixels: unwritten tiles stay unwritten, and an original keeps
+    /// sharing the main channel's tiles where it did. The view record's image window moves
+    /// with the kept pixels, so that each keeps its world point; the six main channels'
+    /// changed flags are cleared. The undo store stays, with levels of the old size: the
+    /// caller starts it again. -12 for an extent outside the image or a cube panorama
+    /// (whose faces cropping would break), -13 without the colour, depth and material
+    /// channels, -10 out of memory; on failure nothing has changed.
+    void crop(Status& status, const IExtent<2>& keep);
+    /// Merges the overlay layer into the image as the display composes it: the colour takes
+    /// the overlay colour by its coverage and then the shadow; where the overlay depth is
+    /// not 0 the depth becomes it less 1, and where the overlay material is not 0 the
+    /// material becomes it. The overlay channels are then emptied. -13 without the
+    /// channels, -10 out of memory.
+    void flattenOverlay(Status& status);
     /// Frees every channel, empties the texts, the materials and the flags.
     void clearDocument();
     /// Number of this document in the process, counting constructions from 1.
@@ -439,6 +454,8 @@ private:
         return reinterpret_cast<typename B::Pixel*>(b->pixelForWrite(x, y, hold, nullptr));
     }
     void releaseChannels();
+    /// allocateChannels without the undo store and without clearing usedMaterials.
+    Status makeMissingChannels();
     void materialsChanged();
 
     /// The no-depth answer of planeAt and localPlaneAt for pixel (x, y).

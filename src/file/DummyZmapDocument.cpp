@@ -1,0 +1,7 @@
+#include "file/DummyZmapDocument.h"
+
+#include "file/ZmapDocumentCommands.h"
+
+DummyZmapDocument::DummyZmapDocument() {
+    editor.setCommands(&ZmapDocumentCommands::instance());
+}

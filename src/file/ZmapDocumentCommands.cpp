@@ -1,0 +1,241 @@
+#include "file/ZmapDocumentCommands.h"
+
+#include "core/Settings.h"
+#include "core/StringUtils.h"
+#include "file/FileType.h"
+#include "file/ZmapDocumentFile.h"
+#include "image/ZmapDocument.h"
+
+#include <array>
+#include <ctime>
+#include <unistd.h>
+
+namespace {
+
+// Numbered messages of the file commands.
+constexpr std::int32_t messageOpenWarning = 10072;
+constexpr std::int32_t progressReading = 10074;
+constexpr std::int32_t progressRead = 10076;
+constexpr std::int32_t messageSaveFailed = 10077;
+constexpr std::int32_t messageSaveWarning = 10078;
+constexpr std::int32_t messageNotADocument = 10080;
+constexpr std::int32_t messageUnknownType = 10081;
+
+const wchar_t* const productName = L"Quorvale";
+
+/// Everything of a document that reading a file replaces, held so that a failed revert can
+/// put it back.
+class HeldDocument {
+public:
+    explicit HeldDocument(const ZmapDocument& d)
+        : width_(d.width()), height_(d.height()), rgb_(d.rgb), z_(d.z), mat_(d.mat),
+          originalRgb_(d.originalRgb), originalZ_(d.originalZ), originalMat_(d.originalMat),
+          cutoutRgb_(d.cutoutRgb), cutoutZ_(d.cutoutZ), cutoutMat_(d.cutoutMat),
+          cutoutAlpha_(d.cutoutAlpha), shadowAlpha_(d.shadowAlpha), wetLayer_(d.wetLayer),
+          wetColour_(d.wetColour), strokeAlpha_(d.editor.strokeAlpha), wetAlpha_(d.editor.wetAlpha),
+          wetCache_(d.editor.wetCache), undoBuffer_(d.editor.undoBuffer),
+          changedSinceSave_(d.editor.changedSinceSave()), pathName_(d.pathName),
+          readOnly_(d.readOnly),
+          fromFile_(d.fromFile), texts_{d.description, d.artist,       d.copyright,
+                                        d.software,    d.hostComputer, d.dateTime},
+          savedCompression_(d.savedCompression), compression_(d.compression),
+          cutoutBlock_(d.cutoutBlock), cutoutBlockItems_(d.cutoutBlockItems),
+          materials_(d.materials()), xResolution_(d.xResolution), yResolution_(d.yResolution),
+          view_(d.viewParams()) {}
+
+    void restore(ZmapDocument& d) const {
+        d.clearDocument();
+        (void)d.setSize(width_, height_); // the size the held channels were made for
+        d.rgb = rgb_;
+        d.z = z_;
+        d.mat = mat_;
+        d.originalRgb = originalRgb_;
+        d.originalZ = originalZ_;
+        d.originalMat = originalMat_;
+        d.cutoutRgb = cutoutRgb_;
+        d.cutoutZ = cutoutZ_;
+        d.cutoutMat = cutoutMat_;
+        d.cutoutAlpha = cutoutAlpha_;
+        d.shadowAlpha = shadowAlpha_;
+        d.wetLayer = wetLayer_;
+        d.wetColour = wetColour_;
+        d.editor.strokeAlpha = strokeAlpha_;
+        d.editor.wetAlpha = wetAlpha_;
+        d.editor.wetCache = wetCache_;
+        d.editor.undoBuffer = undoBuffer_;
+        d.editor.setChangedSinceSave(changedSinceSave_);
+        d.pathName = pathName_;
+        d.readOnly = readOnly_;
+        d.fromFile = fromFile_;
+        d.description = texts_[0];
+        d.artist = texts_[1];
+        d.copyright = texts_[2];
+        d.software = texts_[3];
+        d.hostComputer = texts_[4];
+        d.dateTime = texts_[5];
+        d.savedCompression = savedCompression_;
+        d.compression = compression_;
+        d.cutoutBlock = cutoutBlock_;
+        d.cutoutBlockItems = cutoutBlockItems_;
+        for (const auto& [id, record] : materials_) {
+            d.restoreMaterial(id, &record);
+            d.changeMaterialUsers(id, record.users);
+            if (record.deleted) {
+                d.deleteMaterial(id);
+            }
+        }
+        d.xResolution = xResolution_;
+        d.yResolution = yResolution_;
+        d.setViewParams(view_);
+    }
+
+private:
+    std::int32_t width_;
+    std::int32_t height_;
+    TQL::Handle<RgbBitmap> rgb_;
+    TQL::Handle<ZBitmap> z_;
+    TQL::Handle<MatBitmap> mat_;
+    TQL::Handle<RgbBitmap> originalRgb_;
+    TQL::Handle<ZBitmap> originalZ_;
+    TQL::Handle<MatBitmap> originalMat_;
+    TQL::Handle<RgbBitmap> cutoutRgb_;
+    TQL::Handle<ZBitmap> cutoutZ_;
+    TQL::Handle<MatBitmap> cutoutMat_;
+    TQL::Handle<AlphaBitmap> cutoutAlpha_;
+    TQL::Handle<AlphaBitmap> shadowAlpha_;
+    TQL::Handle<WetLayerBitmap> wetLayer_;
+    TQL::Handle<RgbBitmap> wetColour_;
+    TQL::Handle<AlphaBitmap> strokeAlpha_;
+    TQL::Handle<AlphaBitmap> wetAlpha_;
+    TQL::Handle<RgbCacheBitmap> wetCache_;
+    TQL::Handle<UndoBuffer> undoBuffer_;
+    bool changedSinceSave_;
+    std::wstring pathName_;
+    std::uint8_t readOnly_;
+    std::uint8_t fromFile_;
+    std::array<std::wstring, 6> texts_;
+    std::int32_t savedCompression_;
+    std::int32_t compression_;
+    std::vector<std::uint8_t> cutoutBlock_;
+    std::uint16_t cutoutBlockItems_;
+    std::map<MaterialId, MaterialRecord> materials_;
+    float xResolution_;
+    float yResolution_;
+    ViewParams view_;
+};
+
+/// Saves to `path` and tells the user how it went; -20 counts as success.
+void saveTo(Status& status, ZmapDocument& document, const std::wstring& path) {
+    fillTexts(document);
+    saveZmapDocument(status, document, path, document.editor.progress());
+    if (status == status::warning) {
+        document.editor.tell(messageSaveWarning, commandText(messageSaveWarning, {path}));
+    } else if (status != status::ok) {
+        document.editor.tell(messageSaveFailed,
+                             commandText(messageSaveFailed, {path, statusText(status)}));
+    }
+}
+
+} // namespace
+
+ZmapDocumentCommands& ZmapDocumentCommands::instance() {
+    static ZmapDocumentCommands commands;
+    return commands;
+}
+
+void ZmapDocumentCommands::newImage(Status& status, ZmapDocument& document,
+                                    const NewImageParams& params) {
+    switch (params.kind) {
+    case NewImageKind::plain:
+        makePlainImage(status, document, params);
+        return;
+    case NewImageKind::fromRaster:
+    case NewImageKind::panoramaFromFile:
+    case NewImageKind::panoramaFromRaster:
+    case NewImageKind::model:
+        // These need raster import or the model renderer.
+        status = status::unsupportedVersion;
+        return;
+    }
+    status = status::unsupportedVersion;
+}
+
+void ZmapDocumentCommands::open(Status& status, ZmapDocument& document, const std::wstring& path) {
+    const int type = fileType(path);
+    if (type == fileTypeUnknown) {
+        document.editor.tell(messageUnknownType, commandText(messageUnknownType, {path}));
+        status = status::unsupportedVersion;
+        return;
+    }
+    if (type != fileTypeZmp && type != fileTypeZmq) {
+        // Raster files come in through raster import, not as documents.
+        document.editor.tell(messageNotADocument, commandText(messageNotADocument, {path}));
+        status = status::wrongExtension;
+        return;
+    }
+    document.editor.tellProgress(progressReading, commandText(progressReading, {path}));
+    openZmapDocument(status, document, path, document.editor.progress());
+    if (status == status::ok || status == status::warning) {
+        document.editor.tellProgress(progressRead, commandText(progressRead, {path}));
+    }
+    if (status == status::warning) {
+        document.editor.tell(messageOpenWarning, commandText(messageOpenWarning, {path}));
+    }
+}
+
+void ZmapDocumentCommands::save(Status& status, ZmapDocument& document) {
+    if (document.pathName.empty()) {
+        status = status::badName;
+        return;
+    }
+    saveTo(status, document, document.pathName);
+}
+
+void ZmapDocumentCommands::saveAs(Status& status, ZmapDocument& document,
+                                  const std::wstring& path) {
+    saveTo(status, document, path);
+    if (status == status::ok || status == status::warning) {
+        document.pathName = path;
+    }
+}
+
+void ZmapDocumentCommands::revert(Status& status, ZmapDocument& document) {
+    if (document.pathName.empty()) {
+        status = status::badName;
+        return;
+    }
+    const HeldDocument held(document);
+    const std::wstring path = document.pathName;
+    openZmapDocument(status, document, path, document.editor.progress());
+    if (status != status::ok) {
+        held.restore(document);
+    }
+}
+
+void ZmapDocumentCommands::importChannel(Status& status, ZmapDocument&,
+                                         const ChannelImportArgument&) {
+    status = status::unsupportedVersion; // needs raster import
+}
+
+void fillTexts(ZmapDocument& document) {
+    document.software = std::wstring(productName) + L" " + getWCS(QUORVALE_VERSION_TEXT);
+
+    static StringSetting hostSetting(L"HostComputer", L"");
+    hostSetting.invalidate(); // the user may have changed it since the last save
+    std::wstring host = hostSetting.value();
+    if (host.empty()) {
+        char name[256] = {};
+        if (::gethostname(name, sizeof name - 1) == 0) {
+            host = getWCS(name);
+        }
+    }
+    document.hostComputer = host;
+
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    char text[32] = {};
+    if (localtime_r(&now, &local) &&
+        std::strftime(text, sizeof text, "%Y:%m:%d %H:%M:%S", &local)) {
+        document.dateTime = getWCS(text);
+    }
+}
