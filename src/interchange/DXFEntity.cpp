@@ -2,15 +2,37 @@
 
 #include <cmath>
 
+void DXFGroup::clear() {
+    for (std::size_t i = 0; i < xdataStart_; ++i) {
+        const int code = items_[i].code;
+        if (code >= 0 && code < indexedCodes) {
+            firstOf_[code] = 0;
+        }
+    }
+    items_.clear();
+    xdataStart_ = 0;
+    inXdata_ = false;
+}
+
 void DXFGroup::add(const DXFItem& item) {
     inXdata_ = inXdata_ || item.code == 1001;
     items_.push_back(item);
     if (!inXdata_) {
         xdataStart_ = items_.size();
+        const int code = item.code;
+        if (code >= 0 && code < indexedCodes && firstOf_[code] == 0 && items_.size() <= 0xFFFF) {
+            firstOf_[code] = static_cast<std::uint16_t>(items_.size());
+        }
     }
 }
 
 const DXFItem* DXFGroup::find(int code) const {
+    if (code >= 0 && code < indexedCodes) {
+        const std::uint16_t at = firstOf_[code];
+        if (at != 0 || items_.size() < 0xFFFF) {
+            return at ? &items_[at - 1] : nullptr;
+        }
+    }
     for (std::size_t i = 0; i < xdataStart_; ++i) {
         if (items_[i].code == code) {
             return &items_[i];

@@ -3,6 +3,8 @@
 #include "core/Point.h"
 #include "interchange/DXFStream.h"
 
+#include <array>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -10,11 +12,7 @@
 /// is its 0 group with the entity's name.
 class DXFGroup {
 public:
-    void clear() {
-        items_.clear();
-        xdataStart_ = 0;
-        inXdata_ = false;
-    }
+    void clear();
     void add(const DXFItem& item);
     bool empty() const { return items_.empty(); }
     const std::vector<DXFItem>& items() const { return items_; }
@@ -45,6 +43,10 @@ protected:
     std::vector<DXFItem> items_;
     std::size_t xdataStart_ = 0; ///< the own groups are items_[0, xdataStart_)
     bool inXdata_ = false;
+    /// For the small codes that geometry uses, where the first own group of each code is
+    /// (its index + 1, 0 for none), so that find() does not search.
+    static constexpr int indexedCodes = 128;
+    std::array<std::uint16_t, indexedCodes> firstOf_{};
 };
 
 /// An entity: its name and groups. Reading stops before the next 0 group; comments
