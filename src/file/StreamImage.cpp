@@ -199,7 +199,7 @@ bool StreamImage::readAt(std::uint64_t offset, std::uint8_t* out, std::size_t co
     if (inside && mode_ == Mode::memory) {
         if (view) {
             *view = memory_ + offset;
-        } else {
+        } else if (count > 0) {
             std::memcpy(out, memory_ + offset, count);
         }
         return true;
@@ -207,11 +207,13 @@ bool StreamImage::readAt(std::uint64_t offset, std::uint8_t* out, std::size_t co
     if (view) {
         *view = out;
     }
-    if (inside && fileRead(offset, out, count)) {
+    if (inside && (count == 0 || fileRead(offset, out, count))) {
         return true;
     }
     fail(status::damaged);
-    std::memset(out, 0, count);
+    if (count > 0) {
+        std::memset(out, 0, count);
+    }
     return false;
 }
 

@@ -119,7 +119,7 @@ private:
     Status buildTile(const Channel& channel, std::int32_t index, std::uint8_t* out);
     void writePrivateData(const Channel& channel);
     void writeColourData();
-    void writeCamera();
+    void writeCamera(std::uint32_t kind);
     void writeMaterials();
     Status writeThumbnailSection();
     /// An entry for an array of LONGs: the value itself for one, else written here.
@@ -167,9 +167,11 @@ Status Writer::write() {
     std::vector<Channel> channels;
     channels.push_back(
         {doc_.rgb.get(), nullptr, zmapKind::colour, 3, FilePixelType::rgb24, true, true});
-    const std::uint32_t depthKind = doc_.viewParams().viewCode == ViewParams::cubicCode
-                                        ? zmapKind::panoramaDepth
-                                        : zmapKind::depth;
+    // A panorama record goes with six square faces side by side; a cube view code on an
+    // image of another shape is kept in a flat record, which any reader can take back.
+    const bool panorama = doc_.viewParams().viewCode == ViewParams::cubicCode &&
+                          std::int64_t{g_.width} == 6 * std::int64_t{g_.height};
+    const std::uint32_t depthKind = panorama ? zmapKind::panoramaDepth : zmapKind::depth;
     channels.push_back({doc_.z.get(), nullptr, depthKind, 0, FilePixelType::depth32, true, false});
     if (doc_.mat) {
         channels.push_back(
@@ -203,7 +205,6 @@ Status Writer::write() {
             return s;
         }
     }
-    const bool panorama = depthKind == zmapKind::panoramaDepth;
     thumbnail_ = std::make_unique<Thumbnail>(panorama ? g_.width / 6 : g_.width, g_.height);
     tile_ = std::make_unique<std::uint64_t[]>(
         (static_cast<std::size_t>(g_.tileWidth) * g_.tileHeight * 4 + 7) / 8);
@@ -360,12 +361,12 @@ void Writer::writeColourData() {
     }
 }
 
-void Writer::writeCamera() {
+void Writer::writeCamera(std::uint32_t kind) {
     const ViewParams& v = doc_.viewParams();
     s_.write32(v.projection);
     s_.write32(v.viewCode);
     s_.writePoint(v.eye);
-    if (v.viewCode == ViewParams::cubicCode) {
+    if (kind == zmapKind::panoramaDepth) {
         s_.writeVector(v.yAxis);
         s_.writeVector(v.zAxis);
         s_.writePoint(v.target);
@@ -426,7 +427,7 @@ void Writer::writePrivateData(const Channel& channel) {
         break;
     case zmapKind::depth:
     case zmapKind::panoramaDepth:
-        writeCamera();
+        writeCamera(channel.kind);
         break;
     case zmapKind::material:
         writeMaterials();
@@ -506,15 +507,20 @@ Status Writer::writeSection(const Channel& channel) {
                            static_cast<std::uint32_t>(bitsPerPixel(channel.fileType))});
     }
     if (channel.kind == zmapKind::colour) {
-        if (doc_.xResolution > 0 && doc_.yResolution > 0) {
-            // Pixels per centimetre, as round(pixels per metre) / 100.
-            const std::pair<std::uint16_t, float> resolutions[] = {
-                {zmapTag::xResolution, doc_.xResolution}, {zmapTag::yResolution, doc_.yResolution}};
+        // Pixels per centimetre, as round(pixels per metre) / 100, when both are nonzero.
+        const auto perMetre = [](float r) {
+            return r >= 0.5f ? static_cast<std::uint32_t>(std::min<double>(
+                                   std::lround(r), std::numeric_limits<std::uint32_t>::max()))
+                             : 0u;
+        };
+        const std::pair<std::uint16_t, std::uint32_t> resolutions[] = {
+            {zmapTag::xResolution, perMetre(doc_.xResolution)},
+            {zmapTag::yResolution, perMetre(doc_.yResolution)}};
+        if (resolutions[0].second != 0 && resolutions[1].second != 0) {
             for (const auto& [tag, r] : resolutions) {
                 entries.push_back(
                     {tag, tiffType::rational, 1, static_cast<std::uint32_t>(s_.tell())});
-                s_.write32(static_cast<std::uint32_t>(
-                    std::min<long>(std::lround(r), std::numeric_limits<std::uint32_t>::max())));
+                s_.write32(r);
                 s_.write32(100);
             }
             entries.push_back({zmapTag::resolutionUnit, tiffType::shortType, 1, 3});

@@ -10,7 +10,8 @@ class ZmapDocument;
 /// sections colour, thumbnail, depth, material, original colour, original depth and
 /// original material (the last four only when they exist; originals only when some tile
 /// differs from the main channel's), each with its data before its directory. Compression
-/// is 5 when the document's `compression` is 5, else 1.
+/// is 5 when the document's `compression` is 5, else 1. The camera record is a panorama's
+/// (section kind 8) when the view code is 3 and the image is six square faces side by side.
 ///
 /// -13 without colour or depth channel or when a tile can't be converted, -11 when the
 /// progress reporter asks to stop, the stream's status on a write failure. The LZW
