@@ -443,4 +443,42 @@ TEST(DocumentEditor, CommitEndsTheApplyStateAndStartsTheStoreAgain) {
     EXPECT_TRUE(doc->editor.changedSinceSave());
 }
 
+class FormatTable : public StringTable {
+public:
+    bool lookup(int id, std::wstring& text) const override {
+        switch (id) {
+        case 1:
+            text = L"Could not save %ls: %ls";
+            return true;
+        case 2:
+            text = L"100%% of %ls";
+            return true;
+        default:
+            return false;
+        }
+    }
+};
+
+// Message texts: each %ls takes the next argument, %% is a percent sign, missing arguments
+// are left out; without the string the arguments are joined.
+TEST(DocumentEditor, MessageTextsFillInTheirArguments) {
+    FormatTable table;
+    TQL::setStringTable(&table);
+    struct Case {
+        std::int32_t id;
+        std::vector<std::wstring> arguments;
+        const wchar_t* text;
+    };
+    const Case cases[] = {
+        {1, {L"a.zmp", L"Disk full"}, L"Could not save a.zmp: Disk full"},
+        {1, {L"a.zmp"}, L"Could not save a.zmp: "},
+        {2, {L"b"}, L"100% of b"},
+        {3, {L"a.zmp", L"Disk full"}, L"a.zmp: Disk full"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(commandText(c.id, c.arguments), c.text) << c.id;
+    }
+    TQL::setStringTable(nullptr);
+}
+
 } // namespace
