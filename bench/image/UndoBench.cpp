@@ -41,9 +41,9 @@ std::unique_ptr<BenchDocument> filledDocument(std::int32_t width, std::int32_t h
 
 /// Closes an action on a document of state.range(0) x state.range(1) pixels: pushLevel,
 /// after an undo (untimed) so that each push also drops the redo level it replaces, as a
-/// push after an undo does. The store keeps two levels throughout. The level snapshots the
-/// nine channels a level keeps (colour, material, depth and the six overlay and wet
-/// planes that exist): "ns_per_tile" is the time over the tiles of one channel.
+/// push after an undo does. The store keeps two levels throughout. A level snapshots the
+/// channels that exist (colour, material, depth and the five overlay channels; no wet
+/// layer here): "ns_per_tile" is the time over the tiles of one channel.
 void BM_PushLevel(benchmark::State& state) {
     const auto width = static_cast<std::int32_t>(state.range(0));
     const auto height = static_cast<std::int32_t>(state.range(1));
