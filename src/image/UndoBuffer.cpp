@@ -46,30 +46,14 @@ enum Slot : std::size_t {
     slotCount
 };
 
+/// The channel id of each slot; the wet layer has none.
+constexpr std::uint32_t slotChannels[slotCount] = {
+    channelRgb,       channelMat,         channelZ,          0, channelCutoutRgb, channelCutoutZ,
+    channelCutoutMat, channelCutoutAlpha, channelShadowAlpha};
+
 TQL::Handle<TileBitmap> liveBitmap(const ZmapDocument& document, std::size_t slot) {
-    switch (static_cast<Slot>(slot)) {
-    case slotRgb:
-        return document.rgb;
-    case slotMat:
-        return document.mat;
-    case slotZ:
-        return document.z;
-    case slotWet:
-        return document.wetLayer;
-    case slotCutoutRgb:
-        return document.cutoutRgb;
-    case slotCutoutZ:
-        return document.cutoutZ;
-    case slotCutoutMat:
-        return document.cutoutMat;
-    case slotCutoutAlpha:
-        return document.cutoutAlpha;
-    case slotShadowAlpha:
-        return document.shadowAlpha;
-    case slotCount:
-        break;
-    }
-    return TQL::Handle<TileBitmap>();
+    return slot == slotWet ? TQL::Handle<TileBitmap>(document.wetLayer)
+                           : document.channel(slotChannels[slot]);
 }
 
 using MaterialTable = std::map<MaterialId, MaterialRecord>;

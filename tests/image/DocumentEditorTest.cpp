@@ -1,5 +1,6 @@
 #include "image/DocumentCommands.h"
 #include "image/DocumentViews.h"
+#include "support/RecordingViews.h"
 #include "support/TestDocument.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 
 namespace {
 
+using test::RecordingViews;
 using test::TestDocument;
 
 /// Closes the writes made so far as one action, as a stroke does.
@@ -29,18 +31,6 @@ void setRgb(ZmapDocument& doc, std::int32_t x, std::int32_t y, ColourPOD c) {
     TileHandle hold;
     *doc.rgbWrite(x, y, hold) = c;
 }
-
-/// Records what the views are told, in order.
-class RecordingViews : public DocumentViews {
-public:
-    void cancelDrawing() override { calls.push_back("cancel"); }
-    void endCapture() override { calls.push_back("capture"); }
-    void update(std::uint32_t hint) override { calls.push_back("update " + std::to_string(hint)); }
-    void invalidate(const IExtent<2>&) override { calls.push_back("invalidate"); }
-    void undoStateChanged() override {}
-
-    std::vector<std::string> calls;
-};
 
 class RecordingToolState : public DocumentToolState {
 public:
@@ -228,7 +218,7 @@ TEST(DocumentEditor, CropCopiesChannelsKeepsSharingAndStartsTheUndoStoreAgain) {
     }
     EXPECT_FALSE(doc->editor.undoBuffer->canUndo());
     EXPECT_TRUE(doc->changedFlag);
-    const std::vector<std::string> expected = {"capture", "cancel", "update 262144",
+    const std::vector<std::string> expected = {"capture", "cancel", "update 262144", "undo state",
                                                "update 131072"};
     EXPECT_EQ(views.calls, expected);
     doc->setViews(nullptr);

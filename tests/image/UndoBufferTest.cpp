@@ -1,6 +1,6 @@
 #include "image/UndoBuffer.h"
-#include "image/DocumentViews.h"
 #include "image/TileRowWriter.h"
+#include "support/RecordingViews.h"
 #include "support/TestDocument.h"
 
 #include <gtest/gtest.h>
@@ -290,32 +290,20 @@ TEST(UndoBuffer, KeptTilesCountOnceAtTheLastLevelThatHoldsThem) {
     EXPECT_EQ(store.memoryInUse(), 4 * structure + 3 * tile);
 }
 
-class RecordingViews : public DocumentViews {
-public:
-    void cancelDrawing() override {}
-    void endCapture() override {}
-    void update(std::uint32_t) override {}
-    void invalidate(const IExtent<2>& extent) override { invalidated.push_back(extent); }
-    void undoStateChanged() override { ++undoStates; }
-
-    std::vector<IExtent<2>> invalidated;
-    int undoStates = 0;
-};
-
 TEST(UndoBuffer, ViewsRepaintTheTilesThatChangedOrTheWholeImage) {
     auto doc = test::makeTestDocument(200, 150); // tiles of 64: 4 across, 3 down
-    RecordingViews views;
+    test::RecordingViews views;
     doc->setViews(&views);
     setRgb(*doc, 70, 10, {1, 2, 3}); // tile (1, 0)
     TileHandle hold;
     *doc->matWrite(199, 149, hold) = 5; // tile (3, 2), the narrow corner
     hold.reset();
     push(*doc);
-    EXPECT_EQ(views.undoStates, 1);
+    EXPECT_EQ(views.calls, std::vector<std::string>{"undo state"});
     undo(*doc);
     ASSERT_EQ(views.invalidated.size(), 1u);
     EXPECT_EQ(views.invalidated[0], IExtent<2>(64, 0, 199, 149));
-    EXPECT_EQ(views.undoStates, 2);
+    EXPECT_EQ(views.calls.back(), "undo state");
 
     // An action that only renames a material changes no tile: the whole image is repainted.
     redo(*doc);
