@@ -186,6 +186,12 @@ private:
     /// Undo (direction -1) or redo (+1).
     void step(Status& status, std::int32_t direction);
     void notifyUndoState() const;
+    /// The recorded cut-out sets went into a level.
+    void forgetPendingCutouts() {
+        pendingSelected_.reset();
+        pendingExisting_.reset();
+        pendingCutouts_ = false;
+    }
 
     ZmapDocument& document_;
     std::vector<Level> levels_;
@@ -288,9 +294,7 @@ void UndoBufferImp::pushLevel(Status& status, std::int32_t description) {
         if (current_ > 0) {
             account(static_cast<std::size_t>(current_ - 1));
         }
-        pendingSelected_.reset();
-        pendingExisting_.reset();
-        pendingCutouts_ = false;
+        forgetPendingCutouts();
     } catch (const std::bad_alloc&) {
         status = status::outOfMemory;
         return;
@@ -320,9 +324,7 @@ void UndoBufferImp::restart(Status& status, std::int32_t description) {
         current_ = 0;
         total_ = levels_.back().structureBytes;
         materials_.swap(live);
-        pendingSelected_.reset();
-        pendingExisting_.reset();
-        pendingCutouts_ = false;
+        forgetPendingCutouts();
     } catch (const std::bad_alloc&) {
         status = status::outOfMemory;
         return;
