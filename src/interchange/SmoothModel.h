@@ -88,6 +88,10 @@ public:
     std::size_t triangleCount() const override;
     double tolerance() const override { return tolerance_; }
     double metresPerUnit() const override { return metresPerUnit_; }
+    /// Renders the triangles (see ModelRenderer.h for the rules of the drawing).
+    void render(const Camera& camera, Buffer& buffer, const Lighting& lights, Reporter* progress,
+                bool flat, std::int32_t width, std::int32_t height,
+                const SectionBox& sectionBox) const override;
 
     void addClump(Clump& clump, bool flat, Quark materialRef, Angle smoothAngle,
                   Quark layer) override;
