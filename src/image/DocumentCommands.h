@@ -5,6 +5,7 @@
 #include "core/Handle.h"
 #include "core/Status.h"
 #include "image/MaterialRecord.h"
+#include "image/ModelImageSettings.h"
 #include "image/ZmapDocument.h"
 
 #include <cstdint>
@@ -65,6 +66,8 @@ struct NewImageParams {
     float xResolution = 3779.5276f;
     float yResolution = 3779.5276f;
     std::wstring description;
+    /// The view, light and cut of the model kind.
+    ModelImageSettings model;
 };
 
 /// The path of open and save as.
