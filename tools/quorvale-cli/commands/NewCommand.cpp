@@ -2,20 +2,15 @@
 // its background pixel by pixel through the colour channel and writes what the document
 // draws for its colour channel to a PNG file.
 
+#include "ChannelPng.h"
 #include "CliSupport.h"
 #include "Command.h"
 #include "core/StringUtils.h"
-#include "image/DrawTarget.h"
 #include "image/TileRowWriter.h"
 #include "image/ZmapDocument.h"
 
-#include <png.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <csetjmp>
 #include <cstdio>
-#include <cstring>
 #include <new>
 #include <unistd.h>
 #include <vector>
@@ -28,28 +23,6 @@ const char* const name = "new";
 class CliDocument : public ZmapDocument {
 public:
     void setChanged(bool) override {}
-};
-
-/// Collects one band of rows of the drawn image.
-class BandTarget : public DrawTarget {
-public:
-    BandTarget(std::int32_t width, std::int32_t rows)
-        : rowBytes(static_cast<std::size_t>(width) * 3),
-          pixels(rowBytes * static_cast<std::size_t>(rows)) {}
-
-    void DrawBits(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h,
-                  const std::uint8_t* rgb, std::int32_t stride) override {
-        for (std::int32_t r = 0; r < h; ++r) {
-            std::memcpy(&pixels[static_cast<std::size_t>(y - top + r) * rowBytes +
-                                static_cast<std::size_t>(x) * 3],
-                        rgb + static_cast<std::size_t>(r) * stride,
-                        static_cast<std::size_t>(w) * 3);
-        }
-    }
-
-    std::size_t rowBytes;
-    std::vector<std::uint8_t> pixels;
-    std::int32_t top = 0;
 };
 
 /// True if a colour channel of width x height pixels fits in the machine's memory.
@@ -83,56 +56,6 @@ Status paintBackground(ZmapDocument& doc, ColourPOD background) {
         progress.update(double(y + 1) / doc.height());
     }
     return status::ok;
-}
-
-/// Writes the document's drawn colour channel to a PNG file, one band of tile rows at a time.
-/// Objects that need destruction are made before setjmp: libpng reports errors by longjmp.
-Status writePng(const ZmapDocument& doc, const std::string& path) {
-    const TileGeometry& g = doc.geometry();
-    BandTarget band(g.width, g.tileHeight);
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    if (!file) {
-        return status::fromErrno(errno, status::writeFailed);
-    }
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (!info) {
-        png_destroy_write_struct(&png, nullptr);
-        std::fclose(file);
-        return status::outOfMemory;
-    }
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_write_struct(&png, &info);
-        std::fclose(file);
-        return status::writeFailed;
-    }
-    png_init_io(png, file);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(g.width), static_cast<png_uint_32>(g.height),
-                 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(png, info);
-    png_set_bgr(png); // the store's pixels are blue, green, red
-    Status result = status::ok;
-    for (std::int32_t top = 0; top < g.height && result == status::ok; top += g.tileHeight) {
-        const std::int32_t bottom = std::min(g.height, top + g.tileHeight) - 1;
-        band.top = top;
-        const IExtent<2> rows(0, top, g.width - 1, bottom);
-        doc.draw(result, band, channelRgb, rows, rows, nullptr);
-        for (std::int32_t y = top; y <= bottom && result == status::ok; ++y) {
-            png_write_row(png, &band.pixels[static_cast<std::size_t>(y - top) * band.rowBytes]);
-        }
-        if (cli::interrupted()) {
-            result = status::stopped;
-        }
-    }
-    if (result == status::ok) {
-        png_write_end(png, nullptr);
-    }
-    png_destroy_write_struct(&png, &info);
-    if (std::fclose(file) != 0 && result == status::ok) {
-        result = status::fromErrno(errno, status::writeFailed);
-    }
-    return result;
 }
 
 int run(const std::vector<std::string>& args) {
@@ -184,11 +107,7 @@ int run(const std::vector<std::string>& args) {
             return cli::operationFailed(name, what, s);
         }
         s = cli::writeAtomically(*pngPath, [&](const std::string& temporary) {
-            try {
-                return writePng(doc, temporary);
-            } catch (const std::bad_alloc&) {
-                return status::outOfMemory;
-            }
+            return cli::writeChannelPng(doc, channelRgb, temporary);
         });
         if (s != status::ok) {
             return cli::operationFailed(name, *pngPath, s);
