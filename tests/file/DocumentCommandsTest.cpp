@@ -250,11 +250,4 @@ TEST(DocumentCommands, RevertReadsTheFileAgainAndAFailedOneKeepsTheImage) {
     EXPECT_EQ(doc.rgbAt(31, 31), (ColourPOD{3, 3, 3}));
 }
 
-TEST(DocumentCommands, ImportIntoAChannelWaitsForRasterImport) {
-    FileDocument doc;
-    ASSERT_EQ(run(doc, commandNew, plain(64, 64, {3, 3, 3})), status::ok);
-    EXPECT_EQ(run(doc, commandImportChannel, ChannelImportArgument{L"/tmp/depth.tif", channelZ}),
-              status::unsupportedVersion);
-}
-
 } // namespace

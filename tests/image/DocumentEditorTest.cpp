@@ -424,8 +424,11 @@ TEST(DocumentEditor, CommitEndsTheApplyStateAndStartsTheStoreAgain) {
     hold.reset();
     closeAction(*doc);
     ASSERT_TRUE(doc->editor.undoBuffer->canUndo());
+    doc->editor.undoBuffer->markSaved();
     ASSERT_EQ(run(*doc, commandCommit), status::ok);
     EXPECT_EQ(doc->originalRgbAt(5, 5), (ColourPOD{5, 5, 5}));
+    EXPECT_EQ(doc->undoRgbAt(5, 5), (ColourPOD{5, 5, 5}));
+    EXPECT_FALSE(doc->editor.undoBuffer->atSavedState()); // the originals changed
     EXPECT_TRUE(doc->editor.appliedExtents.empty());
     EXPECT_EQ(doc->editor.strokeAlpha->nonEmptyTiles(), 0);
     EXPECT_FALSE(doc->editor.undoBuffer->canUndo());

@@ -388,20 +388,6 @@ TEST(UndoBuffer, WetLayerIsDroppedAndRestoredWithItsLevel) {
     EXPECT_FALSE(doc->editor.undoBuffer->previousWet());
 }
 
-TEST(UndoBuffer, CommittingStartsAgainAndLeavesTheSavedStateBehind) {
-    auto doc = test::makeTestDocument(64, 64);
-    UndoBuffer& store = *doc->editor.undoBuffer;
-    EXPECT_TRUE(store.atSavedState());
-    setRgb(*doc, 1, 1, {1, 1, 1});
-    push(*doc);
-    EXPECT_TRUE(store.canUndo());
-    doc->commitOriginals();
-    EXPECT_FALSE(store.canUndo());
-    EXPECT_FALSE(store.canRedo());
-    EXPECT_FALSE(store.atSavedState());
-    EXPECT_EQ(doc->undoRgbAt(1, 1), (ColourPOD{1, 1, 1}));
-}
-
 TEST(UndoBuffer, PushNeedsTheMainChannels) {
     TestDocument doc;
     auto store = UndoBuffer::create(doc);
