@@ -70,6 +70,10 @@ public:
 
     /// The index of p, shared with any point already added within the tolerance.
     Index addPoint(const Point<3>& p) { return points_.insert(p); }
+    /// addPoint for each point, the indices to `out` (of the same size).
+    void addPoints(std::span<const Point<3>> points, std::span<Index> out) {
+        points_.insert(points, out);
+    }
     /// Adds a face from its outer loop and holes, as point indices. A point repeated
     /// next to itself is dropped; a loop left with fewer than three points is dropped,
     /// and so is a face without its outer loop. Returns the face, or `none`.

@@ -112,15 +112,13 @@ public:
     std::size_t faces = 0;
 
     void face(std::span<const Point<3>> loop, std::uint32_t smoothing) override {
-        ids_.clear();
         for (const Point<3>& p : loop) {
             if (!p.isFinite()) {
                 return;
             }
         }
-        for (const Point<3>& p : loop) {
-            ids_.push_back(clump->addPoint(p));
-        }
+        ids_.resize(loop.size());
+        clump->addPoints(loop, ids_);
         if (clump->addFace(ids_, matstyle, smoothing) != Clump::none) {
             ++faces;
         }
@@ -129,9 +127,18 @@ public:
     /// Each vertex is looked up once, not once per face that uses it.
     void mesh(std::span<const Point<3>> vertices, const DXFFaceList& list,
               std::uint32_t smoothing) override {
-        vertexIds_.clear();
+        finite_.clear();
         for (const Point<3>& p : vertices) {
-            vertexIds_.push_back(p.isFinite() ? clump->addPoint(p) : Clump::none);
+            if (p.isFinite()) {
+                finite_.push_back(p);
+            }
+        }
+        ids_.resize(finite_.size());
+        clump->addPoints(finite_, ids_);
+        vertexIds_.clear();
+        std::size_t next = 0;
+        for (const Point<3>& p : vertices) {
+            vertexIds_.push_back(p.isFinite() ? ids_[next++] : Clump::none);
         }
         for (std::size_t f = 0; f < list.size(); ++f) {
             ids_.clear();
@@ -148,6 +155,7 @@ public:
 private:
     std::vector<Clump::Index> ids_;
     std::vector<Clump::Index> vertexIds_;
+    std::vector<Point<3>> finite_;
 };
 
 std::vector<Point<3>> faceCorners(const DXFEntity& e);

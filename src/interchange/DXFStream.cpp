@@ -53,6 +53,33 @@ bool parseDouble(std::string_view s, double& out) {
     return true;
 }
 
+/// A group code: digits with spaces before them (a '-' or '+' sign is allowed). The line
+/// has no white space at its end. Codes are short, so this beats the general parse.
+bool parseCode(std::string_view s, long& out) {
+    std::size_t i = 0;
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t')) {
+        ++i;
+    }
+    bool negative = false;
+    if (i < s.size() && (s[i] == '-' || s[i] == '+')) {
+        negative = s[i] == '-';
+        ++i;
+    }
+    if (i == s.size() || s.size() - i > 9) {
+        return parseLong(s, out); // long or empty: the general parse decides
+    }
+    long v = 0;
+    for (; i < s.size(); ++i) {
+        const unsigned d = static_cast<unsigned char>(s[i]) - '0';
+        if (d > 9) {
+            return false;
+        }
+        v = v * 10 + static_cast<long>(d);
+    }
+    out = negative ? -v : v;
+    return true;
+}
+
 bool isIntegerType(DXFDatatype t) {
     return t == DXFDatatype::Int16 || t == DXFDatatype::Int32 || t == DXFDatatype::Int;
 }
@@ -72,33 +99,43 @@ std::uint64_t readLittleEndian(const unsigned char* p, std::size_t n) {
 
 } // namespace
 
-DXFDatatype dxfDatatype(int code) {
-    using T = DXFDatatype;
-    struct Range {
-        int first, last;
-        T type;
-    };
-    // The value types of the published group code ranges.
-    static constexpr Range table[] = {
-        {0, 9, T::Text},        {10, 59, T::Double},    {60, 79, T::Int16},
-        {90, 99, T::Int32},     {100, 102, T::Text},    {105, 105, T::Text},
-        {110, 149, T::Double},  {160, 169, T::Int},     {170, 179, T::Int16},
-        {210, 239, T::Double},  {270, 289, T::Int16},   {290, 299, T::Int},
-        {300, 369, T::Text},    {370, 389, T::Int16},   {390, 399, T::Text},
-        {400, 409, T::Int16},   {410, 419, T::Text},    {420, 429, T::Int32},
-        {430, 439, T::Text},    {440, 459, T::Int32},   {460, 469, T::Double},
-        {470, 481, T::Text},    {999, 1009, T::Text},   {1010, 1059, T::Double},
-        {1060, 1070, T::Int16}, {1071, 1071, T::Int32},
-    };
-    for (const Range& r : table) {
-        if (code < r.first) {
-            return T::None;
-        }
-        if (code <= r.last) {
-            return r.type;
+namespace {
+
+/// The datatype of each code from 0 to the last one that has one, from the value types of
+/// the published group code ranges.
+struct DatatypeTable {
+    static constexpr int size = 1072;
+    DXFDatatype type[size];
+    constexpr DatatypeTable() : type{} {
+        using T = DXFDatatype;
+        struct Range {
+            int first, last;
+            T type;
+        };
+        constexpr Range ranges[] = {
+            {0, 9, T::Text},        {10, 59, T::Double},    {60, 79, T::Int16},
+            {90, 99, T::Int32},     {100, 102, T::Text},    {105, 105, T::Text},
+            {110, 149, T::Double},  {160, 169, T::Int},     {170, 179, T::Int16},
+            {210, 239, T::Double},  {270, 289, T::Int16},   {290, 299, T::Int},
+            {300, 369, T::Text},    {370, 389, T::Int16},   {390, 399, T::Text},
+            {400, 409, T::Int16},   {410, 419, T::Text},    {420, 429, T::Int32},
+            {430, 439, T::Text},    {440, 459, T::Int32},   {460, 469, T::Double},
+            {470, 481, T::Text},    {999, 1009, T::Text},   {1010, 1059, T::Double},
+            {1060, 1070, T::Int16}, {1071, 1071, T::Int32},
+        };
+        for (const Range& r : ranges) {
+            for (int c = r.first; c <= r.last; ++c) {
+                type[c] = r.type;
+            }
         }
     }
-    return T::None;
+};
+constexpr DatatypeTable datatypes;
+
+} // namespace
+
+DXFDatatype dxfDatatype(int code) {
+    return code >= 0 && code < DatatypeTable::size ? datatypes.type[code] : DXFDatatype::None;
 }
 
 const wchar_t* dxfDatatypeName(DXFDatatype type) {
@@ -255,7 +292,7 @@ bool DXFAsciiStream::nextCode(DXFItem& item) {
     }
     item.line = line_;
     long code = 0;
-    if (!parseLong(codeLine, code)) {
+    if (!parseCode(codeLine, code)) {
         fail(L"Error reading group-code", line_);
     }
     item.datatype =

@@ -19,6 +19,7 @@ PointIndex::PointIndex(double tolerance)
       cellSize_(tolerance_ > 0 ? tolerance_ * 8 : 1e-9) {
     slots_.assign(initialSlots, Slot{0, none});
     recent_.resize(recentSize);
+    grow(initialSlots);
 }
 
 std::size_t PointIndex::recentSlot(const Point<3>& p) {
@@ -49,6 +50,7 @@ void PointIndex::clear() {
     slots_.assign(initialSlots, Slot{0, none});
     usedSlots_ = 0;
     recent_.assign(recentSize, Recent{});
+    grow(initialSlots);
 }
 
 std::int64_t PointIndex::cellCoordinate(double v) const {
@@ -119,7 +121,11 @@ std::uint32_t PointIndex::findInNeighbours(const Cell& c, const Point<3>& p) con
         }
         const Cell n{c.x + ((mask & 1) ? step[0] : 0), c.y + ((mask & 2) ? step[1] : 0),
                      c.z + ((mask & 4) ? step[2] : 0)};
-        const std::uint32_t i = findInChain(slots_[slotOf(hashOf(n))].head, p);
+        const std::uint64_t hash = hashOf(n);
+        if (!mayHold(hash)) {
+            continue;
+        }
+        const std::uint32_t i = findInChain(slots_[slotOf(hash)].head, p);
         if (i != none && (best == none || i < best)) {
             best = i;
         }
@@ -136,9 +142,17 @@ std::uint32_t PointIndex::find(const Point<3>& p) const {
 void PointIndex::grow(std::size_t slots) {
     std::vector<Slot> old(slots, Slot{0, none});
     old.swap(slots_);
+    // Eight bits of the occupancy table a slot (a power of two, at least 64).
+    int bits = 0;
+    while ((std::size_t(1) << bits) < slots * 8) {
+        ++bits;
+    }
+    occupiedShift_ = 64 - bits;
+    occupied_.assign((std::size_t(1) << bits) / 64, 0);
     for (const Slot& s : old) {
         if (s.head != none) {
             slots_[slotOf(s.hash)] = s;
+            markOccupied(s.hash);
         }
     }
 }
@@ -153,6 +167,21 @@ std::uint32_t PointIndex::insert(const Point<3>& p) {
     r.p = p;
     r.index = index;
     return index;
+}
+
+void PointIndex::insert(std::span<const Point<3>> points, std::span<std::uint32_t> out) {
+    // The slots of points not answered from the cache are most likely far away in
+    // memory: ask for all of them first, so that the waits overlap.
+    const std::size_t mask = slots_.size() - 1;
+    for (const Point<3>& p : points) {
+        const Recent& r = recent_[recentSlot(p)];
+        if (!(r.index != none && r.p == p)) {
+            __builtin_prefetch(&slots_[static_cast<std::size_t>(hashOf(cellOf(p))) & mask]);
+        }
+    }
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        out[i] = insert(points[i]);
+    }
 }
 
 std::uint32_t PointIndex::insertNew(const Point<3>& p) {
@@ -172,6 +201,7 @@ std::uint32_t PointIndex::insertNew(const Point<3>& p) {
             slot = slotOf(hash);
         }
         slots_[slot].hash = hash;
+        markOccupied(hash);
         ++usedSlots_;
     }
     Slot& s = slots_[slot];

@@ -3,6 +3,7 @@
 #include "core/Point.h"
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 /// Stores points once: a point within `tolerance` (Euclidean distance, model units) of
@@ -18,6 +19,10 @@ public:
     /// The index of a stored point within tolerance of p, storing p first if there is
     /// none. A point of p's own grid cell is preferred, then the one stored first.
     std::uint32_t insert(const Point<3>& p);
+    /// insert() for each point of `points`, indices to `out` (of the same size). Faster
+    /// than one by one for new points: their table slots are fetched from memory
+    /// together.
+    void insert(std::span<const Point<3>> points, std::span<std::uint32_t> out);
     /// The index of a stored point within tolerance of p, or `none`.
     std::uint32_t find(const Point<3>& p) const;
 
@@ -72,4 +77,17 @@ private:
     std::vector<Slot> slots_;         ///< power-of-two size, at most half full
     std::size_t usedSlots_ = 0;
     std::vector<Recent> recent_;
+    /// One bit per hash value's top bits, set for every cell that holds points: the
+    /// neighbouring cells looked at for a new point are mostly empty, and this small
+    /// table says so without touching the large one.
+    std::vector<std::uint64_t> occupied_;
+    int occupiedShift_ = 64;
+    bool mayHold(std::uint64_t hash) const {
+        const std::uint64_t bit = hash >> occupiedShift_;
+        return (occupied_[bit >> 6] >> (bit & 63)) & 1;
+    }
+    void markOccupied(std::uint64_t hash) {
+        const std::uint64_t bit = hash >> occupiedShift_;
+        occupied_[bit >> 6] |= std::uint64_t(1) << (bit & 63);
+    }
 };
