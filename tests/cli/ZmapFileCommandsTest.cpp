@@ -150,3 +150,33 @@ TEST(ZmapFileCommands, ResaveChangesTheCompressionAndNothingElse) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(ZmapFileCommands, NewSavesTheDocumentAsAZmapFile) {
+    const test::TempDir dir;
+    const auto result = runCli({"new", "--size", "130x70", "--background", "1,2,3", "--png",
+                                dir.file("out.png"), dir.file("out.zmp")});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    DummyZmapDocument doc;
+    QuorvaleZmapFile file;
+    Status status = -1;
+    file.read(status, utf8(dir.file("out.zmp")), doc);
+    ASSERT_EQ(status, status::ok);
+    EXPECT_EQ(doc.width(), 130);
+    EXPECT_EQ(doc.height(), 70);
+    EXPECT_EQ(doc.rgbAt(129, 69), (ColourPOD{3, 2, 1}));
+    EXPECT_EQ(doc.zAt(5, 5), ZBitmap::noDepth);
+    EXPECT_FALSE(doc.originalRgb); // made as it is: no original section
+    test::PngImage image;
+    std::string error;
+    ASSERT_TRUE(test::readPng(dir.file("out.png"), image, error)) << error;
+    EXPECT_EQ(image.at(0, 0)[2], 3);
+
+    // A flat image isn't a panorama, and nothing is left of the attempt.
+    EXPECT_EQ(runCli({"new", "--size", "8x8", dir.file("flat.zmq")}).exitCode, 1);
+    EXPECT_EQ(runCli({"new", "--size", "8x8"}).exitCode, 2);
+    EXPECT_EQ(dir.entries(), (std::vector<std::string>{"out.png", "out.zmp"}));
+}
+
+} // namespace

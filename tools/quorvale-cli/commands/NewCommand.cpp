@@ -1,29 +1,27 @@
-// quorvale-cli new --size WxH [--background R,G,B] --png OUT.png: makes a document, paints
-// its background pixel by pixel through the colour channel and writes what the document
-// draws for its colour channel to a PNG file.
+// quorvale-cli new --size WxH [--background R,G,B] [--png OUT.png] [OUT.zmp]: makes a
+// document, paints its background pixel by pixel through the colour channel, and saves it as
+// a Zmap file, or writes what the document draws for its colour channel to a PNG file, or
+// both.
 
 #include "ChannelPng.h"
 #include "CliSupport.h"
 #include "Command.h"
+#include "ZmapCli.h"
 #include "core/StringUtils.h"
+#include "file/DummyZmapDocument.h"
+#include "file/ZmapDocumentFile.h"
 #include "image/TileRowWriter.h"
-#include "image/ZmapDocument.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <new>
+#include <optional>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
 const char* const name = "new";
-
-/// A document that no window shows.
-class CliDocument : public ZmapDocument {
-public:
-    void setChanged(bool) override {}
-};
 
 /// True if a colour channel of width x height pixels fits in the machine's memory.
 bool colourFits(std::int64_t width, std::int64_t height) {
@@ -63,13 +61,16 @@ int run(const std::vector<std::string>& args) {
     if (!a.ok()) {
         return cli::usageError(name, a.error());
     }
-    if (!a.positional().empty()) {
-        return cli::usageError(name, "unexpected argument '" + a.positional()[0] + "'");
+    if (a.positional().size() > 1) {
+        return cli::usageError(name, "unexpected argument '" + a.positional()[1] + "'");
     }
     const auto sizeText = a.value("size");
     const auto pngPath = a.value("png");
-    if (!sizeText || !pngPath) {
-        return cli::usageError(name, "--size and --png are required");
+    const std::optional<std::string> zmapPath =
+        a.positional().empty() ? std::nullopt : std::optional(a.positional()[0]);
+    if (!sizeText || (!pngPath && !zmapPath)) {
+        return cli::usageError(name,
+                               "--size and an output (OUT.zmp or --png OUT.png) are required");
     }
     std::int64_t width = 0;
     std::int64_t height = 0;
@@ -94,7 +95,7 @@ int run(const std::vector<std::string>& args) {
         return cli::operationFailed(name, what, status::outOfMemory);
     }
     try {
-        CliDocument doc;
+        DummyZmapDocument doc;
         Status s = doc.setSize(static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
         if (s == status::ok) {
             doc.rgb = TQL::makeHandle<RgbBitmap>(doc);
@@ -106,11 +107,22 @@ int run(const std::vector<std::string>& args) {
         if (s != status::ok) {
             return cli::operationFailed(name, what, s);
         }
-        s = cli::writeAtomically(*pngPath, [&](const std::string& temporary) {
-            return cli::writeChannelPng(doc, channelRgb, temporary);
-        });
-        if (s != status::ok) {
-            return cli::operationFailed(name, *pngPath, s);
+        doc.commitOriginals(); // the image as made
+        if (zmapPath) {
+            cli::FileProgress progress("writing");
+            saveZmapDocument(s, doc, utf8(*zmapPath), &progress);
+            progress.report(1, 1, 0);
+            if (s != status::ok && s != status::warning) {
+                return cli::operationFailed(name, *zmapPath, s);
+            }
+        }
+        if (pngPath) {
+            s = cli::writeAtomically(*pngPath, [&](const std::string& temporary) {
+                return cli::writeChannelPng(doc, channelRgb, temporary);
+            });
+            if (s != status::ok) {
+                return cli::operationFailed(name, *pngPath, s);
+            }
         }
     } catch (const std::bad_alloc&) {
         return cli::operationFailed(name, what, status::outOfMemory);
@@ -118,12 +130,14 @@ int run(const std::vector<std::string>& args) {
     return cli::exitOk;
 }
 
-const cli::Command command{"new", "make an image of one colour and write it as PNG",
-                           "quorvale-cli new --size WxH [--background R,G,B] --png OUT.png\n"
-                           "  --size WxH          the image size in pixels\n"
-                           "  --background R,G,B  its colour, 0 to 255 each (default 255,255,255)\n"
-                           "  --png OUT.png       the file to write",
-                           run};
+const cli::Command command{
+    "new", "make an image of one colour and save it as a Zmap file or PNG",
+    "quorvale-cli new --size WxH [--background R,G,B] [--png OUT.png] [OUT.zmp]\n"
+    "  --size WxH          the image size in pixels\n"
+    "  --background R,G,B  its colour, 0 to 255 each (default 255,255,255)\n"
+    "  --png OUT.png       the image as a PNG file\n"
+    "  OUT.zmp             the document as a Zmap file (at least one of the two)",
+    run};
 const cli::CommandRegistration registration(command);
 
 } // namespace
