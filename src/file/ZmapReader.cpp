@@ -91,6 +91,10 @@ private:
     /// Fills the blocks that a difference section shares with the main channel, where
     /// they don't make up whole tiles of the document.
     void fillSharedBlocks();
+    /// Decodes the block of `count` bytes at `offset` into `out`, `rawSize` bytes: LZW
+    /// with a decoder, else the bytes themselves.
+    bool decodeBlock(ZmapDecoder* decoder, std::uint64_t offset, std::uint64_t count,
+                     std::uint8_t* out, std::uint64_t rawSize);
     void commit(ZmapDocument& document);
     bool reportProgress();
     /// Where pixel (x, y) of the file goes in the document: with stacked faces, row y of
@@ -466,6 +470,11 @@ Status Reader::readPixels(const ZmapSection& section, TileBitmap& bitmap) {
     const std::uint64_t across = tiled ? (section.width + blockWidth - 1) / blockWidth : 1;
     const std::uint64_t fileSize = s_.size();
     TileRowWriter writer(bitmap);
+    // Tiles of the document's own grid whose bytes are the store's (depth and material
+    // ids in the machine's order) are decoded straight into the document's tiles.
+    const bool direct = tiled && !stacked_ && blockWidth == std::uint64_t(geometry_.tileWidth) &&
+                        blockRows == std::uint64_t(geometry_.tileHeight) && fileType == storeType &&
+                        !s_.swapped();
 
     for (std::size_t i = 0; i < offsets.size(); ++i) {
         const std::uint64_t x0 = tiled ? (i % across) * blockWidth : 0;
@@ -489,15 +498,27 @@ Status Reader::readPixels(const ZmapSection& section, TileBitmap& bitmap) {
         if (lzw ? count > 2 * rawSize : (tiled ? count < rawSize : count != rawSize)) {
             return status::damaged;
         }
-        const std::uint8_t* raw = nullptr;
-        if (lzw) {
-            const std::uint8_t* data = nullptr;
-            if (!s_.readAt(offsets[i], compressed_.get(count), count, &data)) {
+        const auto column = static_cast<std::int32_t>(i % across);
+        if (direct &&
+            geometry_.rowStride(column, bitmap.bytesPerPixel()) ==
+                geometry_.tileWidth * bitmap.bytesPerPixel() &&
+            h == blockRows) {
+            TileHandle hold;
+            std::uint8_t* tile = bitmap.tileForWrite(static_cast<std::int32_t>(i), hold);
+            if (!tile || !decodeBlock(decoder.get(), offsets[i], count, tile, rawSize)) {
                 return status::damaged;
             }
+            if (predict) {
+                predictor->decodeRows(tile, static_cast<std::uint32_t>(blockWidth),
+                                      static_cast<std::uint32_t>(rows));
+            }
+            bytesDone_ += w * h * fileBytes;
+            continue;
+        }
+        const std::uint8_t* raw = nullptr;
+        if (lzw) {
             std::uint8_t* out = raw_.get(rawSize);
-            decoder->start(data, static_cast<std::uint32_t>(count));
-            if (!decoder->decode(out, static_cast<std::uint32_t>(rawSize))) {
+            if (!decodeBlock(decoder.get(), offsets[i], count, out, rawSize)) {
                 return status::damaged;
             }
             if (predict) {
@@ -531,6 +552,19 @@ Status Reader::readPixels(const ZmapSection& section, TileBitmap& bitmap) {
         bytesDone_ += w * h * fileBytes;
     }
     return status::ok;
+}
+
+bool Reader::decodeBlock(ZmapDecoder* decoder, std::uint64_t offset, std::uint64_t count,
+                         std::uint8_t* out, std::uint64_t rawSize) {
+    if (!decoder) {
+        return s_.readAt(offset, out, rawSize);
+    }
+    const std::uint8_t* data = nullptr;
+    if (!s_.readAt(offset, compressed_.get(count), count, &data)) {
+        return false;
+    }
+    decoder->start(data, static_cast<std::uint32_t>(count));
+    return decoder->decode(out, static_cast<std::uint32_t>(rawSize));
 }
 
 void Reader::fillSharedBlocks() {
