@@ -8,6 +8,8 @@
 #include "file/ZmapLZWEncoder.h"
 #include "file/ZmapPredictor.h"
 
+#include "BenchSummary.h"
+
 #include <benchmark/benchmark.h>
 #include <tiffio.h>
 
@@ -297,38 +299,6 @@ void libtiffDecode(benchmark::State& state, const BenchTile& t) {
     finishRun(state, t, compressedTileSize(file));
 }
 
-/// Collects the speed of each run for the closing table, and prints as usual. With
-/// repetitions the median is taken.
-class SummaryReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            const auto it = run.counters.find("bytes_per_second");
-            if (run.error_occurred || it == run.counters.end()) {
-                continue;
-            }
-            const std::string name = run.run_name.str();
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-                medians_[name] = it->second.value / 1e6;
-            } else if (run.run_type == Run::RT_Iteration) {
-                last_[name] = it->second.value / 1e6;
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    /// MB/s (10^6 bytes a second) of a benchmark, 0 if it did not run.
-    double speed(const std::string& name) const {
-        if (const auto it = medians_.find(name); it != medians_.end()) {
-            return it->second;
-        }
-        const auto it = last_.find(name);
-        return it == last_.end() ? 0.0 : it->second;
-    }
-
-private:
-    std::map<std::string, double> medians_, last_;
-};
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -346,7 +316,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    SummaryReporter reporter;
+    bench::SummaryReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
