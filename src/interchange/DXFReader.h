@@ -51,13 +51,20 @@ struct DXFReadInfo {
 /// Reads a DXF drawing, text or binary, into `model` and finishes the model.
 ///
 /// Faces come from 3DFACE, SOLID, TRACE, polygon and polyface meshes, circles with a
-/// thickness (a closed cylinder), lines and polylines with a thickness (walls) and
-/// polylines with a width (bands, or slabs when also thick). Lines, curves and closed
-/// polylines without thickness or width have no area and make nothing. Blocks are
-/// placed by INSERT with their scale, rotation, extrusion and arrays, nested. Each layer
-/// is a material, named as the layer unless its "ACAD" extended data or an AVE_MATERIAL
-/// or AVE_FINISH object names another; entities of frozen or switched-off layers are
-/// left out.
+/// thickness (a closed cylinder), lines and polylines with a thickness (walls; a closed
+/// outline gets no ends) and polylines with a width (bands, or slabs when also thick).
+/// Lines, arcs of polylines, ellipses, 3D polylines and closed polylines without thickness
+/// or width have no area and make nothing; so do entities of paper space and entities of
+/// other kinds, which are passed over. Blocks are placed by INSERT with their base point,
+/// scale, rotation, extrusion and column and row arrays, nested; entities of a block on
+/// layer "0" take the insert's layer.
+///
+/// Each layer is a material named as the layer, unless the layer record's extended data
+/// of application "ACAD" hold the text "AVE_MATERIAL" (or "AVE_FINISH") followed by a
+/// text naming the material, or an AVE_MATERIAL or AVE_FINISH object (group 1, else 2 or
+/// 3, the name) is attached to it, by its owner handle (330) being the layer record's
+/// handle or else by its own layer (8). The same extended data on an entity give that
+/// entity a material of its own. Entities of frozen or switched-off layers are left out.
 ///
 /// Never throws: on failure returns a negative status (status::damaged for a damaged
 /// drawing, status::stopped when abandoned, status::outOfMemory) with the reason,
