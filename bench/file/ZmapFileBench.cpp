@@ -235,21 +235,26 @@ std::string libtiffName(const TiledImage& image) {
     return std::string("libtiff-") + image.name + ".tif";
 }
 
+/// A TIFF file for `image` in tiles of `tileSize`, LZW, differenced as ours are.
+TIFF* createLibtiffFile(const std::string& file, const TiledImage& image, std::uint32_t tileSize) {
+    TIFF* tif = TIFFOpen(file.c_str(), "w");
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, side);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, side);
+    TIFFSetField(tif, TIFFTAG_TILEWIDTH, tileSize);
+    TIFFSetField(tif, TIFFTAG_TILELENGTH, tileSize);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, image.bits);
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, image.samples);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
+                 image.samples == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+    TIFFSetField(tif, TIFFTAG_PREDICTOR, image.predicted ? PREDICTOR_HORIZONTAL : PREDICTOR_NONE);
+    return tif;
+}
+
 void writeLibtiff() {
     for (const TiledImage& image : scene().images) {
-        TIFF* tif = TIFFOpen(path(libtiffName(image)).c_str(), "w");
-        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, side);
-        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, side);
-        TIFFSetField(tif, TIFFTAG_TILEWIDTH, libtiffTile);
-        TIFFSetField(tif, TIFFTAG_TILELENGTH, libtiffTile);
-        TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, image.bits);
-        TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, image.samples);
-        TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
-                     image.samples == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-        TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-        TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-        TIFFSetField(tif, TIFFTAG_PREDICTOR,
-                     image.predicted ? PREDICTOR_HORIZONTAL : PREDICTOR_NONE);
+        TIFF* tif = createLibtiffFile(path(libtiffName(image)), image, libtiffTile);
         for (std::size_t t = 0; t < image.tiles.size(); ++t) {
             // libtiff predicts in a copy of its own and leaves the caller's tile alone.
             TIFFWriteEncodedTile(tif, static_cast<std::uint32_t>(t),
@@ -294,19 +299,7 @@ std::vector<std::uint64_t> libtiffBytesOnDocumentTiles() {
     for (std::size_t i = 0; i < s.images.size(); ++i) {
         const TiledImage& image = s.images[i];
         const std::string file = path("document-tiles.tif");
-        TIFF* tif = TIFFOpen(file.c_str(), "w");
-        TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, side);
-        TIFFSetField(tif, TIFFTAG_IMAGELENGTH, side);
-        TIFFSetField(tif, TIFFTAG_TILEWIDTH, g.tileWidth);
-        TIFFSetField(tif, TIFFTAG_TILELENGTH, g.tileHeight);
-        TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, image.bits);
-        TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, image.samples);
-        TIFFSetField(tif, TIFFTAG_PHOTOMETRIC,
-                     image.samples == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-        TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-        TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-        TIFFSetField(tif, TIFFTAG_PREDICTOR,
-                     image.predicted ? PREDICTOR_HORIZONTAL : PREDICTOR_NONE);
+        TIFF* tif = createLibtiffFile(file, image, static_cast<std::uint32_t>(g.tileWidth));
         for (std::int32_t t = 0; t < g.tileCount(); ++t) {
             TileHandle hold;
             Bytes tile(

@@ -271,11 +271,10 @@ std::string StreamImage::readString() {
 
 // Writing.
 
-bool StreamImage::flushWrites() {
-    std::size_t done = 0;
-    while (done < bufferUsed_ && !failed()) {
-        const ssize_t put = ::pwrite(fd_, buffer_.get() + done, bufferUsed_ - done,
-                                     static_cast<off_t>(bufferStart_ + done));
+bool StreamImage::writeAt(std::uint64_t offset, const std::uint8_t* data, std::size_t count) {
+    for (std::size_t done = 0; done < count && !failed();) {
+        const ssize_t put =
+            ::pwrite(fd_, data + done, count - done, static_cast<off_t>(offset + done));
         if (put < 0 && errno == EINTR) {
             continue;
         }
@@ -285,6 +284,11 @@ bool StreamImage::flushWrites() {
         }
         done += static_cast<std::size_t>(put);
     }
+    return !failed();
+}
+
+bool StreamImage::flushWrites() {
+    writeAt(bufferStart_, buffer_.get(), bufferUsed_);
     bufferUsed_ = 0;
     bufferStart_ = position_;
     return !failed();
@@ -309,19 +313,8 @@ void StreamImage::writeBytes(const void* data, std::size_t count) {
         bufferStart_ = position_;
     }
     if (count >= bufferCapacity) {
-        const auto* bytes = static_cast<const std::uint8_t*>(data);
-        std::size_t done = 0;
-        while (done < count && !failed()) {
-            const ssize_t put =
-                ::pwrite(fd_, bytes + done, count - done, static_cast<off_t>(position_ + done));
-            if (put < 0 && errno == EINTR) {
-                continue;
-            }
-            if (put <= 0) {
-                fail(status::fromErrno(put < 0 ? errno : ENOSPC, status::writeFailed));
-                return;
-            }
-            done += static_cast<std::size_t>(put);
+        if (!writeAt(position_, static_cast<const std::uint8_t*>(data), count)) {
+            return;
         }
         bufferStart_ = position_ + count;
     } else {

@@ -102,6 +102,8 @@ private:
     enum class Mode { closed, read, memory, write };
 
     bool flushWrites();
+    /// Writes `count` bytes at `offset` of the file, past the buffer.
+    bool writeAt(std::uint64_t offset, const std::uint8_t* data, std::size_t count);
     /// Reads from the file into `out`, through the read-ahead buffer for small reads.
     bool fileRead(std::uint64_t offset, std::uint8_t* out, std::size_t count);
     template <class T> T readValue();

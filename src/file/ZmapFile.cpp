@@ -5,17 +5,8 @@
 
 namespace TQL {
 
-namespace {
-std::wstring failureText(Status status, const std::wstring& path) {
-    return path + L": " + statusText(status);
-}
-} // namespace
-
-BadFile::BadFile(Status status, const std::wstring& path)
-    : TqlError(failureText(status, path)), status_(status) {}
-
-ZmapFile::Error::Error(Status status, const std::wstring& path)
-    : TqlError(failureText(status, path)), status_(status) {}
+FileStatusError::FileStatusError(Status status, const std::wstring& path)
+    : TqlError(path + L": " + statusText(status)), status_(status) {}
 
 void ZmapFile::write(const ZmapDocument& document, Reporter* progress) const {
     QuorvaleZmapFile file;

@@ -10,14 +10,20 @@ class ZmapDocument;
 
 namespace TQL {
 
-/// Raised by readers of Zmap data that can't go on; status() says why.
-class BadFile : public TqlError {
+/// A failure of a file operation as an exception: the path, the status and its text.
+class FileStatusError : public TqlError {
 public:
-    BadFile(Status status, const std::wstring& path);
+    FileStatusError(Status status, const std::wstring& path);
     Status status() const { return status_; }
 
 private:
     Status status_;
+};
+
+/// Raised by readers of Zmap data that can't go on; status() says why.
+class BadFile : public FileStatusError {
+public:
+    using FileStatusError::FileStatusError;
 };
 
 /// A one-pass Zmap file for tools that make a document and write it out (or read one in)
@@ -26,13 +32,9 @@ private:
 class ZmapFile {
 public:
     /// Raised when writing fails; status() says why, and the file may be partly written.
-    class Error : public TqlError {
+    class Error : public FileStatusError {
     public:
-        Error(Status status, const std::wstring& path);
-        Status status() const { return status_; }
-
-    private:
-        Status status_;
+        using FileStatusError::FileStatusError;
     };
 
     explicit ZmapFile(std::wstring path) : path_(std::move(path)) {}
