@@ -76,13 +76,20 @@ Status StreamImage::openRead(const std::wstring& path) {
     struct stat info {};
     ::fstat(fd_, &info);
     size_ = static_cast<std::uint64_t>(info.st_size);
-    buffer_ = std::make_unique<std::uint8_t[]>(bufferCapacity);
+    begin(Mode::read);
+    return status::ok;
+}
+
+void StreamImage::begin(Mode mode) {
+    if (mode != Mode::memory) {
+        buffer_ = std::make_unique<std::uint8_t[]>(bufferCapacity);
+    }
     bufferStart_ = 0;
     bufferUsed_ = 0;
     position_ = 0;
+    end_ = 0;
     status_ = status::ok;
-    mode_ = Mode::read;
-    return status::ok;
+    mode_ = mode;
 }
 
 Status StreamImage::openWrite(const std::wstring& path) {
@@ -94,13 +101,7 @@ Status StreamImage::openWrite(const std::wstring& path) {
     if (fd_ < 0) {
         return result;
     }
-    buffer_ = std::make_unique<std::uint8_t[]>(bufferCapacity);
-    bufferStart_ = 0;
-    bufferUsed_ = 0;
-    position_ = 0;
-    end_ = 0;
-    status_ = status::ok;
-    mode_ = Mode::write;
+    begin(Mode::write);
     return status::ok;
 }
 
@@ -110,9 +111,7 @@ Status StreamImage::openMemory(const std::uint8_t* data, std::size_t size) {
     }
     memory_ = data;
     size_ = size;
-    position_ = 0;
-    status_ = status::ok;
-    mode_ = Mode::memory;
+    begin(Mode::memory);
     return status::ok;
 }
 

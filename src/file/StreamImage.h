@@ -101,6 +101,8 @@ public:
 private:
     enum class Mode { closed, read, memory, write };
 
+    /// Starts a stream in `mode` at position 0 with no failure.
+    void begin(Mode mode);
     bool flushWrites();
     /// Writes `count` bytes at `offset` of the file, past the buffer.
     bool writeAt(std::uint64_t offset, const std::uint8_t* data, std::size_t count);
