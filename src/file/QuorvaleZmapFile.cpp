@@ -23,7 +23,7 @@ void QuorvaleZmapFile::read(Status& status, const std::wstring& path, ZmapDocume
     }
     // A read-write open tells whether the file may be written; the file is then read
     // through a read-only open.
-    const int probe = ::open(utf8(path).c_str(), O_RDWR | O_CLOEXEC);
+    const int probe = ::open(utf8(path).c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
     const int error = errno;
     if (probe >= 0) {
         ::close(probe);

@@ -33,7 +33,8 @@ template <class T> T toLittleEndian(T value) {
 /// Opens `path` with `flags`; a directory is refused with EISDIR.
 int openFile(const std::wstring& path, int flags, Status& result) {
     const std::string name = utf8(path);
-    const int fd = ::open(name.c_str(), flags | O_CLOEXEC, 0666);
+    // Without waiting: a named pipe or device of that name is refused below, not waited on.
+    const int fd = ::open(name.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
     if (fd < 0) {
         result = status::fromErrno(errno, (flags & O_ACCMODE) == O_RDONLY ? status::readFailed
                                                                           : status::writeFailed);
@@ -46,6 +47,7 @@ int openFile(const std::wstring& path, int flags, Status& result) {
         result = status::fromErrno(error, status::readFailed);
         return -1;
     }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     result = status::ok;
     return fd;
 }
