@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::uint32_t none = 0xFFFFFFFFu;
+constexpr std::uint32_t noWork = 0xFFFFFFFFu;
 /// Shadow tests are kept for the lights whose flag fits in a buffer's 32-bit flags.
 constexpr std::uint32_t maxShadowLights = 31;
 
@@ -73,14 +73,27 @@ struct ModelRenderer::Shade {
     /// The colour and flags of a pixel when nothing more is blocked.
     std::uint32_t colour = 0;
     std::uint32_t flags = Buffer::coveredFlag;
-    /// Interpolation over the triangle being filled (perspective-correct: each value times
-    /// invW is linear, as is invW).
+};
+
+/// What the pixels of one filled triangle (or piece of a clipped one) need when their work
+/// is done, once the band knows which pixels are seen: shading is deferred so that hidden
+/// pixels cost nothing and the seen ones are worked row by row.
+struct ModelRenderer::Work {
+    MaterialId material = 0;
+    bool smooth = false;
+    std::uint32_t owner = 0;
+    std::uint32_t constantMask = 0;
+    std::uint32_t colour = 0;
+    /// Flat triangles: where the band's list of light parts starts.
+    std::uint32_t partsFirst = 0;
+    double base[3] = {0, 0, 0};
+    Vector<3> normal;
+    /// Perspective-correct interpolation: each value times invW is linear, as is invW.
     Linear invW, p[3], n[3];
 };
 
-/// A span's pixels that passed the depth test, with their shading inputs.
+/// The shading inputs of a run of pixels.
 struct ModelRenderer::SpanScratch {
-    std::vector<std::int32_t> x;
     std::vector<Vector<3>> normals;
     std::vector<std::uint32_t> masks;
     std::vector<LightColour> light;
@@ -122,6 +135,9 @@ ModelRenderer::ModelRenderer(const SmoothModelImp& model, const Camera& camera, 
         throw TQL::TqlError(L"A model can only be rendered through a transform or parallel camera");
     }
     shadowBias_ = 2 * model.tolerance();
+    for (const SmoothModelImp::Material* m : model.materialsInOrder()) {
+        materialColours_.push_back(modelMaterialColour(*m));
+    }
 }
 
 ModelRenderer::~ModelRenderer() = default;
@@ -134,18 +150,23 @@ void ModelRenderer::run() {
     makeClipPlanes();
     makeShadowCasters();
     cacheMeshes();
-    const std::int32_t bandRows =
+    bandRows_ =
         static_cast<std::int32_t>(std::clamp<std::int64_t>(bandPixels / width_, 1, height_));
-    const std::int32_t bands = (height_ + bandRows - 1) / bandRows;
-    trianglesTotal_ = model_.triangleCount() * static_cast<std::uint64_t>(bands);
+    bin();
     const auto w = static_cast<std::size_t>(width_);
-    scratch_->x.resize(w);
     scratch_->normals.resize(w);
     scratch_->masks.resize(w);
     scratch_->light.resize(w);
-    for (std::int32_t top = 0; top < height_; top += bandRows) {
-        const std::int32_t bottom = std::min(height_, top + bandRows);
-        renderBand(top, bottom);
+    const std::size_t pixels = w * static_cast<std::size_t>(bandRows_);
+    codes_.resize(pixels);
+    colours_.resize(pixels);
+    materials_.resize(pixels);
+    flags_.resize(pixels);
+    workOf_.resize(pixels);
+    for (std::size_t band = 0; band < bins_.size(); ++band) {
+        const std::int32_t top = static_cast<std::int32_t>(band) * bandRows_;
+        const std::int32_t bottom = std::min(height_, top + bandRows_);
+        renderBand(top, bottom, bins_[band]);
         flushBand(top, bottom);
     }
     buffer_.finish();
@@ -284,7 +305,8 @@ void ModelRenderer::makeShadowCasters() {
         }
         const Ray axes = light.direction();
         shadowLights_.push_back({static_cast<std::uint32_t>(i), axes.z(),
-                                 std::make_unique<ShadowCaster>(axes, bounds, shadowBias_)});
+                                 std::make_unique<ShadowCaster>(axes, bounds, shadowBias_),
+                                 ShadowCaster::noHint});
     }
     if (shadowLights_.empty()) {
         return;
@@ -359,23 +381,111 @@ void ModelRenderer::cacheMeshes() {
     }
 }
 
-void ModelRenderer::renderBand(std::int32_t top, std::int32_t bottom) {
-    bandTop_ = top;
-    bandBottom_ = bottom;
-    const std::size_t pixels = static_cast<std::size_t>(width_) * (bottom - top);
-    codes_.assign(pixels, depth::noDepth);
-    colours_.assign(pixels, 0);
-    materials_.assign(pixels, 0);
-    flags_.assign(pixels, 0);
+void ModelRenderer::bin() {
+    const std::size_t bands = static_cast<std::size_t>((height_ + bandRows_ - 1) / bandRows_);
+    bins_.assign(bands, {});
+    meshes_.clear();
+    meshFirst_.clear();
     std::uint32_t id = 0;
     std::size_t m = 0;
     for (const SmoothModelImp::Mesh& mesh : model_.meshes()) {
         const MeshCache& cache = caches_[m++];
+        meshes_.push_back(&mesh);
+        meshFirst_.push_back(id);
         for (const SmoothModelImp::Triangle& t : mesh.triangles) {
-            drawTriangle(mesh, cache, t, id++);
-            tick();
+            const std::uint32_t triangle = id++;
+            double lo = 0, hi = 0, left = 0, right = 0;
+            if (!screenBox(mesh, cache, t, lo, hi, left, right) || !(right > -1) ||
+                !(left < width_)) {
+                continue;
+            }
+            // The rows the triangle can draw: ceil(lo) up to ceil(hi) - 1, within the image.
+            const double first = std::max(0.0, std::ceil(lo));
+            const double last = std::min<double>(height_ - 1, std::ceil(hi) - 1);
+            if (!(first <= last)) {
+                continue;
+            }
+            const auto b0 = static_cast<std::size_t>(first) / static_cast<std::size_t>(bandRows_);
+            const auto b1 = static_cast<std::size_t>(last) / static_cast<std::size_t>(bandRows_);
+            for (std::size_t b = b0; b <= b1; ++b) {
+                bins_[b].push_back(triangle);
+            }
+            trianglesTotal_ += b1 - b0 + 1;
         }
     }
+    meshFirst_.push_back(id);
+}
+
+bool ModelRenderer::screenBox(const SmoothModelImp::Mesh& mesh, const MeshCache& cache,
+                              const SmoothModelImp::Triangle& t, double& lo, double& hi,
+                              double& left, double& right) {
+    if (t.vertex[0] == t.vertex[1] && t.vertex[1] == t.vertex[2]) {
+        return false;
+    }
+    const std::uint32_t p[3] = {mesh.vertices[t.vertex[0]].point, mesh.vertices[t.vertex[1]].point,
+                                mesh.vertices[t.vertex[2]].point};
+    const std::uint32_t any = cache.outside[p[0]] | cache.outside[p[1]] | cache.outside[p[2]];
+    if (cache.outside[p[0]] & cache.outside[p[1]] & cache.outside[p[2]]) {
+        return false;
+    }
+    lo = left = INFINITY;
+    hi = right = -INFINITY;
+    auto add = [&](double x, double y) {
+        lo = std::min(lo, y);
+        hi = std::max(hi, y);
+        left = std::min(left, x);
+        right = std::max(right, x);
+    };
+    if (!any) {
+        for (std::uint32_t k : p) {
+            add(cache.screen[k].x(), cache.screen[k].y());
+        }
+        return true;
+    }
+    // Cut by the planes it crosses: what is left, projected, bounds it.
+    polygon_.resize(3);
+    for (int k = 0; k < 3; ++k) {
+        polygon_[k].p = mesh.points[p[k]];
+        polygon_[k].x = cache.screen[p[k]].x();
+        polygon_[k].y = cache.screen[p[k]].y();
+    }
+    if (clip(polygon_, any) < 3) {
+        return false;
+    }
+    for (Vertex& v : polygon_) {
+        if (!v.projected) {
+            project(v);
+        }
+        add(v.x, v.y);
+    }
+    return true;
+}
+
+void ModelRenderer::renderBand(std::int32_t top, std::int32_t bottom,
+                               const std::vector<std::uint32_t>& triangles) {
+    bandTop_ = top;
+    bandBottom_ = bottom;
+    const std::size_t pixels = static_cast<std::size_t>(width_) * (bottom - top);
+    std::fill_n(codes_.begin(), pixels, depth::noDepth);
+    std::fill_n(colours_.begin(), pixels, 0u);
+    std::fill_n(materials_.begin(), pixels, MaterialId(0));
+    if (!shadowLights_.empty()) {
+        std::fill_n(flags_.begin(), pixels, 0u);
+    }
+    std::fill_n(workOf_.begin(), pixels, noWork);
+    works_.clear();
+    parts_.clear();
+    std::size_t m = 0;
+    for (std::uint32_t id : triangles) {
+        // Ids rise through the band's list, and so do their meshes.
+        while (meshFirst_[m + 1] <= id) {
+            ++m;
+        }
+        const SmoothModelImp::Mesh& mesh = *meshes_[m];
+        drawTriangle(mesh, caches_[m], mesh.triangles[id - meshFirst_[m]], id);
+        tick();
+    }
+    shadeBand();
 }
 
 void ModelRenderer::drawTriangle(const SmoothModelImp::Mesh& mesh, const MeshCache& cache,
@@ -389,17 +499,6 @@ void ModelRenderer::drawTriangle(const SmoothModelImp::Mesh& mesh, const MeshCac
     const std::uint32_t any = cache.outside[p0] | cache.outside[p1] | cache.outside[p2];
     if (cache.outside[p0] & cache.outside[p1] & cache.outside[p2]) {
         return;
-    }
-    if (!any) {
-        // Wholly inside: the band's rows decide before anything else is worked out.
-        const double y0 = cache.screen[p0].y(), y1 = cache.screen[p1].y(),
-                     y2 = cache.screen[p2].y();
-        const double x0 = cache.screen[p0].x(), x1 = cache.screen[p1].x(),
-                     x2 = cache.screen[p2].x();
-        if (!(std::max({y0, y1, y2}) > bandTop_ - 1) || !(std::min({y0, y1, y2}) < bandBottom_) ||
-            !(std::max({x0, x1, x2}) > -1) || !(std::min({x0, x1, x2}) < width_)) {
-            return;
-        }
     }
     Vertex corners[3];
     const std::uint32_t points[3] = {p0, p1, p2};
@@ -437,7 +536,9 @@ void ModelRenderer::setUpShade(const SmoothModelImp::Mesh& mesh, const SmoothMod
     s.material = material
                      ? static_cast<MaterialId>(std::min<std::uint32_t>(material->order + 1, 0xFFFF))
                      : 0;
-    const ColourPOD c = material ? modelMaterialColour(*material) : defaultModelColour;
+    const ColourPOD c = material && material->order < materialColours_.size()
+                            ? materialColours_[material->order]
+                            : defaultModelColour;
     s.base[0] = c.r / 255.0;
     s.base[1] = c.g / 255.0;
     s.base[2] = c.b / 255.0;
@@ -504,14 +605,18 @@ void ModelRenderer::drawPolygon(const Vertex* polygon, int count) {
 
 namespace {
 
+/// The camera's code of z, kept below the no-depth code so that a drawn pixel always
+/// has a depth (the clipping at the far plane leaves nothing beyond it but rounding).
 template <int Kind> inline std::uint32_t codeOf(const DepthCoder& c, double z) {
+    std::uint32_t code;
     if constexpr (Kind == DepthCoder::inverse) {
-        return DepthCoder::rounded((-1.0 / z - c.offset) * c.scale);
+        code = DepthCoder::rounded((-1.0 / z - c.offset) * c.scale);
     } else if constexpr (Kind == DepthCoder::linear) {
-        return DepthCoder::rounded((z - c.offset) * c.scale);
+        code = DepthCoder::rounded((z - c.offset) * c.scale);
     } else {
-        return DepthCoder::truncatedCode((z / c.pixelScale + c.offset) * c.scale);
+        code = DepthCoder::truncatedCode((z / c.pixelScale + c.offset) * c.scale);
     }
+    return std::min(code, depth::farCode);
 }
 
 /// One edge of a triangle, from its upper end p to its lower end q.
@@ -571,15 +676,32 @@ template <int Kind> void ModelRenderer::fill(const Vertex& va, const Vertex& vb,
     const bool midOnRight = area > 0;
     const Linear z = linearOf(a, b, c, a.z, b.z, c.z, area);
     Shade& s = *shade_;
-    if (s.perPixel) {
-        s.invW = linearOf(a, b, c, a.invW, b.invW, c.invW, area);
+    // The work record of these pixels, made when the first of them is seen.
+    std::uint32_t work = noWork;
+    auto makeWork = [&]() {
+        Work& r = works_.emplace_back();
+        r.material = s.material;
+        r.smooth = s.smooth;
+        r.owner = s.owner;
+        r.constantMask = s.constantMask;
+        r.colour = s.colour;
+        r.base[0] = s.base[0];
+        r.base[1] = s.base[1];
+        r.base[2] = s.base[2];
+        r.normal = s.normal;
+        if (!s.smooth) {
+            r.partsFirst = static_cast<std::uint32_t>(parts_.size());
+            parts_.insert(parts_.end(), s.parts.begin(), s.parts.end());
+        }
+        r.invW = linearOf(a, b, c, a.invW, b.invW, c.invW, area);
         for (int k = 0; k < 3; ++k) {
-            s.p[k] = linearOf(a, b, c, a.p[k] * a.invW, b.p[k] * b.invW, c.p[k] * c.invW, area);
+            r.p[k] = linearOf(a, b, c, a.p[k] * a.invW, b.p[k] * b.invW, c.p[k] * c.invW, area);
             if (s.smooth) {
-                s.n[k] = linearOf(a, b, c, a.n[k] * a.invW, b.n[k] * b.invW, c.n[k] * c.invW, area);
+                r.n[k] = linearOf(a, b, c, a.n[k] * a.invW, b.n[k] * b.invW, c.n[k] * c.invW, area);
             }
         }
-    }
+        return static_cast<std::uint32_t>(works_.size() - 1);
+    };
     const Edge longEdge(a, c);
     const Edge upper(a, b);
     const Edge lower(b, c);
@@ -587,6 +709,7 @@ template <int Kind> void ModelRenderer::fill(const Vertex& va, const Vertex& vb,
     const std::uint32_t colour = s.colour;
     const std::uint32_t flags = s.flags;
     const MaterialId material = s.material;
+    const bool keepFlags = !shadowLights_.empty();
     for (auto y = static_cast<std::int32_t>(yTop); y < static_cast<std::int32_t>(yEnd); ++y) {
         const double yy = y;
         const double xLong = longEdge.at(yy);
@@ -602,42 +725,77 @@ template <int Kind> void ModelRenderer::fill(const Vertex& va, const Vertex& vb,
         std::uint32_t* codes = codes_.data() + row;
         const double zRow = z.b * yy + z.c;
         if (!s.perPixel) {
+            std::uint32_t* works = workOf_.data() + row;
             std::uint32_t* colours = colours_.data() + row;
             MaterialId* materials = materials_.data() + row;
             std::uint32_t* flagRow = flags_.data() + row;
-            for (std::int32_t x = x0; x < x1; ++x) {
-                const std::uint32_t code = codeOf<Kind>(coder, zRow + z.a * x);
-                if (code <= codes[x] && code != depth::noDepth) {
-                    codes[x] = code;
-                    colours[x] = colour;
-                    materials[x] = material;
-                    flagRow[x] = flags;
+            if (keepFlags) {
+                for (std::int32_t x = x0; x < x1; ++x) {
+                    const std::uint32_t code = codeOf<Kind>(coder, zRow + z.a * x);
+                    if (code <= codes[x]) {
+                        codes[x] = code;
+                        colours[x] = colour;
+                        materials[x] = material;
+                        flagRow[x] = flags;
+                        works[x] = noWork;
+                    }
+                }
+            } else {
+                for (std::int32_t x = x0; x < x1; ++x) {
+                    const std::uint32_t code = codeOf<Kind>(coder, zRow + z.a * x);
+                    if (code <= codes[x]) {
+                        codes[x] = code;
+                        colours[x] = colour;
+                        materials[x] = material;
+                        works[x] = noWork;
+                    }
                 }
             }
             continue;
         }
-        std::int32_t* passed = scratch_->x.data();
-        std::int32_t count = 0;
+        std::uint32_t* works = workOf_.data() + row;
         for (std::int32_t x = x0; x < x1; ++x) {
             const std::uint32_t code = codeOf<Kind>(coder, zRow + z.a * x);
-            if (code <= codes[x] && code != depth::noDepth) {
+            if (code <= codes[x]) {
+                if (work == noWork) {
+                    work = makeWork();
+                }
                 codes[x] = code;
-                passed[count++] = x;
+                works[x] = work;
             }
-        }
-        if (count > 0) {
-            shadeSpan(y, count);
         }
     }
 }
 
-void ModelRenderer::shadeSpan(std::int32_t y, std::int32_t count) {
-    const Shade& s = *shade_;
+void ModelRenderer::shadeBand() {
+    for (std::int32_t y = bandTop_; y < bandBottom_; ++y) {
+        const std::size_t row = static_cast<std::size_t>(y - bandTop_) * width_;
+        const std::uint32_t* works = workOf_.data() + row;
+        for (std::int32_t x = 0; x < width_;) {
+            const std::uint32_t work = works[x];
+            if (work == noWork) {
+                ++x;
+                continue;
+            }
+            const std::int32_t start = x;
+            while (x < width_ && works[x] == work) {
+                ++x;
+            }
+            shadeRun(works_[work], y, start, x);
+        }
+    }
+}
+
+void ModelRenderer::shadeRun(const Work& s, std::int32_t y, std::int32_t x0, std::int32_t x1) {
     SpanScratch& w = *scratch_;
+    const std::int32_t count = x1 - x0;
     const double yy = y;
     const std::size_t row = static_cast<std::size_t>(y - bandTop_) * width_;
+    auto pointAt = [&](double x, double q) {
+        return Point<3>(s.p[0].at(x, yy) * q, s.p[1].at(x, yy) * q, s.p[2].at(x, yy) * q);
+    };
     for (std::int32_t i = 0; i < count; ++i) {
-        const double x = w.x[i];
+        const double x = x0 + i;
         const double q = 1 / s.invW.at(x, yy);
         Vector<3> n = s.normal;
         if (s.smooth) {
@@ -645,13 +803,14 @@ void ModelRenderer::shadeSpan(std::int32_t y, std::int32_t count) {
         }
         std::uint32_t mask = s.constantMask;
         if (!shadowLights_.empty()) {
-            const Point<3> p(s.p[0].at(x, yy) * q, s.p[1].at(x, yy) * q, s.p[2].at(x, yy) * q);
-            for (const ShadowLight& l : shadowLights_) {
+            const Point<3> p = pointAt(x, q);
+            for (ShadowLight& l : shadowLights_) {
                 const std::uint32_t bit = 1u << l.index;
                 if (mask & bit) {
                     continue;
                 }
-                if (dot(n, l.travel) >= 0 || l.caster->blocked(l.caster->toLight(p), s.owner)) {
+                if (dot(n, l.travel) >= 0 ||
+                    l.caster->blocked(l.caster->toLight(p), s.owner, l.hint)) {
                     mask |= bit;
                 }
             }
@@ -663,8 +822,8 @@ void ModelRenderer::shadeSpan(std::int32_t y, std::int32_t count) {
         lights_.illuminateSpan(w.normals.data(), static_cast<std::size_t>(count), w.masks.data(),
                                w.light.data());
     }
+    const std::size_t lights = lights_.lightCount();
     for (std::int32_t i = 0; i < count; ++i) {
-        const std::int32_t x = w.x[i];
         const std::uint32_t mask = w.masks[i];
         std::uint32_t colour = s.colour;
         if (s.smooth) {
@@ -672,16 +831,16 @@ void ModelRenderer::shadeSpan(std::int32_t y, std::int32_t count) {
             colour = packColour(s.base[0] * l.red, s.base[1] * l.green, s.base[2] * l.blue);
         } else if (mask != s.constantMask) {
             LightColour sum;
-            for (std::size_t k = 0; k < s.parts.size(); ++k) {
+            for (std::size_t k = 0; k < lights; ++k) {
                 if (!(k < 32 && (mask & (1u << k)))) {
-                    sum += s.parts[k];
+                    sum += parts_[s.partsFirst + k];
                 }
             }
             colour = packColour(s.base[0] * sum.red, s.base[1] * sum.green, s.base[2] * sum.blue);
         }
-        colours_[row + x] = colour;
-        materials_[row + x] = s.material;
-        flags_[row + x] = Buffer::coveredFlag | (mask << 1);
+        colours_[row + x0 + i] = colour;
+        materials_[row + x0 + i] = s.material;
+        flags_[row + x0 + i] = Buffer::coveredFlag | (mask << 1);
     }
 }
 
@@ -689,6 +848,7 @@ void ModelRenderer::flushBand(std::int32_t top, std::int32_t bottom) {
     const auto w = static_cast<std::size_t>(width_);
     std::vector<double> depths(w);
     std::vector<std::uint8_t> colours(4 * w);
+    std::vector<std::uint32_t> covered(w);
     for (std::int32_t y = top; y < bottom; ++y) {
         const std::size_t row = static_cast<std::size_t>(y - top) * w;
         for (std::size_t x = 0; x < w; ++x) {
@@ -699,7 +859,14 @@ void ModelRenderer::flushBand(std::int32_t top, std::int32_t bottom) {
             colours[4 * x + 2] = static_cast<std::uint8_t>(c >> 16);
             colours[4 * x + 3] = static_cast<std::uint8_t>(c >> 24);
         }
-        buffer_.putRow(y, depths.data(), flags_.data() + row, colours.data(),
-                       materials_.data() + row);
+        const std::uint32_t* flags = flags_.data() + row;
+        if (shadowLights_.empty()) {
+            // Without shadows the flags weren't kept: a depth means a drawn pixel.
+            for (std::size_t x = 0; x < w; ++x) {
+                covered[x] = codes_[row + x] != depth::noDepth ? Buffer::coveredFlag : 0;
+            }
+            flags = covered.data();
+        }
+        buffer_.putRow(y, depths.data(), flags, colours.data(), materials_.data() + row);
     }
 }

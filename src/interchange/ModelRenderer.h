@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Plane.h"
+#include "effects/Light.h"
 #include "image/MaterialRecord.h"
 #include "interchange/Model.h"
 #include "interchange/ShadowNode.h"
@@ -56,9 +57,13 @@ class Reporter;
 /// blended depth would be a surface that isn't there), and the colour follows them, so
 /// every drawn pixel has coverage 255.
 ///
-/// Work is done in bands of rows (the whole image when it has at most 16 million pixels),
-/// each band a depth buffer of codes with its colours, materials and flags, handed to the
-/// buffer row by row when the band is complete.
+/// Work is done in bands of rows small enough for the processor's caches: each triangle
+/// is first listed in the bands its rows reach, then each band (a buffer of depth codes
+/// with its colours, materials and flags) is drawn from its list, in the model's order,
+/// and handed to the buffer row by row. A flat triangle that no shadow test concerns
+/// writes its colour at once; the pixels of the others keep a record of the work left,
+/// which is done, row by row, once the band knows which pixels are seen: hidden surfaces
+/// cost no normal and no shadow test.
 class ModelRenderer {
 public:
     ModelRenderer(const SmoothModelImp& model, const Camera& camera, Buffer& buffer,
@@ -69,11 +74,12 @@ public:
     /// Draws everything and hands the rows to the buffer.
     void run();
 
-    /// The most pixels of a band.
-    static constexpr std::int64_t bandPixels = std::int64_t(1) << 24;
+    /// The pixels of a band, about: its buffers stay in the processor's caches.
+    static constexpr std::int64_t bandPixels = std::int64_t(1) << 17;
 
     struct Vertex;
     struct Shade;
+    struct Work;
 
 private:
     struct MeshCache;
@@ -82,7 +88,14 @@ private:
     void makeClipPlanes();
     void makeShadowCasters();
     void cacheMeshes();
-    void renderBand(std::int32_t top, std::int32_t bottom);
+    /// Lists each drawable triangle in the bands of the rows it covers.
+    void bin();
+    /// The screen box of what of a triangle is left after clipping; false if nothing is.
+    bool screenBox(const SmoothModelImp::Mesh& mesh, const MeshCache& cache,
+                   const SmoothModelImp::Triangle& triangle, double& lo, double& hi, double& left,
+                   double& right);
+    void renderBand(std::int32_t top, std::int32_t bottom,
+                    const std::vector<std::uint32_t>& triangles);
     void flushBand(std::int32_t top, std::int32_t bottom);
     void tick();
 
@@ -96,7 +109,9 @@ private:
     void project(Vertex& v) const;
     void drawPolygon(const Vertex* polygon, int count);
     template <int Kind> void fill(const Vertex& a, const Vertex& b, const Vertex& c);
-    void shadeSpan(std::int32_t y, std::int32_t count);
+    /// Works out the seen pixels of the band that need more than a triangle's colour.
+    void shadeBand();
+    void shadeRun(const Work& work, std::int32_t y, std::int32_t x0, std::int32_t x1);
 
     const SmoothModelImp& model_;
     const Camera& camera_;
@@ -120,11 +135,20 @@ private:
         std::uint32_t index; ///< in the lighting
         Vector<3> travel;    ///< the direction the light travels
         std::unique_ptr<ShadowCaster> caster;
+        std::uint32_t hint; ///< the last blocker found
     };
     std::vector<ShadowLight> shadowLights_;
     double shadowBias_ = 0;
 
     std::vector<MeshCache> caches_;
+    std::vector<ColourPOD> materialColours_; ///< by the materials' order
+    std::vector<const SmoothModelImp::Mesh*> meshes_;
+    /// The id of each mesh's first triangle (ids run through the meshes in order), and
+    /// the count of all after the last.
+    std::vector<std::uint32_t> meshFirst_;
+    std::int32_t bandRows_ = 1;
+    /// Per band, the ids of the triangles that reach its rows, rising.
+    std::vector<std::vector<std::uint32_t>> bins_;
 
     // The band in progress.
     std::int32_t bandTop_ = 0;
@@ -133,6 +157,10 @@ private:
     std::vector<std::uint32_t> colours_; ///< blue, green, red, coverage in memory order
     std::vector<MaterialId> materials_;
     std::vector<std::uint32_t> flags_;
+    /// Per pixel, the record of the work still to do there, or none.
+    std::vector<std::uint32_t> workOf_;
+    std::vector<Work> works_;
+    std::vector<LightColour> parts_;
 
     std::unique_ptr<Shade> shade_;
     std::unique_ptr<SpanScratch> scratch_;

@@ -30,7 +30,16 @@ void ShadowNode::build(const std::vector<Extent<2>>& footprints, std::vector<std
     for (std::uint32_t t : given) {
         (covers(footprints[t], extent) ? triangles : partial).push_back(t);
     }
-    if (partial.size() <= leafSize || depth >= maxDepth) {
+    // Quarters smaller than the triangles' footprints would only hold copies of them.
+    double sizes = 0;
+    for (std::uint32_t t : partial) {
+        const Vector<2> size = footprints[t].size();
+        sizes += std::max(size.x(), size.y());
+    }
+    const Vector<2> span = extent.size();
+    const double quarter = std::max(span.x(), span.y()) / 2;
+    if (partial.size() <= leafSize || depth >= maxDepth ||
+        quarter * static_cast<double>(partial.size()) * 2 < sizes) {
         triangles.insert(triangles.end(), partial.begin(), partial.end());
         return;
     }
@@ -46,11 +55,6 @@ void ShadowNode::build(const std::vector<Extent<2>>& footprints, std::vector<std
             if (overlaps(footprints[t], quarters[q])) {
                 lists[q].push_back(t);
             }
-        }
-        if (lists[q].size() == partial.size()) {
-            // Every triangle reaches this quarter: splitting would only copy them.
-            triangles.insert(triangles.end(), partial.begin(), partial.end());
-            return;
         }
     }
     for (int q = 0; q < 4; ++q) {
@@ -112,6 +116,7 @@ void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
              area;
     t.z0 = p[0].z() - t.dzdx * p[0].x() - t.dzdy * p[0].y();
     t.owner = owner;
+    t.zmin = std::min({p[0].z(), p[1].z(), p[2].z()});
     Extent<2> footprint;
     for (const Point<3>& q : p) {
         footprint += Point<2>(q.x(), q.y());
@@ -135,32 +140,56 @@ void ShadowCaster::build() {
     }
     root_ = TQL::makeHandle<ShadowNode>(all, 0);
     root_->build(footprints_, std::move(every));
+    // Each node's triangles nearest the light first, so that a look-up stops at the first
+    // one that lies beyond its point.
+    std::vector<ShadowNode*> nodes{root_.get()};
+    while (!nodes.empty()) {
+        ShadowNode* node = nodes.back();
+        nodes.pop_back();
+        std::sort(
+            node->triangles.begin(), node->triangles.end(),
+            [&](std::uint32_t a, std::uint32_t b) { return store_[a].zmin < store_[b].zmin; });
+        for (const auto& child : node->children) {
+            if (child) {
+                nodes.push_back(child.get());
+            }
+        }
+    }
     footprints_.clear();
     footprints_.shrink_to_fit();
 }
 
-bool ShadowCaster::blocked(const Point<3>& q, std::uint32_t owner) const {
+bool ShadowCaster::blocked(const Point<3>& q, std::uint32_t owner, std::uint32_t& hint) const {
     const double x = q.x();
     const double y = q.y();
     const double limit = q.z() - bias_;
-    for (const ShadowNode* node = root_.get(); node;) {
-        if (x < node->extent.lo().x() || x > node->extent.hi().x() || y < node->extent.lo().y() ||
-            y > node->extent.hi().y()) {
-            return false;
-        }
+    auto blocks = [&](const ShadowTriangle& t) {
+        return t.owner != owner && t.edge[0][0] * x + t.edge[0][1] * y + t.edge[0][2] >= -slack &&
+               t.edge[1][0] * x + t.edge[1][1] * y + t.edge[1][2] >= -slack &&
+               t.edge[2][0] * x + t.edge[2][1] * y + t.edge[2][2] >= -slack &&
+               t.dzdx * x + t.dzdy * y + t.z0 < limit;
+    };
+    // Neighbouring points are mostly blocked by the same triangle.
+    if (hint < store_.size() && blocks(store_[hint])) {
+        return true;
+    }
+    const ShadowNode* node = root_.get();
+    if (!node || x < node->extent.lo().x() || x > node->extent.hi().x() ||
+        y < node->extent.lo().y() || y > node->extent.hi().y()) {
+        return false;
+    }
+    // The quarters below hold the point if the root does.
+    for (; node; node = node->children[node->quarterOf(x, y)].get()) {
         for (std::uint32_t i : node->triangles) {
             const ShadowTriangle& t = store_[i];
-            if (t.owner == owner) {
-                continue;
+            if (t.zmin >= limit) {
+                break; // the rest lie no nearer the light than the point
             }
-            if (t.edge[0][0] * x + t.edge[0][1] * y + t.edge[0][2] >= -slack &&
-                t.edge[1][0] * x + t.edge[1][1] * y + t.edge[1][2] >= -slack &&
-                t.edge[2][0] * x + t.edge[2][1] * y + t.edge[2][2] >= -slack &&
-                t.dzdx * x + t.dzdy * y + t.z0 < limit) {
+            if (blocks(t)) {
+                hint = i;
                 return true;
             }
         }
-        node = node->children[node->quarterOf(x, y)].get();
     }
     return false;
 }

@@ -16,6 +16,8 @@ struct ShadowTriangle {
     double edge[3][3];
     /// The triangle's depth at (x, y): dzdx x + dzdy y + z0.
     double dzdx, dzdy, z0;
+    /// The depth of its corner nearest the light.
+    double zmin;
     /// The model triangle it comes from: a surface doesn't shadow itself.
     std::uint32_t owner;
 };
@@ -24,12 +26,14 @@ struct ShadowTriangle {
 /// children cover the quarters about its centre (x low/high, then y low/high).
 ///
 /// Splitting rule: a node keeps the triangles whose footprint (the box of their projection)
-/// covers its whole extent; those are tested by every point that passes through it. The
-/// others stay at the node while there are at most `leafSize` of them or the node is
-/// `maxDepth` deep; beyond that each goes to every child whose quarter its footprint
-/// overlaps, unless the split gains nothing (some child would get them all), in which case
-/// the node stays a leaf. A point is looked up from the root down the quarters that hold
-/// it, so it meets the covering triangles of its ancestors and the triangles of one leaf.
+/// covers its whole extent; every point that passes through it tests those. The others stay
+/// at the node, which is then a leaf, while there are at most `leafSize` of them, when the
+/// node is `maxDepth` deep, or when its quarters would be smaller than half the mean size
+/// of their footprints (quarters much smaller than the triangles would hold little but
+/// copies of them). Otherwise each goes down into every quarter its footprint overlaps.
+/// Each node's list is sorted nearest the light first. A point is looked up from the root
+/// down the quarters that hold it, meeting the covering triangles of its ancestors and the
+/// triangles of one leaf, and stops at the first triangle that lies beyond it.
 class ShadowNode : public TQL::Handlable {
 public:
     static constexpr std::size_t leafSize = 8;
@@ -75,8 +79,11 @@ public:
                 p.x() * m_[0][2] + p.y() * m_[1][2] + p.z() * m_[2][2] + m_[3][2]};
     }
     /// Whether a triangle other than `owner` lies between the light and the point `q`
-    /// (in the light's coordinates).
-    bool blocked(const Point<3>& q, std::uint32_t owner) const;
+    /// (in the light's coordinates). `hint` names a triangle to try first (the caller's
+    /// last blocker, since neighbouring points are mostly blocked by the same one); it is
+    /// set to the blocker found. Start with noHint.
+    bool blocked(const Point<3>& q, std::uint32_t owner, std::uint32_t& hint) const;
+    static constexpr std::uint32_t noHint = 0xFFFFFFFFu;
 
     std::size_t triangleCount() const { return store_.size(); }
     const ShadowNode* root() const { return root_.get(); }
