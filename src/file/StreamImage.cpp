@@ -158,7 +158,8 @@ bool StreamImage::seek(std::uint64_t position) {
 
 // Reading.
 
-bool StreamImage::fileRead(std::uint64_t offset, std::uint8_t* out, std::size_t count) {
+const std::uint8_t* StreamImage::fileRead(std::uint64_t offset, std::uint8_t* out,
+                                          std::size_t count) {
     const auto preadAll = [this](std::uint64_t at, std::uint8_t* to, std::size_t n) {
         std::size_t done = 0;
         while (done < n) {
@@ -175,11 +176,10 @@ bool StreamImage::fileRead(std::uint64_t offset, std::uint8_t* out, std::size_t 
         return done;
     };
     if (offset >= bufferStart_ && offset + count <= bufferStart_ + bufferUsed_) {
-        std::memcpy(out, buffer_.get() + (offset - bufferStart_), count);
-        return true;
+        return buffer_.get() + (offset - bufferStart_);
     }
     if (count >= bufferCapacity / 2) {
-        return preadAll(offset, out, count) == count;
+        return preadAll(offset, out, count) == count ? out : nullptr;
     }
     const std::size_t window =
         static_cast<std::size_t>(std::min<std::uint64_t>(bufferCapacity, size_ - offset));
@@ -187,28 +187,25 @@ bool StreamImage::fileRead(std::uint64_t offset, std::uint8_t* out, std::size_t 
     bufferUsed_ = preadAll(offset, buffer_.get(), window);
     if (bufferUsed_ != window) {
         bufferUsed_ = 0;
-        return false;
+        return nullptr;
     }
-    std::memcpy(out, buffer_.get(), count);
-    return true;
+    return buffer_.get();
 }
 
 bool StreamImage::readAt(std::uint64_t offset, std::uint8_t* out, std::size_t count,
                          const std::uint8_t** view) {
     const bool inside = !failed() && (mode_ == Mode::read || mode_ == Mode::memory) &&
                         offset <= size_ && count <= size_ - offset;
-    if (inside && mode_ == Mode::memory) {
-        if (view) {
-            *view = memory_ + offset;
-        } else if (count > 0) {
-            std::memcpy(out, memory_ + offset, count);
-        }
-        return true;
+    const std::uint8_t* data = nullptr;
+    if (inside && count > 0) {
+        data = mode_ == Mode::memory ? memory_ + offset : fileRead(offset, out, count);
     }
     if (view) {
-        *view = out;
+        *view = data ? data : out;
+    } else if (data && data != out) {
+        std::memcpy(out, data, count);
     }
-    if (inside && (count == 0 || fileRead(offset, out, count))) {
+    if (inside && (count == 0 || data)) {
         return true;
     }
     fail(status::damaged);

@@ -61,9 +61,9 @@ public:
 
     /// Reads `count` bytes; false (and zeros) if they are not all there.
     bool readBytes(void* out, std::size_t count);
-    /// Reads `count` bytes at `offset`, leaving the position alone. Within a memory
-    /// stream `*view` may be set to the bytes in place instead of copying them to `out`
-    /// (pass null to always copy).
+    /// Reads `count` bytes at `offset`, leaving the position alone. With `view`, `*view`
+    /// is set to the bytes, which may lie in place (in a memory stream or the read-ahead
+    /// buffer, valid until the next read) instead of in `out`; pass null to always copy.
     bool readAt(std::uint64_t offset, std::uint8_t* out, std::size_t count,
                 const std::uint8_t** view = nullptr);
     std::uint8_t read8();
@@ -106,8 +106,9 @@ private:
     bool flushWrites();
     /// Writes `count` bytes at `offset` of the file, past the buffer.
     bool writeAt(std::uint64_t offset, const std::uint8_t* data, std::size_t count);
-    /// Reads from the file into `out`, through the read-ahead buffer for small reads.
-    bool fileRead(std::uint64_t offset, std::uint8_t* out, std::size_t count);
+    /// The bytes at `offset` of the file: in the read-ahead buffer for small reads, else
+    /// read into `out`. Null on failure.
+    const std::uint8_t* fileRead(std::uint64_t offset, std::uint8_t* out, std::size_t count);
     template <class T> T readValue();
 
     Mode mode_ = Mode::closed;

@@ -56,8 +56,28 @@ void decode(void* pixels, std::uint32_t width, std::uint32_t rows) {
     const std::size_t rowSamples = std::size_t{width} * Samples;
     Element* row = elements<Element>(pixels);
     for (std::uint32_t y = 0; y < rows; ++y, row += rowSamples) {
-        for (std::size_t i = Samples; i < rowSamples; ++i) {
-            row[i] = A::sum(row[i], row[i - Samples]);
+        if (rowSamples < Samples) {
+            continue;
+        }
+        // The running sums are kept in registers: reading each back from the row just
+        // written would wait on the store every few bytes.
+        static_assert(Samples == 1 || Samples == 3);
+        if constexpr (Samples == 3) {
+            Element r = row[0], g = row[1], b = row[2];
+            for (std::size_t i = 3; i < rowSamples; i += 3) {
+                r = A::sum(row[i], r);
+                g = A::sum(row[i + 1], g);
+                b = A::sum(row[i + 2], b);
+                row[i] = r;
+                row[i + 1] = g;
+                row[i + 2] = b;
+            }
+        } else {
+            Element v = row[0];
+            for (std::size_t i = 1; i < rowSamples; ++i) {
+                v = A::sum(row[i], v);
+                row[i] = v;
+            }
         }
     }
 }
