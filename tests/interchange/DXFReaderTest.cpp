@@ -680,7 +680,7 @@ TEST(DXFReader, SampleHouseLoadsWithItsLayersAndSize) {
     EXPECT_EQ(std::set<std::wstring>(names.begin(), names.end()), expected);
     EXPECT_EQ(model->metresPerUnit(), 1.0);
     // The ground spans the site; the ridge is the highest point.
-    EXPECT_EQ(model->bounds(), Extent<3>({-6, -8, 0}, {16, 13, 4.6}));
+    EXPECT_EQ(model->bounds(), Extent<3>({-3, -6, 0}, {13, 10, 4.6}));
     EXPECT_GT(model->triangleCount(), 1000u);
     EXPECT_EQ(info.skipped, 0u);
 }

@@ -51,11 +51,13 @@ struct Layer {
     const char* material; // named in the layer's extended data, or null
 };
 
+// Colour numbers of the drawing's 256-colour index: soft tones that read as grass, render,
+// glass, wood and tiles.
 const Layer layers[] = {
-    {"Ground", 94, nullptr},   {"Floor", 33, nullptr},     {"Walls", 254, nullptr},
-    {"Glazing", 151, nullptr}, {"Doors", 32, nullptr},     {"Roof", 14, "Roof tiles"},
-    {"Terrace", 42, nullptr},  {"Furniture", 24, nullptr}, {"Planters", 8, nullptr},
-    {"Plants", 82, nullptr},
+    {"Ground", 83, nullptr},   {"Floor", 33, nullptr},     {"Walls", 254, nullptr},
+    {"Glazing", 151, nullptr}, {"Doors", 32, nullptr},     {"Roof", 23, "Roof tiles"},
+    {"Terrace", 43, nullptr},  {"Furniture", 34, nullptr}, {"Planters", 8, nullptr},
+    {"Plants", 96, nullptr},
 };
 
 // Plan: the house is 10 m along x and 7 m along y, walls 0.2 m thick standing on a slab
@@ -160,9 +162,9 @@ void header(Writer& w) {
     w.text(9, "$INSUNITS");
     w.integer(70, 6);
     w.text(9, "$EXTMIN");
-    w.point(10, {-6, -8, 0});
+    w.point(10, {-3, -6, 0});
     w.text(9, "$EXTMAX");
-    w.point(10, {16, 13, 4.6});
+    w.point(10, {13, 10, 4.6});
     w.text(0, "ENDSEC");
 }
 
@@ -322,7 +324,7 @@ void entities(Writer& w) {
     w.text(2, "ENTITIES");
 
     // The ground around the house, and the floor slab.
-    face(w, "Ground", {{-6, -8, 0}, {16, -8, 0}, {16, 13, 0}, {-6, 13, 0}});
+    face(w, "Ground", {{-3, -6, 0}, {13, -6, 0}, {13, 10, 0}, {-3, 10, 0}});
     box(w, "Floor", {0, 0, 0}, {10, 7, slabTop});
 
     // Walls along the centre lines of the outline, with the openings. The south and
