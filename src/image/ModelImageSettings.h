@@ -29,8 +29,8 @@ struct ModelImageSettings {
     double fieldOfView = 60;
     /// The sun: a compass bearing (clockwise from north, +y) and a height above the
     /// horizon, in degrees.
-    double sunAzimuth = 210;
-    double sunElevation = 40;
+    double sunAzimuth = 235;
+    double sunElevation = 35;
     bool shadows = true;
     /// Fractions of the model's bounds, low x, y, z then high x, y, z; all zero (or any
     /// empty box) cuts nothing.

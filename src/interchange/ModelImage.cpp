@@ -105,6 +105,22 @@ double fitDistance(const Extent<3>& box, const Point<3>& centre, const Vector<3>
     return hi;
 }
 
+/// Calls `f` with every point the model draws through, or, for a model that doesn't list
+/// them, the corners of its bounds.
+template <class F> void forEachFitPoint(const Model& model, const Extent<3>& box, F f) {
+    if (const auto* smooth = dynamic_cast<const SmoothModelImp*>(&model)) {
+        for (const SmoothModelImp::Mesh& mesh : smooth->meshes()) {
+            for (const Point<3>& p : mesh.points) {
+                f(p);
+            }
+        }
+        return;
+    }
+    for (int i = 0; i < 8; ++i) {
+        f(box.corner(i));
+    }
+}
+
 /// Turns the progress of one face's rendering into that of the whole panorama.
 class FaceProgress : public Reporter {
 public:
@@ -157,15 +173,16 @@ ViewParams modelViewParams(const Model& model, const ModelImageSettings& setting
         }
         const Axes a = lookingAlong(target - eye);
         if (settings.fit) {
+            // The window around what is drawn: the eye's distance keeps all in front.
             double lox = INFINITY, hix = -INFINITY, loy = INFINITY, hiy = -INFINITY;
-            for (int i = 0; i < 8; ++i) {
-                const Vector<3> v = box.corner(i) - eye;
+            forEachFitPoint(model, box, [&](const Point<3>& p) {
+                const Vector<3> v = p - eye;
                 const double depth = dot(v, a.z);
                 lox = std::min(lox, dot(v, a.x) / depth);
                 hix = std::max(hix, dot(v, a.x) / depth);
                 loy = std::min(loy, dot(v, a.y) / depth);
                 hiy = std::max(hiy, dot(v, a.y) / depth);
-            }
+            });
             fitWindow(view, lox, hix, loy, hiy, width, height, 1);
         } else {
             const double t = std::tan(
@@ -196,13 +213,13 @@ ViewParams modelViewParams(const Model& model, const ModelImageSettings& setting
         // The reference point stands back from the whole model along the view.
         eye = target - a.z * (2 * radius + dot(target - centre, a.z));
         double lox = INFINITY, hix = -INFINITY, loy = INFINITY, hiy = -INFINITY;
-        for (int i = 0; i < 8; ++i) {
-            const Vector<3> v = box.corner(i) - eye;
+        forEachFitPoint(model, box, [&](const Point<3>& p) {
+            const Vector<3> v = p - eye;
             lox = std::min(lox, dot(v, a.x));
             hix = std::max(hix, dot(v, a.x));
             loy = std::min(loy, dot(v, a.y));
             hiy = std::max(hiy, dot(v, a.y));
-        }
+        });
         fitWindow(view, lox, hix, loy, hiy, width, height, 0);
         const auto [lo, hi] = depthRange(box, eye, a.z);
         view.nearDepth = lo - 0.01 * radius;

@@ -149,7 +149,6 @@ TEST(ModelImage, PlaneAtRecoversTheModelsPlanes) {
 
 TEST(ModelImage, AFittedViewHoldsTheWholeModelAtEyeHeight) {
     const auto model = test::floorAndBox();
-    const Extent<3> box = model->bounds();
     for (const ViewCase& c : viewCases) {
         SCOPED_TRACE(c.name);
         ModelImageSettings settings;
@@ -159,14 +158,17 @@ TEST(ModelImage, AFittedViewHoldsTheWholeModelAtEyeHeight) {
         if (c.view != ModelImageSettings::View::parallel) {
             EXPECT_DOUBLE_EQ(params.eye.z(), 1.6); // metres above the lowest point
         }
-        for (int i = 0; i < 8; ++i) {
-            const Point<3> p = view.pixelFromWorld(box.corner(i));
-            EXPECT_GE(p.x(), 0);
-            EXPECT_LE(p.x(), c.width - 1);
-            EXPECT_GE(p.y(), 0);
-            EXPECT_LE(p.y(), c.height - 1);
-            EXPECT_GE(p.z(), 0);
-            EXPECT_LE(p.z(), 4294967294.0);
+        // Every point of the model, on a pixel of the image, at a depth the codes hold.
+        for (const SmoothModelImp::Mesh& mesh : model->meshes()) {
+            for (const Point<3>& point : mesh.points) {
+                const Point<3> p = view.pixelFromWorld(point);
+                EXPECT_GE(p.x(), 0);
+                EXPECT_LE(p.x(), c.width - 1);
+                EXPECT_GE(p.y(), 0);
+                EXPECT_LE(p.y(), c.height - 1);
+                EXPECT_GE(p.z(), 0);
+                EXPECT_LE(p.z(), 4294967294.0);
+            }
         }
     }
     // A model in millimetres stands its eye at 1600 units.

@@ -74,7 +74,7 @@ std::optional<std::string> readOptions(const cli::Arguments& a, NewImageParams& 
     }
     const bool cubic = m.view == ModelImageSettings::View::cubic;
     std::int64_t width = cubic ? 3072 : 1600;
-    std::int64_t height = cubic ? 512 : 1200;
+    std::int64_t height = cubic ? 512 : 900;
     if (const auto size = a.value("size")) {
         if (!cli::parseSize(*size, width, height) || width < 2 || height < 2 || width > 65535 ||
             height > 65535) {
@@ -199,7 +199,7 @@ int run(const std::vector<std::string>& args) {
 const cli::Command command{
     "render", "render a DXF model into a new document",
     "quorvale-cli render MODEL.dxf OUT.zmp [options]\n"
-    "  --size WxH              image size in pixels (default 1600x1200; cubic 3072x512,\n"
+    "  --size WxH              image size in pixels (default 1600x900; cubic 3072x512,\n"
     "                          six square faces side by side)\n"
     "  --view perspective|parallel|cubic  the kind of view (default perspective); a cubic\n"
     "                          view is a panorama, saved as .zmq\n"
@@ -209,7 +209,7 @@ const cli::Command command{
     "  --eye X,Y,Z --target X,Y,Z [--fov DEG]  place the camera instead (model units;\n"
     "                          field of view across the width, default 60)\n"
     "  --sun AZIMUTH,ELEVATION the sun's compass bearing and height in degrees\n"
-    "                          (default 210,40)\n"
+    "                          (default 235,35)\n"
     "  --no-shadows            the sun casts no shadows\n"
     "  --section x0,y0,z0,x1,y1,z1  keep only this box, as fractions of the model's bounds\n"
     "  --flat                  shade every face flat\n"
