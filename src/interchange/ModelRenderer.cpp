@@ -619,6 +619,36 @@ template <int Kind> inline std::uint32_t codeOf(const DepthCoder& c, double z) {
     return std::min(code, depth::farCode);
 }
 
+/// The pixels of a row that a flat triangle without shadow tests colours at once.
+struct ConstantSpan {
+    std::uint32_t* codes;
+    std::uint32_t* colours;
+    MaterialId* materials;
+    std::uint32_t* flags;
+    std::uint32_t* works;
+    std::uint32_t colour;
+    MaterialId material;
+    std::uint32_t flag;
+
+    /// Pixels x0 to x1 - 1, depth z = zRow + dzdx x; the flags only if they are kept.
+    template <int Kind, bool KeepFlags>
+    void fill(const DepthCoder& coder, double zRow, double dzdx, std::int32_t x0,
+              std::int32_t x1) const {
+        for (std::int32_t x = x0; x < x1; ++x) {
+            const std::uint32_t code = codeOf<Kind>(coder, zRow + dzdx * x);
+            if (code <= codes[x]) {
+                codes[x] = code;
+                colours[x] = colour;
+                materials[x] = material;
+                if constexpr (KeepFlags) {
+                    flags[x] = flag;
+                }
+                works[x] = noWork;
+            }
+        }
+    }
+};
+
 /// One edge of a triangle, from its upper end p to its lower end q.
 struct Edge {
     double px, py, slope;
@@ -729,27 +759,12 @@ template <int Kind> void ModelRenderer::fill(const Vertex& va, const Vertex& vb,
             std::uint32_t* colours = colours_.data() + row;
             MaterialId* materials = materials_.data() + row;
             std::uint32_t* flagRow = flags_.data() + row;
+            const ConstantSpan span{codes, colours, materials, flagRow,
+                                    works, colour,  material,  flags};
             if (keepFlags) {
-                for (std::int32_t x = x0; x < x1; ++x) {
-                    const std::uint32_t code = codeOf<Kind>(coder, zRow + z.a * x);
-                    if (code <= codes[x]) {
-                        codes[x] = code;
-                        colours[x] = colour;
-                        materials[x] = material;
-                        flagRow[x] = flags;
-                        works[x] = noWork;
-                    }
-                }
+                span.fill<Kind, true>(coder, zRow, z.a, x0, x1);
             } else {
-                for (std::int32_t x = x0; x < x1; ++x) {
-                    const std::uint32_t code = codeOf<Kind>(coder, zRow + z.a * x);
-                    if (code <= codes[x]) {
-                        codes[x] = code;
-                        colours[x] = colour;
-                        materials[x] = material;
-                        works[x] = noWork;
-                    }
-                }
+                span.fill<Kind, false>(coder, zRow, z.a, x0, x1);
             }
             continue;
         }

@@ -52,16 +52,25 @@ NewImageParams paramsOf(const ViewCase& c) {
     return p;
 }
 
+/// The model made into a document; a failure is reported and gives null.
+std::unique_ptr<test::TestDocument> imageOf(const SmoothModelImp& model,
+                                            const NewImageParams& params) {
+    auto doc = std::make_unique<test::TestDocument>();
+    Status s = status::ok;
+    std::wstring error;
+    makeModelImage(s, *doc, model, params, nullptr, error);
+    EXPECT_EQ(s, status::ok) << utf8(error);
+    return s == status::ok ? std::move(doc) : nullptr;
+}
+
 TEST(ModelImage, DepthCodesAndMaterialsAgreeWithTheDocumentsView) {
     const auto model = test::floorAndBox();
     const test::SyntheticScene scene = floorAndBoxScene();
     for (const ViewCase& c : viewCases) {
         SCOPED_TRACE(c.name);
-        test::TestDocument doc;
-        Status s = status::ok;
-        std::wstring error;
-        makeModelImage(s, doc, *model, paramsOf(c), nullptr, error);
-        ASSERT_EQ(s, status::ok) << utf8(error);
+        const auto image = imageOf(*model, paramsOf(c));
+        ASSERT_TRUE(image);
+        const test::TestDocument& doc = *image;
         EXPECT_EQ(doc.materialName(1), L"Floor");
         EXPECT_EQ(doc.materialName(2), L"Box");
         const ViewProj& view = *doc.viewProj();
@@ -111,11 +120,9 @@ TEST(ModelImage, PlaneAtRecoversTheModelsPlanes) {
     const test::SyntheticScene scene = floorAndBoxScene();
     for (const ViewCase& c : viewCases) {
         SCOPED_TRACE(c.name);
-        test::TestDocument doc;
-        Status s = status::ok;
-        std::wstring error;
-        makeModelImage(s, doc, *model, paramsOf(c), nullptr, error);
-        ASSERT_EQ(s, status::ok) << utf8(error);
+        const auto image = imageOf(*model, paramsOf(c));
+        ASSERT_TRUE(image);
+        const test::TestDocument& doc = *image;
         const ViewProj& view = *doc.viewProj();
         // At every pixel well inside a piece's image, the plane fitted there is the piece's.
         std::vector<int> tested(scene.pieces().size(), 0);
@@ -255,12 +262,10 @@ TEST(ModelImage, TextAndBinaryDrawingsMakeTheSameImage) {
         auto model = TQL::makeHandle<SmoothModelImp>();
         std::wstring error;
         ASSERT_EQ(readDXF(bytesOf(data), L"box.dxf", *model, error), status::ok) << utf8(error);
-        auto doc = std::make_unique<test::TestDocument>();
-        Status s = status::ok;
         NewImageParams params = paramsOf(viewCases[0]);
         params.model.fit = true;
-        makeModelImage(s, *doc, *model, params, nullptr, error);
-        ASSERT_EQ(s, status::ok) << utf8(error);
+        auto doc = imageOf(*model, params);
+        ASSERT_TRUE(doc);
         docs.push_back(std::move(doc));
     }
     const test::TestDocument& text = *docs[0];
