@@ -4,7 +4,7 @@
 #include "ZmapTestFiles.h"
 
 #include "file/QuorvaleZmapFile.h"
-#include "image/CubeSeams.h"
+#include "views/cameras/FaceSize.h"
 
 #include <gtest/gtest.h>
 
@@ -578,7 +578,7 @@ TEST(ZmapReader, StackedPanoramaIsLaidSideBySideAndStitched) {
     ASSERT_EQ(doc.height(), static_cast<std::int32_t>(n));
     expectSameDocument(*docs[0], doc);
     // Inside faces the values are the file's; on seams every copy holds the same value.
-    const CubeSeams seams(n);
+    const FaceSize seams(n);
     for (std::int32_t y = 0; y < static_cast<std::int32_t>(n); ++y) {
         for (std::int32_t x = 0; x < static_cast<std::int32_t>(6 * n); ++x) {
             IPoint<2> copies[3];
