@@ -290,6 +290,14 @@ void blocks(Writer& w) {
     box(w, "Doors", {0, 0, 0}, {0.9, 0.04, 2.1});
     endBlock(w);
 
+    // A railing post: a round bar 0.06 across and 0.8 high.
+    beginBlock(w, "POST", {0, 0, 0});
+    w.entity("CIRCLE", "Terrace");
+    w.point(10, {0, 0, 0});
+    w.real(40, 0.03);
+    w.real(39, 0.8);
+    endBlock(w);
+
     // A planter: a pot (a closed cylinder) and a shrub, a polygon mesh closed round its
     // axis, tapering to a point.
     beginBlock(w, "PLANTER", {0, 0, 0});
@@ -379,8 +387,9 @@ void entities(Writer& w) {
     }
     w.entity("SEQEND", "Roof");
 
-    // The terrace: a deck of boards as a polygon mesh 0.15 above the ground, and a
-    // railing on three sides as a wide polyline with a thickness.
+    // The terrace: a deck of boards as a polygon mesh 0.15 above the ground, and an open
+    // railing on three sides: a top rail (a wide polyline with a thickness) on posts
+    // placed by arrays of inserts, so that the furniture behind it stays in view.
     w.entity("POLYLINE", "Terrace");
     w.integer(66, 1);
     w.point(10, {0, 0, 0});
@@ -399,13 +408,32 @@ void entities(Writer& w) {
     w.entity("LWPOLYLINE", "Terrace");
     w.integer(90, 4);
     w.integer(70, 0);
-    w.real(43, 0.05);
-    w.real(38, 0.15);
-    w.real(39, 0.95);
+    w.real(43, 0.06);
+    w.real(38, 0.95);
+    w.real(39, 0.05);
     for (const auto& xy :
          std::vector<std::array<double, 2>>{{0, -0.2}, {0, -3.5}, {10, -3.5}, {10, -0.2}}) {
         w.real(10, xy[0]);
         w.real(20, xy[1]);
+    }
+
+    const struct {
+        P3 at;
+        int columns, rows;
+        double spacing;
+    } posts[] = {
+        {{0, -3.5, 0.15}, 9, 1, 1.25}, // south side, x = 0 to 10
+        {{0, -2.4, 0.15}, 1, 3, 1.1},  // west side, y = -2.4 to -0.2
+        {{10, -2.4, 0.15}, 1, 3, 1.1}, // east side
+    };
+    for (const auto& p : posts) {
+        w.entity("INSERT", "Terrace");
+        w.text(2, "POST");
+        w.point(10, p.at);
+        w.integer(70, p.columns);
+        w.integer(71, p.rows);
+        w.real(44, p.spacing);
+        w.real(45, p.spacing);
     }
 
     // Furniture: the dining set inside, a sofa turned against the west wall, and a
