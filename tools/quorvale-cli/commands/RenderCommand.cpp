@@ -180,8 +180,9 @@ int run(const std::vector<std::string>& args) {
         }
         const std::pair<const char*, std::uint32_t> pictures[] = {
             {"png", channelRgb}, {"depth-png", channelZ}, {"material-png", channelMat}};
-        for (const auto& [option, channel] : pictures) {
-            if (const auto path = a.value(option)) {
+        for (const auto& picture : pictures) {
+            const std::uint32_t channel = picture.second;
+            if (const auto path = a.value(picture.first)) {
                 s = cli::writeAtomically(*path, [&](const std::string& temporary) {
                     return cli::writeChannelPng(doc, channel, temporary);
                 });
