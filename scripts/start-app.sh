@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Starts Quorvale from a build tree. Until the application lands this shows the
-# command-line tool's help; with no display available, the application runs under Xvfb.
+# Starts Quorvale from a build tree. With no display available, the application runs
+# under Xvfb. Until the application exists, this renders the sample scene with the
+# command-line tool, says where the picture is, and shows the tool's help.
 set -euo pipefail
 build=${1:-build/release}
 shift || true
+root=$(cd "$(dirname "$0")/.." && pwd)
 app="$build/src/app/quorvale"
 if [ -x "$app" ]; then
     if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
@@ -12,4 +14,12 @@ if [ -x "$app" ]; then
     fi
     exec "$app" "$@"
 fi
-exec "$build/tools/quorvale-cli/quorvale-cli" --help
+cli="$build/tools/quorvale-cli/quorvale-cli"
+out="$build/sample"
+mkdir -p "$out"
+"$cli" render "$root/data/samples/house.dxf" "$out/house.zmp" --png "$out/house.png" \
+    --depth-png "$out/house-depth.png" --material-png "$out/house-material.png"
+echo "The sample scene, rendered: $out/house.zmp (colour: $out/house.png, depth:"
+echo "$out/house-depth.png, materials: $out/house-material.png). Try: $cli info $out/house.zmp"
+echo
+exec "$cli" --help
