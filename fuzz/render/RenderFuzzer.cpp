@@ -2,9 +2,9 @@
 // each view type, with shadows: whatever the geometry (huge, tiny, flat, degenerate), the
 // renderer must finish without a crash, undefined behaviour or an unbounded loop.
 
+#include "image/ZmapDocument.h"
 #include "interchange/DXFReader.h"
 #include "interchange/ModelImage.h"
-#include "image/ZmapDocument.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -28,8 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         status::ok) {
         return 0;
     }
-    for (const auto view : {ModelImageSettings::View::perspective, ModelImageSettings::View::parallel,
-                            ModelImageSettings::View::cubic}) {
+    for (const auto view : {ModelImageSettings::View::perspective,
+                            ModelImageSettings::View::parallel, ModelImageSettings::View::cubic}) {
         NewImageParams params;
         params.kind = NewImageKind::model;
         params.model.view = view;

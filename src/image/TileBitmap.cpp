@@ -1,10 +1,10 @@
 #include "image/TileBitmap.h"
 
 #include "image/AlphaBitmap.h"
-#include "views/cameras/FaceSize.h"
 #include "image/DrawTarget.h"
 #include "image/RgbBitmap.h"
 #include "image/ZmapDocument.h"
+#include "views/cameras/FaceSize.h"
 
 #include <algorithm>
 #include <cassert>

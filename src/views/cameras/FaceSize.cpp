@@ -195,7 +195,7 @@ IPoint<2> FaceSize::canonicalPixel(std::int32_t x, std::int32_t y) const {
 }
 
 IExtent<2> FaceSize::faceWindow(std::int32_t x, std::int32_t y, std::int32_t radius,
-                                 std::int32_t face) const {
+                                std::int32_t face) const {
     const std::int32_t n = n_;
     const std::int32_t s = faceOf(x);
     const std::int32_t left = s * n;
