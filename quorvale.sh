@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # One entry point for building and running Quorvale.
 #   ./quorvale.sh run     install what is needed, build, start the application
-#   ./quorvale.sh test    install what is needed, build with ASan+UBSan, run the whole suite
+#   ./quorvale.sh test    install what is needed, then everything CI checks: the format, the
+#                         gcc build with ASan+UBSan and the whole suite, the clang build with
+#                         ThreadSanitizer and the threaded tests, the fuzz targets for 60 s each
 #   ./quorvale.sh tsan    build with ThreadSanitizer and run the threaded tests
 #   ./quorvale.sh bench   build the release preset and run every benchmark
 #   ./quorvale.sh fuzz [seconds]   build the fuzz targets with clang and run each briefly
@@ -27,8 +29,28 @@ run)
     ;;
 test)
     scripts/install-deps.sh
-    configure_and_build debug
-    ctest --preset debug "$@"
+    log=$(mktemp)
+    times=()
+    stage() {
+        local name=$1 start=$SECONDS
+        shift
+        echo "=== $name"
+        "$@"
+        times+=("$(printf '%-34s %4d s' "$name" $((SECONDS - start)))")
+    }
+    suite() { ctest --preset debug "$@" 2>&1 | tee "$log"; }
+    stage "format check" scripts/check-format.sh
+    stage "gcc build (ASan+UBSan, -Werror)" configure_and_build debug
+    stage "whole suite" suite "$@"
+    stage "clang build (TSan, -Werror)" configure_and_build tsan
+    stage "threaded tests under TSan" ctest --preset tsan
+    stage "fuzz targets build (clang)" configure_and_build fuzz
+    stage "fuzz targets, 60 s each" scripts/run-fuzzers.sh build/fuzz 60
+    echo "=== times (total $SECONDS s)"
+    printf '%s\n' "${times[@]}"
+    echo "=== the whole suite closed with:"
+    tail -n 4 "$log"
+    rm -f "$log"
     ;;
 tsan)
     scripts/install-deps.sh
