@@ -37,8 +37,9 @@ TEST(Status, TextComesFromTheNumberedStrings) {
     EXPECT_EQ(statusText(-2), L"Damaged file");
     EXPECT_EQ(statusText(-29), L"Last one");
     EXPECT_EQ(statusText(-30), L"Problem -30\n(code)") << "outside 0..-29 the format is used";
-    EXPECT_EQ(statusText(-5), L"Problem -5\n(code)") << "a missing text falls back to the format";
     EXPECT_EQ(statusText(7), L"Problem 7\n(code)");
+    EXPECT_EQ(statusText(-5), L"<<Error -5>>")
+        << "a missing text of the table's range doesn't borrow the general format";
 }
 
 TEST(Status, AFormatWithOtherConversionsIsNotUsed) {
