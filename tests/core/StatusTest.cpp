@@ -60,6 +60,8 @@ TEST(LanguageTable, RejectsMalformedFilesAndFindsItsOwn) {
     EXPECT_EQ(table.version(), L"Resources Version 3.0.0");
     std::wstring text;
     EXPECT_TRUE(table.lookup(11102, text));
+    EXPECT_TRUE(table.lookup(10999, text)) << "the warning of a stroke out of memory";
+    EXPECT_FALSE(text.empty());
 }
 
 TEST(Status, ErrnoMapping) {
