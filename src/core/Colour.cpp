@@ -5,8 +5,10 @@
 #include <cstring>
 
 namespace {
+/// A component 0..1 to a byte. Halves go to the even neighbour, as everywhere in paint
+/// arithmetic, so that a colour written here and one blended by the pipeline agree.
 std::uint8_t toByte(double c) {
-    return static_cast<std::uint8_t>(std::lround(std::clamp(c, 0.0, 1.0) * 255.0));
+    return static_cast<std::uint8_t>(std::nearbyint(std::clamp(c, 0.0, 1.0) * 255.0));
 }
 /// Hue in degrees in [0, 360).
 double hueDegrees(Angle h) {
@@ -42,6 +44,9 @@ Colour Colour::hsva(Angle h, double s, double v, double a) {
 }
 
 Colour Colour::hlsa(Angle h, double l, double s, double a) {
+    // Out-of-range lightness or saturation would give components outside 0..1.
+    l = std::clamp(l, 0.0, 1.0);
+    s = std::clamp(s, 0.0, 1.0);
     if (s <= 0) {
         return Colour(l, l, l, a);
     }
@@ -133,7 +138,7 @@ void Colour::getDib24(void* bgr) const {
 
 void Colour::getDib16(void* out) const {
     auto five = [](double c) {
-        return static_cast<std::uint16_t>(std::lround(std::clamp(c, 0.0, 1.0) * 31.0));
+        return static_cast<std::uint16_t>(std::nearbyint(std::clamp(c, 0.0, 1.0) * 31.0));
     };
     const std::uint16_t v =
         static_cast<std::uint16_t>((five(r_) << 10) | (five(g_) << 5) | five(b_));

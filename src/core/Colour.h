@@ -28,7 +28,7 @@ public:
     /// Hue as an angle, saturation and value 0 to 1.
     static Colour hsv(Angle h, double s, double v) { return hsva(h, s, v, 1.0); }
     static Colour hsva(Angle h, double s, double v, double a);
-    /// Hue as an angle, lightness and saturation 0 to 1.
+    /// Hue as an angle, lightness and saturation 0 to 1 (values outside are clamped).
     static Colour hls(Angle h, double l, double s) { return hlsa(h, l, s, 1.0); }
     static Colour hlsa(Angle h, double l, double s, double a);
     /// From the 32-bit form 0x00BBGGRR.
@@ -49,9 +49,9 @@ public:
     Angle h_hls() const { return h_hsv(); }
     double s_hls() const;
     double l_hls() const;
-    /// The 32-bit form 0x00BBGGRR, components rounded to the nearest byte.
+    /// The 32-bit form 0x00BBGGRR, components rounded to the nearest byte, halves to even.
     std::uint32_t colorref() const;
-    /// Writes three bytes blue, green, red.
+    /// Writes three bytes blue, green, red, each rounded to the nearest, halves to even.
     void getDib24(void* bgr) const;
     /// Writes the 16-bit form 0RRRRRGGGGGBBBBB (5 bits a component, rounded).
     void getDib16(void* out) const;

@@ -80,12 +80,15 @@ std::wstring loadString(int id) {
 std::wstring statusText(Status s) {
     constexpr int firstStatusString = 11100;
     constexpr int otherStatusFormat = 11130;
-    std::wstring text;
     const StringTable* table = TQL::stringTable();
-    if (s <= 0 && s >= -29 && table && table->lookup(firstStatusString - s, text)) {
-        return text;
-    }
-    if (table && table->lookup(otherStatusFormat, text) && isSingleIntFormat(text)) {
+    std::wstring text;
+    if (s <= 0 && s >= -29) {
+        // The table's own range has a text each; the general format never stands in for
+        // one that a language file lacks.
+        if (table && table->lookup(firstStatusString - s, text)) {
+            return text;
+        }
+    } else if (table && table->lookup(otherStatusFormat, text) && isSingleIntFormat(text)) {
         return stringPrintf(text.c_str(), static_cast<int>(s));
     }
     return stringPrintf(L"<<Error %d>>", static_cast<int>(s));

@@ -55,6 +55,6 @@ const StringTable* stringTable();
 std::wstring loadString(int id);
 } // namespace TQL
 
-/// The text of a status: string 11100 - s for s in 0..-29; otherwise string 11130 used
-/// as a format with the number, or "<<Error %d>>" if that string is missing.
+/// The text of a status: string 11100 - s for s in 0..-29; any other value is formatted
+/// with string 11130. A missing string gives "<<Error %d>>" with the number.
 std::wstring statusText(Status s);

@@ -423,14 +423,18 @@ public:
     /// without depth, `noDepth` is set and the result is the default plane (in a cube image
     /// the far plane of the pixel's face). `fromModel` reads the depth and material as they
     /// came from the model (the original channels) instead of the working ones. The normal
-    /// points to the eye's side.
+    /// points into the surface, away from the eye: a light in front of a surface shines
+    /// along it.
     Plane planeAt(std::int32_t x, std::int32_t y, bool* noDepth = nullptr,
                   bool fromModel = false) const;
     /// The plane through a pixel's world point and those of one horizontal and one vertical
     /// neighbour: quick, and exact only on a flat surface. Without depth as planeAt.
     Plane localPlaneAt(std::int32_t x, std::int32_t y, bool fromModel = false) const;
-    /// The plane used where a pixel has no surface: across the view at the far depth,
-    /// facing the eye.
+    /// The background plane of the view, used where a pixel has no surface and by tools
+    /// before they have a plane: the ground of the picture, the plane through the ends of
+    /// the bottom row (of the first face, in a cube image) at the background code that is
+    /// level in the view's frame, facing down. Without a view, the world's z = 0, facing
+    /// down.
     Plane defaultPlane() const;
 
 private:

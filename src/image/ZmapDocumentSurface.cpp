@@ -171,8 +171,22 @@ Point<3> ZmapDocument::worldFromCode(std::int32_t x, std::int32_t y, std::uint32
 }
 
 Plane ZmapDocument::defaultPlane() const {
-    const Vector<3> Z = viewParams_.zAxis.unit();
-    return Plane(-Z, viewParams_.eye + Z * viewParams_.farDepth);
+    if (!viewProj_ || viewProj_->viewType() == ViewProj::unknownView) {
+        return -Plane();
+    }
+    // Two points of the bottom row, unprojected at the background code, and the view
+    // direction span the ground; of its two facings the one pointing down the picture.
+    const ViewProj& view = *viewProj_;
+    const bool cubic = view.viewType() == ViewProj::cubicView;
+    const std::int32_t right = (cubic ? view.faceSize().size() : width()) - 1;
+    const std::int32_t bottom = height() - 1;
+    const Point<3> a = view.worldFromPixel(0, bottom, depth::noDepth);
+    const Point<3> b = view.worldFromPixel(right, bottom, depth::noDepth);
+    Vector<3> normal = cross(b - a, viewParams_.zAxis);
+    if (dot(normal, viewParams_.yAxis) > 0) {
+        normal = -normal;
+    }
+    return Plane(normal, a);
 }
 
 Plane ZmapDocument::planeWithoutDepth(std::int32_t x, std::int32_t y) const {
@@ -207,7 +221,7 @@ Plane ZmapDocument::localPlaneAt(std::int32_t x, std::int32_t y, bool fromModel)
     // code; else the second. A missing depth is replaced by the centre's code. Taking the
     // first reverses the direction to the neighbour, noted in `flip` to keep the winding.
     bool flip = false;
-    const auto choose = [&](const Neighbour& first, const Neighbour& second) {
+    const auto prefersFirst = [&](const Neighbour& first, const Neighbour& second) {
         bool takeFirst = !second.exists;
         if (first.exists && second.exists) {
             const std::uint32_t a = source.code(first.x, first.y);
@@ -219,8 +233,10 @@ Plane ZmapDocument::localPlaneAt(std::int32_t x, std::int32_t y, bool fromModel)
                 takeFirst = std::llabs(std::int64_t(a) - code) < std::llabs(std::int64_t(b) - code);
             }
         }
-        const Neighbour& n = takeFirst ? first : second;
-        flip = flip != takeFirst;
+        return takeFirst;
+    };
+    const auto pointOf = [&](const Neighbour& n, bool isFirst) {
+        flip = flip != isFirst;
         const std::uint32_t c = source.code(n.x, n.y);
         return view.worldFromPixel(n.x, n.y, c == depth::noDepth ? code : c);
     };
@@ -236,11 +252,25 @@ Plane ZmapDocument::localPlaneAt(std::int32_t x, std::int32_t y, bool fromModel)
         faces.stepUp(up.x, up.y);
         faces.stepDown(down.x, down.y);
     }
+    const bool takeLeft = prefersFirst(left, right);
+    bool takeUp = prefersFirst(up, down);
+    if (cubic) {
+        // At a corner of a face the horizontal and the vertical step can both reach the
+        // one pixel along the cube's edge, which spans no plane: take the other vertical
+        // neighbour then.
+        const FaceSize& faces = view.faceSize();
+        const Neighbour& h = takeLeft ? left : right;
+        const Neighbour& v = takeUp ? up : down;
+        if (faces.canonicalPixel(h.x, h.y) == faces.canonicalPixel(v.x, v.y)) {
+            takeUp = !takeUp;
+        }
+    }
     const Point<3> centre = view.worldFromPixel(x, y, code);
-    const Point<3> horizontal = choose(left, right);
-    const Point<3> vertical = choose(up, down);
-    // Down, then right, gives a normal toward the eye.
-    const Plane plane(centre, vertical, horizontal);
+    const Point<3> horizontal = pointOf(takeLeft ? left : right, takeLeft);
+    const Point<3> vertical = pointOf(takeUp ? up : down, takeUp);
+    // Right, then down, gives a normal into the surface, away from the eye (the view frame
+    // has X right, Y up and Z forward).
+    const Plane plane(centre, horizontal, vertical);
     return flip ? -plane : plane;
 }
 

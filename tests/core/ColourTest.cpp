@@ -33,6 +33,50 @@ TEST(Colour, HlsToRgbKnownValues) {
     expectRgb(Colour::hls(Angle::degrees(10), 1, 0.7), 1, 1, 1);
 }
 
+TEST(Colour, HlsClampsLightnessAndSaturation) {
+    // Varied lightness and saturation can leave 0..1; they stop at the ends instead of
+    // giving components outside the range.
+    expectRgb(Colour::hls(Angle::degrees(0), 0.5, 1.7), 1, 0, 0);
+    expectRgb(Colour::hls(Angle::degrees(210), 1.3, 0.6), 1, 1, 1);
+    expectRgb(Colour::hls(Angle::degrees(210), -0.2, 0.6), 0, 0, 0);
+    expectRgb(Colour::hls(Angle::degrees(120), 0.25, -0.5), 0.25, 0.25, 0.25);
+    for (const double l : {-1.0, -0.01, 0.3, 0.8, 1.01, 2.0}) {
+        for (const double s : {-1.0, 0.5, 1.0, 1.5}) {
+            const Colour c = Colour::hls(Angle::degrees(75), l, s);
+            for (const double v : {c.r(), c.g(), c.b()}) {
+                EXPECT_GE(v, 0) << l << " " << s;
+                EXPECT_LE(v, 1) << l << " " << s;
+            }
+        }
+    }
+}
+
+TEST(Colour, BytesRoundHalvesToEven) {
+    // Components that land exactly on a half byte go to the even neighbour, as the paint
+    // arithmetic rounds; any other value to the nearest.
+    int halves = 0;
+    for (int n = 0; n < 255; ++n) {
+        const double c = (n + 0.5) / 255.0;
+        if (c * 255.0 != n + 0.5) {
+            continue; // not exactly a half once divided and multiplied back
+        }
+        ++halves;
+        unsigned char out[3] = {};
+        Colour::rgb(c, c, c).getDib24(out);
+        const int even = n % 2 == 0 ? n : n + 1;
+        ASSERT_EQ(out[0], even) << n;
+        ASSERT_EQ(out[1], even) << n;
+        ASSERT_EQ(out[2], even) << n;
+        EXPECT_EQ(Colour::rgb(c, 0, 0).colorref(), static_cast<std::uint32_t>(even)) << n;
+    }
+    EXPECT_GT(halves, 100);
+    unsigned char out[3] = {};
+    Colour::rgb(2.4 / 255, 2.6 / 255, 1.5).getDib24(out);
+    EXPECT_EQ(out[2], 2);
+    EXPECT_EQ(out[1], 3);
+    EXPECT_EQ(out[0], 255) << "clamped";
+}
+
 TEST(Colour, ReadersInvertTheMakers) {
     const Colour a = Colour::rgb(0.8, 0.6, 0.4);
     EXPECT_NEAR(a.h_hsv().degrees(), 30, 1e-12);

@@ -37,8 +37,9 @@ TEST(Status, TextComesFromTheNumberedStrings) {
     EXPECT_EQ(statusText(-2), L"Damaged file");
     EXPECT_EQ(statusText(-29), L"Last one");
     EXPECT_EQ(statusText(-30), L"Problem -30\n(code)") << "outside 0..-29 the format is used";
-    EXPECT_EQ(statusText(-5), L"Problem -5\n(code)") << "a missing text falls back to the format";
     EXPECT_EQ(statusText(7), L"Problem 7\n(code)");
+    EXPECT_EQ(statusText(-5), L"<<Error -5>>")
+        << "a missing text of the table's range doesn't borrow the general format";
 }
 
 TEST(Status, AFormatWithOtherConversionsIsNotUsed) {
@@ -59,6 +60,8 @@ TEST(LanguageTable, RejectsMalformedFilesAndFindsItsOwn) {
     EXPECT_EQ(table.version(), L"Resources Version 3.0.0");
     std::wstring text;
     EXPECT_TRUE(table.lookup(11102, text));
+    EXPECT_TRUE(table.lookup(10999, text)) << "the warning of a stroke out of memory";
+    EXPECT_FALSE(text.empty());
 }
 
 TEST(Status, ErrnoMapping) {

@@ -26,19 +26,29 @@ SurfaceFrame::SurfaceFrame(const Plane& plane, const ViewProj& view, double tole
     tolerance_ = worldTolerance / scale;
 
     switch (view.viewType()) {
-    case ViewProj::perspectiveView:
-    case ViewProj::cubicView: {
-        // Facing the eye: with d >= 0 the plane is in front of the eye where w > 0.
+    case ViewProj::perspectiveView: {
+        // With d >= 0 the plane is in front of the eye where w > 0, whichever way its
+        // normal points.
         const double sign = D < 0 ? -1 : 1;
-        const double over =
-            view.viewType() == ViewProj::cubicView ? 1.0 / (view.faceSize().size() - 1) : 1.0;
-        kind_ = view.viewType() == ViewProj::cubicView ? cubicPlane : perspectivePlane;
-        faceSize_ = view.faceSize().size();
-        a_ = sign * A * over;
-        b_ = sign * B * over;
-        c_ = sign * C * over;
+        kind_ = perspectivePlane;
+        a_ = sign * A;
+        b_ = sign * B;
+        c_ = sign * C;
         d_ = sign * D;
         scale_ *= sign;
+        e_ = -view.depthOffset();
+        break;
+    }
+    case ViewProj::cubicView: {
+        // Taken as it faces: a surface plane's normal points away from the eye (d > 0), and
+        // then it is seen where w > 0. A plane facing the eye isn't seen on the cube.
+        const double over = 1.0 / (view.faceSize().size() - 1);
+        kind_ = cubicPlane;
+        faceSize_ = view.faceSize().size();
+        a_ = A * over;
+        b_ = B * over;
+        c_ = C * over;
+        d_ = D;
         e_ = -view.depthOffset();
         break;
     }
@@ -49,13 +59,14 @@ SurfaceFrame::SurfaceFrame(const Plane& plane, const ViewProj& view, double tole
             b_ = B;
             d_ = -D;
         } else {
-            // Solved for the code; the tolerance along the code axis is the homogeneous one
-            // over |C|, whichever way the normal points.
+            // Solved for the code. The tolerance along the code axis takes C's sign with
+            // the scale, so it is negative for a plane whose normal faces the eye; the
+            // bounds of classify don't depend on their order.
             kind_ = parallelPlane;
             a_ = -A / C;
             b_ = -B / C;
             d_ = D / C;
-            tolerance_ /= std::fabs(C);
+            tolerance_ /= C;
             scale_ *= C;
         }
         break;
@@ -150,8 +161,8 @@ SurfaceFrame::Side SurfaceFrame::classify(const Point<3>& pixel) const {
         if (!(planeCode > 0)) {
             return notVisible;
         }
-        lo = planeCode - tolerance_;
-        hi = planeCode + tolerance_;
+        lo = planeCode - std::fabs(tolerance_);
+        hi = planeCode + std::fabs(tolerance_);
         break;
     }
     }

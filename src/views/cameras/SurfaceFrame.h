@@ -17,7 +17,9 @@ class ViewProj;
 ///   1 perspective:  w(x, y) = a x + b y + c, plane code = d / w + e
 ///   2 parallel, plane seen edge on: on the plane where |a x + b y + d| < tolerance
 ///   3 parallel:     plane code = a x + b y + d
-///   4 cubic:        w taken on the pixel's face from its direction, code = d / w + e
+///   4 cubic:        w taken on the pixel's face from its direction, code = d / w + e;
+///                   the plane as it faces: seen only where its normal points away from
+///                   the eye, as the normals of surface planes (planeAt) do
 /// A default-constructed frame is empty (kind 0): every pixel classifies as on it.
 class SurfaceFrame {
 public:
@@ -44,7 +46,9 @@ public:
 
     const Plane& plane() const { return plane_; }
     Kind kind() const { return kind_; }
-    /// The tolerance in the units the kind compares in (homogeneous w, or depth code).
+    /// The tolerance in the units the kind compares in (homogeneous w, or depth code). For
+    /// kind 3 it carries the sign of the plane's facing: negative when its normal points
+    /// towards the eye.
     double tolerance() const { return tolerance_; }
 
     /// The plane's depth code at a pixel; false where the plane isn't visible there or has

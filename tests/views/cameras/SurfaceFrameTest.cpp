@@ -55,15 +55,18 @@ Plane planeThrough(const Vector<3>& normal, const Point<3>& p) {
 }
 
 FrameCase frameCases[] = {
-    // The floor below a perspective eye, and a wall whose normal faces away from the eye.
+    // The floor below a perspective eye, facing it, and a wall whose normal faces away.
     {"perspectiveFloor", allViews[0], Plane(), SurfaceFrame::perspectivePlane, true},
     {"perspectiveWallFacingAway", allViews[0], planeThrough({0.9, 0.5, 0.2}, {12, 3, 0}),
      SurfaceFrame::perspectivePlane, false},
+    // In parallel views the code's tolerance takes the sign of the facing: both facings.
     {"parallelFloor", allViews[1], Plane(), SurfaceFrame::parallelPlane, false},
+    {"parallelFloorFacingAway", allViews[1], -Plane(), SurfaceFrame::parallelPlane, false},
     {"parallelSlope", allViews[1], -planeThrough({0.3, -0.4, 1}, {0, 0, -1}),
      SurfaceFrame::parallelPlane, true},
-    {"cubicFloor", allViews[2], Plane(), SurfaceFrame::cubicPlane, true},
-    {"cubicWall", allViews[2], planeThrough({-1, 0.3, 0}, {6, 0, 0}), SurfaceFrame::cubicPlane,
+    // A cube sees a plane whose normal points away from the eye, as surfaces' normals do.
+    {"cubicFloor", allViews[2], -Plane(), SurfaceFrame::cubicPlane, true},
+    {"cubicWall", allViews[2], planeThrough({1, -0.3, 0}, {6, 0, 0}), SurfaceFrame::cubicPlane,
      true},
 };
 
@@ -127,24 +130,43 @@ TEST_P(EachFrame, CodesAndSidesAgreeWithWorldGeometry) {
     EXPECT_EQ(hidden > 0, c.partlyHidden) << c.name;
 }
 
-TEST_P(EachFrame, EitherFacingOfThePlaneGivesTheSameCodes) {
+TEST_P(EachFrame, EitherFacingOfThePlaneGivesTheSameCodesExceptOnACube) {
     const FrameCase& c = GetParam();
     const ViewProj proj(c.view.params, c.view.width, c.view.height);
     const SurfaceFrame frame(c.plane, proj, fraction);
     const SurfaceFrame reversed(-c.plane, proj, fraction);
+    const bool cubic = c.kind == SurfaceFrame::cubicPlane;
+    if (c.kind == SurfaceFrame::parallelPlane) {
+        EXPECT_EQ(frame.tolerance(), -reversed.tolerance());
+    } else {
+        EXPECT_GT(reversed.tolerance(), 0);
+        EXPECT_EQ(frame.tolerance(), reversed.tolerance());
+    }
+    int seen = 0;
     for (int y = 3; y < c.view.height; y += 41) {
         for (int x = 5; x < c.view.width; x += 53) {
             std::uint32_t a = 0, b = 0;
             const bool seenA = frame.depthCode(x, y, a);
-            ASSERT_EQ(seenA, reversed.depthCode(x, y, b));
+            const bool seenB = reversed.depthCode(x, y, b);
+            seen += seenA;
+            if (cubic) {
+                // The reversed plane faces the eye: the cube doesn't see it anywhere.
+                ASSERT_FALSE(seenB) << x << "," << y;
+                EXPECT_EQ(reversed.classify(x, y, 1000), SurfaceFrame::notVisible);
+                continue;
+            }
+            ASSERT_EQ(seenA, seenB);
             if (seenA) {
                 EXPECT_EQ(a, b);
-                EXPECT_EQ(frame.classify(x, y, a + 5000000), reversed.classify(x, y, a + 5000000));
-                EXPECT_NEAR(frame.signedDistance(x, y, a + 5000000),
-                            -reversed.signedDistance(x, y, a + 5000000), 1e-9);
+                for (const std::uint32_t code : {a - 5000000, a, a + 5000000}) {
+                    EXPECT_EQ(frame.classify(x, y, code), reversed.classify(x, y, code));
+                    EXPECT_NEAR(frame.signedDistance(x, y, code),
+                                -reversed.signedDistance(x, y, code), 1e-9);
+                }
             }
         }
     }
+    EXPECT_GT(seen, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Planes, EachFrame, ::testing::ValuesIn(frameCases),

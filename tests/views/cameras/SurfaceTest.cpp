@@ -78,9 +78,9 @@ double angleBetween(const Vector<3>& a, const Vector<3>& b) {
     return std::asin(std::min(1.0, cross(a.unit(), b.unit()).length()));
 }
 
-/// From a pixel's world point towards the eye along its ray.
-Vector<3> towardsEye(const ViewProj& view, std::int32_t x, std::int32_t y) {
-    return view.worldFromPixel(x, y, 0) - view.worldFromPixel(x, y, 1000000000u);
+/// Along a pixel's ray, away from the eye.
+Vector<3> awayFromEye(const ViewProj& view, std::int32_t x, std::int32_t y) {
+    return view.worldFromPixel(x, y, 1000000000u) - view.worldFromPixel(x, y, 0);
 }
 
 /// The pieces seen over the windows that planeAt samples: the piece if there is one, -1 if
@@ -148,7 +148,8 @@ TEST_P(EachRoomView, PlanesOfFaceInteriorsAreTheScenesPlanes) {
             const Plane& truth = r.scene.pieces()[piece].plane;
             ASSERT_LT(angleBetween(plane.normal(), truth.normal()), 1e-6)
                 << c.name << " at " << x << "," << y << " piece " << piece;
-            EXPECT_GT(dot(plane.normal(), towardsEye(view, x, y)), 0) << c.name;
+            EXPECT_GT(dot(plane.normal(), awayFromEye(view, x, y)), 0)
+                << c.name << " at " << x << "," << y;
             EXPECT_NEAR(plane.distanceTo(r.document->worldAt(x, y)), 0, 1e-9);
             ++tested[piece];
             acrossEdges += faces > 1;
@@ -163,7 +164,7 @@ TEST_P(EachRoomView, PlanesOfFaceInteriorsAreTheScenesPlanes) {
     }
 }
 
-TEST_P(EachRoomView, LocalPlanesFaceTheEyeAtBordersAndBesideSky) {
+TEST_P(EachRoomView, LocalPlanesFaceAwayFromTheEyeAtBordersAndBesideSky) {
     const ViewCase& c = GetParam();
     const Room r = render(c.view, c.width, c.height);
     const ViewProj& view = *r.document->viewProj();
@@ -198,7 +199,7 @@ TEST_P(EachRoomView, LocalPlanesFaceTheEyeAtBordersAndBesideSky) {
             const Plane plane = r.document->localPlaneAt(x, y);
             ASSERT_LT(angleBetween(plane.normal(), r.scene.pieces()[piece].plane.normal()), 1e-4)
                 << c.name << " at " << x << "," << y;
-            ASSERT_GT(dot(plane.normal(), towardsEye(view, x, y)), 0)
+            ASSERT_GT(dot(plane.normal(), awayFromEye(view, x, y)), 0)
                 << c.name << " at " << x << "," << y;
             ++tested;
         }
@@ -260,16 +261,52 @@ TEST(PlaneAt, IsolatedPixelGivesTheLocalPlane) {
     EXPECT_LT(angleBetween(local.normal(), Vector<3>(0, 0, 1)), 1e-4);
 }
 
-TEST(PlaneAt, PixelsWithoutDepth) {
-    // Sky above the perspective view's horizon: the default plane, across the view.
-    const Room flat = render(roomPerspective(), 240, 180);
-    bool noDepth = false;
-    const Plane sky = flat.document->planeAt(120, 0, &noDepth);
-    EXPECT_TRUE(noDepth);
-    EXPECT_EQ(sky.normal(), flat.document->defaultPlane().normal());
-    EXPECT_NEAR(dot(sky.normal(), roomPerspective().zAxis.unit()), -1, 1e-12);
+TEST(PlaneAt, PixelsWithoutDepthHaveTheBackgroundPlane) {
+    // Sky above the horizon: the ground of the picture, through the ends of the bottom row
+    // at the background code and level in the view's frame, facing down.
+    const auto expectGround = [](const ViewParams& record, std::int32_t width,
+                                 std::int32_t height) {
+        const Room r = render(record, width, height);
+        const ZmapDocument& document = *r.document;
+        const ViewProj& view = *document.viewProj();
+        const Plane ground = document.defaultPlane();
+        const Vector<3> up = record.yAxis.unit();
+        EXPECT_NEAR(dot(ground.normal(), up), -1, 1e-12);
+        const std::int32_t right =
+            view.viewType() == ViewProj::cubicView ? view.faceSize().size() - 1 : width - 1;
+        for (const std::int32_t x : {0, right / 3, right}) {
+            const Point<3> p = view.worldFromPixel(x, height - 1, depth::noDepth);
+            EXPECT_NEAR(ground.distanceTo(p), 0, 1e-9 * toVector(p).length()) << x;
+        }
+        EXPECT_LT(ground.distanceTo(record.eye), 0) << "the eye is above the ground";
+        return ground;
+    };
 
-    // In a cube image, the far plane of the pixel's face: face 4 looks up.
+    const Plane ground = expectGround(roomPerspective(), 240, 180);
+    const Room room = render(roomPerspective(), 240, 180);
+    bool noDepth = false;
+    const Plane sky = room.document->planeAt(120, 0, &noDepth);
+    EXPECT_TRUE(noDepth);
+    EXPECT_EQ(sky.normal(), ground.normal());
+    EXPECT_EQ(sky.distanceFromOrigin(), ground.distanceFromOrigin());
+    EXPECT_EQ(room.document->localPlaneAt(120, 0).normal(), ground.normal());
+
+    // A level camera's ground is the world's horizontal, below the eye by the height of
+    // the bottom row's ray where it has the background code.
+    const ViewParams level = makeRecord({.eye = {0.3, 0, 1.6},
+                                         .azimuth = 20,
+                                         .windowLo = {-1, 0.75, 1},
+                                         .windowHi = {1, -0.75, 1}});
+    const Plane levelGround = expectGround(level, 240, 180);
+    EXPECT_NEAR(levelGround.normal().z(), -1, 1e-12);
+    const double distance =
+        level.nearDepth + 4294967295.0 * (level.farDepth - level.nearDepth) / 4294967294.0;
+    EXPECT_NEAR(-levelGround.distanceFromOrigin(), 1.6 - 0.75 * distance, 1e-9);
+    expectGround(roomParallel(), 240, 160);
+    expectGround(roomCube(), 6 * 32, 32);
+
+    // In a cube image a pixel without depth has the far plane of its face: face 4 looks
+    // up.
     const Room cube = render(roomCube(), 6 * 32, 32);
     noDepth = false;
     const Plane up = cube.document->planeAt(4 * 32 + 16, 16, &noDepth);
