@@ -138,15 +138,22 @@ std::int32_t TileBitmap::locate(std::int32_t x, std::int32_t y, TileHandle& hold
     return index;
 }
 
+const TileHandle& TileBitmap::writableTile(std::int32_t index, TileHandle& hold) {
+    // The caller's handle may pin this very tile (a reused hold): let go of it first, or the
+    // tile looks shared and is copied again on every write.
+    hold.reset();
+    hold = tiles_.getSinglyReferenced(index, *this);
+    setChanged();
+    return hold;
+}
+
 std::uint8_t* TileBitmap::pixelForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
                                         std::int32_t* tileIndex) {
     const std::int32_t index = locate(x, y, hold, tileIndex);
     if (index < 0) {
         return nullptr;
     }
-    hold = tiles_.getSinglyReferenced(index, *this);
-    setChanged();
-    return hold->pixel(x & geometry_.xMask, y & geometry_.yMask);
+    return writableTile(index, hold)->pixel(x & geometry_.xMask, y & geometry_.yMask);
 }
 
 const std::uint8_t* TileBitmap::pixelForRead(std::int32_t x, std::int32_t y, TileHandle& hold,
@@ -167,9 +174,7 @@ std::uint8_t* TileBitmap::tileForWrite(std::int32_t index, TileHandle& hold) {
         hold.reset();
         return nullptr;
     }
-    hold = tiles_.getSinglyReferenced(index, *this);
-    setChanged();
-    return hold->pixels();
+    return writableTile(index, hold)->pixels();
 }
 
 const std::uint8_t* TileBitmap::tileForRead(std::int32_t index, TileHandle& hold) const {
@@ -339,22 +344,18 @@ bool TileBitmap::stitchFaces(std::int32_t n) {
     };
     const std::int32_t bytes = bytesPerPixel();
     const FaceSize faces(n);
-    TileHandle sourceHold;
-    TileHandle targetHold;
+    // One handle serves every read and write, so at most one tile is pinned at a time.
+    TileHandle hold;
     const auto copyIfDifferent = [&](IPoint<2> from, IPoint<2> to) {
         const IPoint<2> a = toImage(from);
         const IPoint<2> b = toImage(to);
-        const std::uint8_t* source = pixelForRead(a.x, a.y, sourceHold, nullptr);
-        const std::uint8_t* target = pixelForRead(b.x, b.y, targetHold, nullptr);
-        source = source ? source : emptyValue_;
-        target = target ? target : emptyValue_;
-        if (std::memcmp(source, target, static_cast<std::size_t>(bytes)) != 0) {
-            std::uint8_t value[8];
-            std::memcpy(value, source, static_cast<std::size_t>(bytes));
-            // Let go of the read handles, so that a private tile isn't copied again.
-            sourceHold.reset();
-            targetHold.reset();
-            std::memcpy(pixelForWrite(b.x, b.y, targetHold, nullptr), value,
+        std::uint8_t value[8];
+        const std::uint8_t* source = pixelForRead(a.x, a.y, hold, nullptr);
+        std::memcpy(value, source ? source : emptyValue_, static_cast<std::size_t>(bytes));
+        const std::uint8_t* target = pixelForRead(b.x, b.y, hold, nullptr);
+        if (std::memcmp(value, target ? target : emptyValue_, static_cast<std::size_t>(bytes)) !=
+            0) {
+            std::memcpy(pixelForWrite(b.x, b.y, hold, nullptr), value,
                         static_cast<std::size_t>(bytes));
         }
     };

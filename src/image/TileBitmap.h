@@ -79,7 +79,9 @@ public:
     /// and format. Copies no pixel.
     virtual void copyFrom(const TileBitmap& other, bool overwrite);
     /// Pointer to pixel (x, y) in a privately owned tile, or null outside the image.
-    /// `tileIndex`, if given, receives the tile's index (-1 outside). Throws std::bad_alloc.
+    /// `tileIndex`, if given, receives the tile's index (-1 outside). `hold` is let go of
+    /// before the tile is made private, so a handle reused from an earlier read or write of
+    /// the same tile does not count as another holder. Throws std::bad_alloc.
     virtual std::uint8_t* pixelForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
                                         std::int32_t* tileIndex);
     /// Pointer to pixel (x, y) for reading, without copying; null outside the image (index
@@ -87,7 +89,7 @@ public:
     virtual const std::uint8_t* pixelForRead(std::int32_t x, std::int32_t y, TileHandle& hold,
                                              std::int32_t* tileIndex) const;
     /// The pixels of tile `index` in a privately owned tile; sets the changed flag. Null out
-    /// of range. Throws std::bad_alloc.
+    /// of range. `hold` is let go of first, as in pixelForWrite. Throws std::bad_alloc.
     virtual std::uint8_t* tileForWrite(std::int32_t index, TileHandle& hold);
     /// The pixels of tile `index` for reading; null if empty or out of range.
     virtual const std::uint8_t* tileForRead(std::int32_t index, TileHandle& hold) const;
@@ -181,6 +183,9 @@ private:
                         std::int32_t* tileIndex) const;
     /// A new tile for entry `index`, of that tile's size, holding the empty value.
     TileHandle makeTile(std::int32_t index) const;
+    /// The one way to a writable tile: releases `hold`, then sets it to entry `index` made
+    /// private by copy on write, and sets the changed flag. `index` must be in range.
+    const TileHandle& writableTile(std::int32_t index, TileHandle& hold);
 
     const ZmapDocument* document_;
     std::atomic<bool> changed_{false};
