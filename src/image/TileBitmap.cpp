@@ -18,6 +18,13 @@ namespace {
 /// Shown for an empty colour tile: black, enough for the largest tile at any stride.
 const std::uint8_t blankRows[256 * 3 * 256] = {};
 
+/// A row of the widest tile (256 pixels) of the largest pixel (8 bytes), all zero: the
+/// empty row of every bitmap whose empty value is zero. Never freed.
+std::shared_ptr<const std::uint8_t[]> zeroRow() {
+    static const std::shared_ptr<const std::uint8_t[]> row(new std::uint8_t[256 * 8]());
+    return row;
+}
+
 } // namespace
 
 std::int32_t bytesPerPixel(PixelFormat format) {
@@ -49,12 +56,12 @@ TileRectReader::TileRectReader(const TileBitmap* bitmap, std::int32_t x, std::in
 TileBitmap::TileBitmap(const ZmapDocument* document, const TileGeometry& geometry,
                        PixelFormat format)
     : document_(document), tiles_(geometry.tileCount()), format_(format),
-      bitsPerPixel_(::bytesPerPixel(format) * 8), geometry_(geometry) {}
+      bitsPerPixel_(::bytesPerPixel(format) * 8), geometry_(geometry), emptyRow_(zeroRow()) {}
 
 TileBitmap::TileBitmap(const TileBitmap& other)
     : TQL::Handlable(), document_(other.document_), changed_(other.changed()), tiles_(other.tiles_),
       format_(other.format_), bitsPerPixel_(other.bitsPerPixel_), geometry_(other.geometry_),
-      emptyValueIsZero_(other.emptyValueIsZero_) {
+      emptyValueIsZero_(other.emptyValueIsZero_), emptyRow_(other.emptyRow_) {
     std::memcpy(emptyValue_, other.emptyValue_, sizeof emptyValue_);
 }
 
@@ -66,6 +73,16 @@ void TileBitmap::setEmptyValue(const void* value) {
     std::memcpy(emptyValue_, value, static_cast<std::size_t>(bytes));
     emptyValueIsZero_ =
         std::all_of(emptyValue_, emptyValue_ + bytes, [](std::uint8_t b) { return b == 0; });
+    if (emptyValueIsZero_) {
+        emptyRow_ = zeroRow();
+        return;
+    }
+    const auto rowBytes = static_cast<std::size_t>(geometry_.tileWidth) * bytes;
+    std::shared_ptr<std::uint8_t[]> row(new std::uint8_t[rowBytes]);
+    for (std::size_t i = 0; i < rowBytes; i += static_cast<std::size_t>(bytes)) {
+        std::memcpy(&row[i], emptyValue_, static_cast<std::size_t>(bytes));
+    }
+    emptyRow_ = std::move(row);
 }
 
 TileHandle TileBitmap::makeTile(std::int32_t index) const {
@@ -190,7 +207,10 @@ std::int32_t TileBitmap::runForRead(std::int32_t x, std::int32_t y, TileHandle& 
                                     const std::uint8_t** pixel) const {
     *pixel = pixelForRead(x, y, hold, nullptr);
     if (!*pixel) {
-        return 0;
+        if (!hold) {
+            return 0; // outside the image
+        }
+        *pixel = emptyRow_.get(); // never written: the empty value, as a pixel read gives
     }
     return std::min(geometry_.width, (x | geometry_.xMask) + 1) - x;
 }

@@ -321,10 +321,54 @@ TEST(TileStore, ReadsOutsideAndInEmptyTiles) {
     EXPECT_EQ(b->pixelForRead(10, 10, hold, &index), nullptr);
     EXPECT_EQ(index, 0);
     const std::uint8_t* run = nullptr;
-    EXPECT_EQ(b->runForRead(10, 10, hold, &run), 0);
+    ASSERT_EQ(b->runForRead(10, 10, hold, &run), 54); // to the end of the empty tile
+    EXPECT_TRUE(hold->empty());
+    for (std::int32_t i = 0; i < 54 * 3; ++i) {
+        ASSERT_EQ(run[i], 0) << i;
+    }
+    EXPECT_EQ(b->runForRead(150, 10, hold, &run), 0);
     EXPECT_EQ(b->tileForRead(0, hold), nullptr);
     EXPECT_EQ(b->tileForWrite(6, hold), nullptr);
     EXPECT_EQ(b->nonEmptyTiles(), 0);
+}
+
+// A span filler reads runs; every pixel of a run must be what a pixel read gives, in
+// written and never-written tiles alike, for channels whose empty value is not zero too.
+TEST(TileStore, RunsReadWhatPixelReadsRead) {
+    auto doc = test::makeTestDocument(150, 100);
+    TileHandle hold;
+    *doc->zWrite(70, 70, hold) = 5;       // tile 4 written, the others never
+    *doc->cutoutZWrite(10, 90, hold) = 6; // tile 3
+    *doc->rgbWrite(149, 0, hold) = ColourPOD{1, 2, 3};
+    hold.reset();
+    const auto check = [](const TileBitmap& b, auto value, const char* name) {
+        using T = decltype(value);
+        SCOPED_TRACE(name);
+        const TileGeometry& g = b.geometry();
+        for (std::int32_t y = 0; y < g.height; y += 3) {
+            for (std::int32_t x = 0; x < g.width;) {
+                TileHandle runHold;
+                const std::uint8_t* run = nullptr;
+                const std::int32_t n = b.runForRead(x, y, runHold, &run);
+                ASSERT_EQ(n, std::min((x | g.xMask) + 1, g.width) - x) << x << "," << y;
+                for (std::int32_t i = 0; i < n; ++i) {
+                    T v;
+                    std::memcpy(&v, run + std::size_t(i) * sizeof(T), sizeof(T));
+                    ASSERT_EQ(v, b.valueAt<T>(x + i, y)) << x + i << "," << y;
+                }
+                x += n;
+            }
+        }
+    };
+    check(*doc->z, std::uint32_t{}, "depth");
+    check(*doc->cutoutZ, std::uint32_t{}, "overlay depth");
+    check(*doc->rgb, ColourPOD{}, "colour");
+    // The never-written tiles of the depth channel read as no depth.
+    const std::uint8_t* run = nullptr;
+    ASSERT_EQ(doc->z->runForRead(0, 0, hold, &run), 64);
+    std::uint32_t first;
+    std::memcpy(&first, run, 4);
+    EXPECT_EQ(first, ZBitmap::noDepth);
 }
 
 TEST(TileStore, RunsEndAtTileAndImageEdges) {
