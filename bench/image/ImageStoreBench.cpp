@@ -164,6 +164,80 @@ void BM_CopyFromWholeChannel(benchmark::State& state) {
 }
 BENCHMARK(BM_CopyFromWholeChannel)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
+/// Paints a 256 x 256 square at (100, 100) of a 1024 x 1024 colour channel one pixel at a
+/// time through one reused handle (pixelForWrite), as a tool that pins a tile and writes
+/// through it does. Before every iteration the channel's tiles are shared with a snapshot
+/// (an undo level), so each tile the square touches must be copied exactly once: "copies"
+/// is LockedHandleVector::tileCopies() over one iteration, "tiles" the tiles the square
+/// touches, "copies_per_tile" their ratio (1 is right). The anchor is the same square
+/// written pixel by pixel into a flat array in the same iteration; "ratio" is the flat
+/// time over the channel's.
+void BM_PaintSquareThroughOneHandle(benchmark::State& state) {
+    const std::int32_t side = 1024;
+    const std::int32_t x0 = 100;
+    const std::int32_t y0 = 100;
+    const std::int32_t square = 256;
+    const TileGeometry geometry = TileGeometry::compute(side, side);
+    auto rgb = TQL::makeHandle<RgbBitmap>(nullptr, geometry);
+    auto snapshot = TQL::makeHandle<RgbBitmap>(nullptr, geometry);
+    std::vector<std::uint8_t> row(std::size_t(side) * 3, 0x40);
+    {
+        TileRowWriter writer(*rgb);
+        for (std::int32_t y = 0; y < side; ++y) {
+            writer.writeRow(0, y, row.data(), side);
+        }
+    }
+    std::vector<std::uint8_t> flat(std::size_t(side) * side * 3, 0x40);
+    const std::int64_t touched =
+        std::int64_t(((x0 + square - 1) >> geometry.xShift) - (x0 >> geometry.xShift) + 1) *
+        (((y0 + square - 1) >> geometry.yShift) - (y0 >> geometry.yShift) + 1);
+
+    std::uint64_t copies = 0;
+    double tileTime = 0;
+    double flatTime = 0;
+    std::uint8_t value = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        snapshot->copyFrom(*rgb, true); // every tile shared again
+        ++value;
+        state.ResumeTiming();
+        const std::uint64_t before = LockedHandleVector::tileCopies();
+        const auto t0 = Clock::now();
+        TileHandle hold;
+        for (std::int32_t y = y0; y < y0 + square; ++y) {
+            for (std::int32_t x = x0; x < x0 + square; ++x) {
+                std::uint8_t* p = rgb->pixelForWrite(x, y, hold, nullptr);
+                p[0] = value;
+                p[1] = value;
+                p[2] = value;
+            }
+        }
+        hold.reset();
+        const auto t1 = Clock::now();
+        for (std::int32_t y = y0; y < y0 + square; ++y) {
+            for (std::int32_t x = x0; x < x0 + square; ++x) {
+                std::uint8_t* p = &flat[(std::size_t(y) * side + x) * 3];
+                p[0] = value;
+                p[1] = value;
+                p[2] = value;
+                benchmark::DoNotOptimize(p);
+            }
+        }
+        const auto t2 = Clock::now();
+        copies = LockedHandleVector::tileCopies() - before;
+        tileTime += seconds(t0, t1);
+        flatTime += seconds(t1, t2);
+        state.SetIterationTime(seconds(t0, t1));
+    }
+    state.counters["copies"] = double(copies);
+    state.counters["tiles"] = double(touched);
+    state.counters["copies_per_tile"] = double(copies) / double(touched);
+    state.counters["ns_per_pixel"] =
+        tileTime * 1e9 / double(state.iterations()) / double(square * square);
+    state.counters["ratio"] = flatTime / tileTime;
+}
+BENCHMARK(BM_PaintSquareThroughOneHandle)->UseManualTime()->Unit(benchmark::kMillisecond);
+
 } // namespace
 
 BENCHMARK_MAIN();

@@ -4,6 +4,7 @@
 #include "core/StringUtils.h"
 #include "file/FileType.h"
 #include "file/ZmapDocumentFile.h"
+#include "image/ChannelTable.h"
 #include "image/ZmapDocument.h"
 
 #include <array>
@@ -20,6 +21,8 @@ constexpr std::int32_t messageSaveFailed = 10077;
 constexpr std::int32_t messageSaveWarning = 10078;
 constexpr std::int32_t messageNotADocument = 10080;
 constexpr std::int32_t messageUnknownType = 10081;
+/// The text of status s is string statusTextId - s.
+constexpr std::int32_t statusTextId = 11100;
 
 const wchar_t* const productName = L"Quorvale";
 
@@ -28,42 +31,28 @@ const wchar_t* const productName = L"Quorvale";
 class HeldDocument {
 public:
     explicit HeldDocument(const ZmapDocument& d)
-        : width_(d.width()), height_(d.height()), rgb_(d.rgb), z_(d.z), mat_(d.mat),
-          originalRgb_(d.originalRgb), originalZ_(d.originalZ), originalMat_(d.originalMat),
-          cutoutRgb_(d.cutoutRgb), cutoutZ_(d.cutoutZ), cutoutMat_(d.cutoutMat),
-          cutoutAlpha_(d.cutoutAlpha), shadowAlpha_(d.shadowAlpha), wetLayer_(d.wetLayer),
-          wetColour_(d.wetColour), strokeAlpha_(d.editor.strokeAlpha), wetAlpha_(d.editor.wetAlpha),
-          wetCache_(d.editor.wetCache), undoBuffer_(d.editor.undoBuffer),
-          changedSinceSave_(d.editor.changedSinceSave()), pathName_(d.pathName),
+        : width_(d.width()), height_(d.height()), undoBuffer_(d.editor.undoBuffer),
+          changedSinceOpen_(d.editor.changedSinceOpen()), pathName_(d.pathName),
           readOnly_(d.readOnly),
           fromFile_(d.fromFile), texts_{d.description, d.artist,       d.copyright,
                                         d.software,    d.hostComputer, d.dateTime},
           savedCompression_(d.savedCompression), compression_(d.compression),
           cutoutBlock_(d.cutoutBlock), cutoutBlockItems_(d.cutoutBlockItems),
           materials_(d.materials()), xResolution_(d.xResolution), yResolution_(d.yResolution),
-          view_(d.viewParams()) {}
+          view_(d.viewParams()) {
+        for (const ChannelInfo& c : ChannelTable::all()) {
+            channels_.push_back(c.get(d));
+        }
+    }
 
     void restore(ZmapDocument& d) const {
         d.clearDocument();
         (void)d.setSize(width_, height_); // the size the held channels were made for
-        d.rgb = rgb_;
-        d.z = z_;
-        d.mat = mat_;
-        d.originalRgb = originalRgb_;
-        d.originalZ = originalZ_;
-        d.originalMat = originalMat_;
-        d.cutoutRgb = cutoutRgb_;
-        d.cutoutZ = cutoutZ_;
-        d.cutoutMat = cutoutMat_;
-        d.cutoutAlpha = cutoutAlpha_;
-        d.shadowAlpha = shadowAlpha_;
-        d.wetLayer = wetLayer_;
-        d.wetColour = wetColour_;
-        d.editor.strokeAlpha = strokeAlpha_;
-        d.editor.wetAlpha = wetAlpha_;
-        d.editor.wetCache = wetCache_;
+        for (std::size_t i = 0; i < channels_.size(); ++i) {
+            ChannelTable::all()[i].set(d, channels_[i]);
+        }
         d.editor.undoBuffer = undoBuffer_;
-        d.editor.setChangedSinceSave(changedSinceSave_);
+        d.editor.setChangedSinceOpen(changedSinceOpen_);
         d.pathName = pathName_;
         d.readOnly = readOnly_;
         d.fromFile = fromFile_;
@@ -92,24 +81,10 @@ public:
 private:
     std::int32_t width_;
     std::int32_t height_;
-    TQL::Handle<RgbBitmap> rgb_;
-    TQL::Handle<ZBitmap> z_;
-    TQL::Handle<MatBitmap> mat_;
-    TQL::Handle<RgbBitmap> originalRgb_;
-    TQL::Handle<ZBitmap> originalZ_;
-    TQL::Handle<MatBitmap> originalMat_;
-    TQL::Handle<RgbBitmap> cutoutRgb_;
-    TQL::Handle<ZBitmap> cutoutZ_;
-    TQL::Handle<MatBitmap> cutoutMat_;
-    TQL::Handle<AlphaBitmap> cutoutAlpha_;
-    TQL::Handle<AlphaBitmap> shadowAlpha_;
-    TQL::Handle<WetLayerBitmap> wetLayer_;
-    TQL::Handle<RgbBitmap> wetColour_;
-    TQL::Handle<AlphaBitmap> strokeAlpha_;
-    TQL::Handle<AlphaBitmap> wetAlpha_;
-    TQL::Handle<RgbCacheBitmap> wetCache_;
+    /// The channels in the order of ChannelTable::all().
+    std::vector<TQL::Handle<TileBitmap>> channels_;
     TQL::Handle<UndoBuffer> undoBuffer_;
-    bool changedSinceSave_;
+    bool changedSinceOpen_;
     std::wstring pathName_;
     std::uint8_t readOnly_;
     std::uint8_t fromFile_;
@@ -180,6 +155,9 @@ void ZmapDocumentCommands::open(Status& status, ZmapDocument& document, const st
     }
     if (status == status::warning) {
         document.editor.tell(messageOpenWarning, commandText(messageOpenWarning, {path}));
+    } else if (status != status::ok) {
+        // Every other failure says why, in the status's own text.
+        document.editor.tell(statusTextId - status, statusText(status));
     }
 }
 

@@ -7,6 +7,7 @@
 #include "file/ZmapCodec.h"
 #include "file/ZmapPredictor.h"
 #include "file/ZmapSection.h"
+#include "image/ChannelTable.h"
 #include "image/TileRowWriter.h"
 #include "image/ZmapDocument.h"
 
@@ -38,12 +39,14 @@ struct MaterialEntry {
 
 /// Everything read from the file, held apart from the document until the read succeeds.
 struct FileContent {
-    TQL::Handle<RgbBitmap> rgb;
-    TQL::Handle<ZBitmap> z;
-    TQL::Handle<MatBitmap> mat;
-    TQL::Handle<RgbBitmap> originalRgb;
-    TQL::Handle<ZBitmap> originalZ;
-    TQL::Handle<MatBitmap> originalMat;
+    /// The channels read, in the order of ChannelTable::all(); null where not read.
+    std::vector<TQL::Handle<TileBitmap>> channels =
+        std::vector<TQL::Handle<TileBitmap>>(ChannelTable::all().size());
+    /// The channel of a ChannelId, null if not read.
+    TileBitmap* channel(std::uint32_t id) const {
+        const ChannelInfo* c = ChannelTable::find(id);
+        return c ? channels[ChannelTable::indexOf(*c)].get() : nullptr;
+    }
     ViewParams view;
     std::array<std::wstring, 6> texts;
     std::vector<MaterialEntry> materials;
@@ -159,11 +162,12 @@ Status Reader::read(ZmapDocument& document) {
         return s;
     }
     // Tiles an original section left out are those it shares with the main channel.
-    if (content_.originalZ) {
-        content_.originalZ->copyFrom(*content_.z, false);
-    }
-    if (content_.originalMat && content_.mat) {
-        content_.originalMat->copyFrom(*content_.mat, false);
+    for (const std::uint32_t id : {channelOriginalZ, channelOriginalMat}) {
+        TileBitmap* original = content_.channel(id);
+        const TileBitmap* main = content_.channel(ChannelTable::find(id)->copyOf);
+        if (original && main) {
+            original->copyFrom(*main, false);
+        }
     }
     fillSharedBlocks();
     commit(document);
@@ -403,39 +407,31 @@ Status Reader::readMaterials(const ZmapSection& section) {
 Status Reader::readSection(const ZmapSection& section, ZmapDocument& document) {
     takeTexts(section);
     Status s = status::ok;
-    TQL::Handle<TileBitmap> bitmap;
+    const ChannelInfo* channel = ChannelTable::find(section.channel);
+    if (!channel || !channel->saved) {
+        return status::damaged;
+    }
     switch (section.channel) {
     case channelRgb:
         takeResolution(section);
         s = readColourData(section);
-        bitmap = content_.rgb = TQL::makeHandle<RgbBitmap>(&document, geometry_);
-        break;
-    case channelOriginalRgb:
-        bitmap = content_.originalRgb = TQL::makeHandle<RgbBitmap>(&document, geometry_);
         break;
     case channelZ:
         s = readCamera(section);
-        bitmap = content_.z = TQL::makeHandle<ZBitmap>(&document, geometry_, ZBitmap::noDepth);
-        break;
-    case channelOriginalZ:
-        bitmap = content_.originalZ =
-            TQL::makeHandle<ZBitmap>(&document, geometry_, ZBitmap::noDepth);
         break;
     case channelMat:
         s = readMaterials(section);
-        bitmap = content_.mat = TQL::makeHandle<MatBitmap>(&document, geometry_);
-        break;
-    case channelOriginalMat:
-        bitmap = content_.originalMat = TQL::makeHandle<MatBitmap>(&document, geometry_);
         break;
     default:
-        return status::damaged;
+        break;
     }
+    TQL::Handle<TileBitmap>& bitmap = content_.channels[ChannelTable::indexOf(*channel)];
+    bitmap = ChannelTable::make(*channel, &document, geometry_);
     if (s == status::ok) {
         s = readPixels(section, *bitmap);
     }
     if (s == status::ok && section.kind == zmapKind::panoramaDepth) {
-        content_.z->stitchFaces(faceSize_);
+        bitmap->stitchFaces(faceSize_);
     }
     return s;
 }
@@ -569,9 +565,7 @@ bool Reader::decodeBlock(ZmapDecoder* decoder, std::uint64_t offset, std::uint64
 
 void Reader::fillSharedBlocks() {
     for (const SharedBlock& b : sharedBlocks_) {
-        const TileBitmap* main = b.channel == channelOriginalZ
-                                     ? static_cast<TileBitmap*>(content_.z.get())
-                                     : content_.mat.get();
+        const TileBitmap* main = content_.channel(ChannelTable::find(b.channel)->copyOf);
         if (!main) {
             continue;
         }
@@ -610,12 +604,11 @@ void Reader::commit(ZmapDocument& document) {
     document.pathName = path;
     // The size was checked against the same limits when the geometry was made.
     (void)document.setSize(geometry_.width, geometry_.height);
-    document.rgb = content_.rgb;
-    document.z = content_.z;
-    document.mat = content_.mat;
-    document.originalRgb = content_.originalRgb;
-    document.originalZ = content_.originalZ;
-    document.originalMat = content_.originalMat;
+    for (const ChannelInfo& c : ChannelTable::all()) {
+        if (c.saved) {
+            c.set(document, content_.channels[ChannelTable::indexOf(c)]);
+        }
+    }
     document.setViewParams(content_.view);
     document.description = content_.texts[0];
     document.software = content_.texts[1];

@@ -167,10 +167,12 @@ Status Writer::write() {
     std::vector<Channel> channels;
     channels.push_back(
         {doc_.rgb.get(), nullptr, zmapKind::colour, 3, FilePixelType::rgb24, true, true});
-    // A panorama record goes with six square faces side by side; a cube view code on an
-    // image of another shape is kept in a flat record, which any reader can take back.
-    const bool panorama = doc_.viewParams().viewCode == ViewParams::cubicCode &&
-                          std::int64_t{g_.width} == 6 * std::int64_t{g_.height};
+    // A cube view code is written as a panorama record, which goes with six square faces
+    // side by side: an image of another shape under that code could not be read back.
+    const bool panorama = doc_.viewParams().viewCode == ViewParams::cubicCode;
+    if (panorama && std::int64_t{g_.width} != 6 * std::int64_t{g_.height}) {
+        return status::noConversion;
+    }
     const std::uint32_t depthKind = panorama ? zmapKind::panoramaDepth : zmapKind::depth;
     channels.push_back({doc_.z.get(), nullptr, depthKind, 0, FilePixelType::depth32, true, false});
     if (doc_.mat) {

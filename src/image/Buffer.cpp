@@ -26,31 +26,19 @@ void ThumbBuffer::putRow(std::int32_t row, const double*, const std::uint32_t* c
     for (std::int32_t x = 0; x < width_; ++x) {
         mask[x] = covered[x] && colours[4 * x + 3] > 127 ? 1 : 0;
     }
-    // A row's pixels are settled once the row below is known.
-    if (lastRow_ >= 0 && lastRow_ != row) {
-        settle(lastRow_);
+    // Rows come top down: a set pixel is inside when the pixels above and to its left are
+    // set too, and is then filled; the others are the outline.
+    for (std::int32_t x = 0; x < width_; ++x) {
+        if (mask[x]) {
+            const bool inside = set(x - 1, row) && set(x, row - 1);
+            out[x] = inside ? settings_.fillColour : settings_.outlineColour;
+        }
     }
-    settle(row);
-    lastRow_ = row;
 }
 
-void ThumbBuffer::finish() {
-    if (lastRow_ >= 0) {
-        settle(lastRow_);
-    }
-}
+void ThumbBuffer::finish() {}
 
 bool ThumbBuffer::set(std::int32_t x, std::int32_t y) const {
     return x >= 0 && y >= 0 && x < width_ && y < height_ &&
            mask_[static_cast<std::size_t>(y) * width_ + x];
-}
-
-void ThumbBuffer::settle(std::int32_t y) {
-    ColourPOD* out = rgb_ + static_cast<std::size_t>(y) * width_;
-    for (std::int32_t x = 0; x < width_; ++x) {
-        if (set(x, y)) {
-            const bool inside = set(x - 1, y) && set(x + 1, y) && set(x, y - 1) && set(x, y + 1);
-            out[x] = inside ? settings_.fillColour : settings_.outlineColour;
-        }
-    }
 }

@@ -50,9 +50,9 @@ struct ThumbSettings {
 /// Draws a model's preview into a caller's colour array, without an image.
 ///
 /// In outline mode a byte mask keeps the pixels that are covered with a coverage above
-/// 127. A set pixel whose four neighbours are set as well is inside and takes the fill
-/// colour; the other set pixels are the outline. Pixels outside the mask keep the array's
-/// colours.
+/// 127. Rows come top down, so a pixel is settled as its row arrives: a set pixel whose
+/// neighbours above and to the left are set as well is inside and takes the fill colour;
+/// the other set pixels are the outline. Pixels outside the mask keep the array's colours.
 class ThumbBuffer : public Buffer {
 public:
     /// `rgb` holds width x height pixels, row after row, and outlives the buffer.
@@ -66,13 +66,10 @@ public:
 
 private:
     bool set(std::int32_t x, std::int32_t y) const;
-    /// Gives the pixels of row y their outline or fill colour.
-    void settle(std::int32_t y);
 
     std::int32_t width_;
     std::int32_t height_;
     ColourPOD* rgb_;
     ThumbSettings settings_;
     std::vector<std::uint8_t> mask_;
-    std::int32_t lastRow_ = -1;
 };

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Bit 0 changes the document, bit 1 counts as saved, bit 2 keeps the changed-since-save
+/// Bit 0 changes the document, bit 1 counts as saved, bit 2 keeps the changed-since-open
 /// byte: commands the undo store can take back.
 constexpr std::uint32_t flagTable[commandCount] = {
     0, // nothing
@@ -16,15 +16,15 @@ constexpr std::uint32_t flagTable[commandCount] = {
     commandCountsAsSaved, // save as
     commandCountsAsSaved, // revert
     commandChangesDocument,
-    commandChangesDocument | commandKeepsChangedSinceSave, // paste image
+    commandChangesDocument | commandKeepsChangedSinceOpen, // paste image
     0,                                                     // import into a channel
-    commandChangesDocument | commandKeepsChangedSinceSave, // undo
-    commandChangesDocument | commandKeepsChangedSinceSave, // redo
-    commandChangesDocument | commandKeepsChangedSinceSave, // repeat
+    commandChangesDocument | commandKeepsChangedSinceOpen, // undo
+    commandChangesDocument | commandKeepsChangedSinceOpen, // redo
+    commandChangesDocument | commandKeepsChangedSinceOpen, // repeat
     commandChangesDocument,                                // crop
     commandChangesDocument,                                // material set
-    commandChangesDocument | commandKeepsChangedSinceSave, // flatten
-    commandChangesDocument | commandKeepsChangedSinceSave, // auto levels
+    commandChangesDocument | commandKeepsChangedSinceOpen, // flatten
+    commandChangesDocument | commandKeepsChangedSinceOpen, // auto levels
 };
 
 } // namespace

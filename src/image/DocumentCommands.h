@@ -39,7 +39,7 @@ enum DocumentCommand : std::int32_t {
 enum CommandFlag : std::uint32_t {
     commandChangesDocument = 1,      ///< on success the document is changed...
     commandCountsAsSaved = 2,        ///< ...or, without bit 0, saved
-    commandKeepsChangedSinceSave = 4 ///< the store can take it back: doesn't set the byte
+    commandKeepsChangedSinceOpen = 4 ///< the store can take it back: doesn't set the byte
 };
 
 /// The flags of command `command` (0 to 15).

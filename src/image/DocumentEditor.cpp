@@ -162,17 +162,17 @@ void DocumentEditor::execute(Status& status, std::int32_t command,
     const std::uint32_t flags = commandFlags(command);
     if (flags & commandChangesDocument) {
         const bool backToSaved = (command == commandUndo || command == commandRedo) && undoBuffer &&
-                                 undoBuffer->atSavedState() && !changedSinceSave_;
+                                 undoBuffer->atSavedState() && !changedSinceOpen_;
         document->setChanged(!backToSaved);
-        if (!(flags & commandKeepsChangedSinceSave)) {
-            changedSinceSave_ = 1;
+        if (!(flags & commandKeepsChangedSinceOpen)) {
+            changedSinceOpen_ = 1;
         }
     } else if (flags & commandCountsAsSaved) {
+        // A save doesn't clear the byte: what the store can't take back stays so.
         document->setChanged(false);
         if (undoBuffer) {
             undoBuffer->markSaved();
         }
-        changedSinceSave_ = 0;
     }
 }
 

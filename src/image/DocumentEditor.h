@@ -64,10 +64,11 @@ public:
     void tell(std::int32_t id, const std::wstring& text) const;
     void tellProgress(std::int32_t id, const std::wstring& text) const;
 
-    /// Set by a change the undo store can't take back, cleared by a save and by clearing the
-    /// document.
-    bool changedSinceSave() const { return changedSinceSave_ != 0; }
-    void setChangedSinceSave(bool changed) { changedSinceSave_ = changed ? 1 : 0; }
+    /// Set by a change the undo store can't take back (a command that changes the document
+    /// without commandKeepsChangedSinceOpen), cleared only by clearing the document: once
+    /// set, undoing to the saved level no longer counts as unchanged.
+    bool changedSinceOpen() const { return changedSinceOpen_ != 0; }
+    void setChangedSinceOpen(bool changed) { changedSinceOpen_ = changed ? 1 : 0; }
 
     ZmapDocument* document;
     /// The extents that the current pass has applied, in order.
@@ -100,5 +101,5 @@ private:
     CommandMessages* messages_ = nullptr;
     Reporter* progress_ = nullptr;
     TQL::Handle<RepeatableAction> repeatAction_;
-    std::uint8_t changedSinceSave_ = 0;
+    std::uint8_t changedSinceOpen_ = 0;
 };

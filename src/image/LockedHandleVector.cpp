@@ -3,6 +3,7 @@
 #include "image/TileBitmap.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 TqlCriticalSection LockedHandleVector::csTileVector(L"LockedHandleVector::csTileVector");
@@ -12,6 +13,8 @@ namespace {
 bool isNull(const TileHandle& h) {
     return h.get() == TileBitmapTile::nullTilePointer();
 }
+
+std::atomic<std::uint64_t> copiesMade{0};
 
 } // namespace
 
@@ -135,14 +138,18 @@ TileHandle LockedHandleVector::getSinglyReferenced(std::int32_t i, const TileBit
                 return TileHandle();
             }
             current = entries_[static_cast<std::size_t>(i)];
-            // The entry and `current` are the only holders: the tile is private.
-            if (!isNull(current) && current.refC() == 2) {
+            if (heldPrivately(current)) {
                 return current;
             }
         }
         // The new tile is made outside the lock: no pixel work under it.
-        TileHandle fresh =
-            isNull(current) ? owner.makeTile(i) : TQL::makeHandle<TileBitmapTile>(*current);
+        TileHandle fresh;
+        if (isNull(current)) {
+            fresh = owner.makeTile(i);
+        } else {
+            fresh = TQL::makeHandle<TileBitmapTile>(*current);
+            copiesMade.fetch_add(1, std::memory_order_relaxed);
+        }
         {
             TqlSimpleLock lock(csTileVector, L"LockedHandleVector::getSinglyReferenced");
             TileHandle& entry = entries_[static_cast<std::size_t>(i)];
@@ -156,6 +163,10 @@ TileHandle LockedHandleVector::getSinglyReferenced(std::int32_t i, const TileBit
         }
         // The entry changed while the copy was made: look again.
     }
+}
+
+std::uint64_t LockedHandleVector::tileCopies() {
+    return copiesMade.load(std::memory_order_relaxed);
 }
 
 bool LockedHandleVector::sameTile(std::int32_t i, const LockedHandleVector& other) const {

@@ -46,8 +46,19 @@ public:
     bool swap(std::int32_t first, std::int32_t last, LockedHandleVector& other, TileBitmap& owner);
     /// Copy on write: a handle to tile i that nobody else holds. An empty entry gets a new
     /// tile of its size from `owner` (initialised to the owner's empty value); a shared
-    /// tile is replaced by a byte copy. Throws std::bad_alloc.
+    /// tile is replaced by a byte copy. A caller that still holds tile i in a handle of its
+    /// own makes it look shared: let go of it before asking. Throws std::bad_alloc.
     TileHandle getSinglyReferenced(std::int32_t i, const TileBitmap& owner);
+
+    /// The copy-on-write rule, for a tile `held` in hand that a table entry refers to: it may
+    /// be written in place when nobody but that entry and `held` holds it. Checked without
+    /// the lock, by getSinglyReferenced and by writers that keep tiles between writes.
+    static bool heldPrivately(const TileHandle& held) {
+        return held && !held->empty() && held.refC() == 2;
+    }
+    /// Tiles copied because a writer found them shared, since the process started: what
+    /// copy on write has cost, for diagnostics and benchmarks.
+    static std::uint64_t tileCopies();
 
     /// Bytes of the pixel blocks of the non-empty tiles, leaving out tiles that `other` (if
     /// given) holds at the same index.

@@ -18,6 +18,13 @@ namespace {
 /// Shown for an empty colour tile: black, enough for the largest tile at any stride.
 const std::uint8_t blankRows[256 * 3 * 256] = {};
 
+/// A row of the widest tile (256 pixels) of the largest pixel (8 bytes), all zero: the
+/// empty row of every bitmap whose empty value is zero. Never freed.
+std::shared_ptr<const std::uint8_t[]> zeroRow() {
+    static const std::shared_ptr<const std::uint8_t[]> row(new std::uint8_t[256 * 8]());
+    return row;
+}
+
 } // namespace
 
 std::int32_t bytesPerPixel(PixelFormat format) {
@@ -49,12 +56,12 @@ TileRectReader::TileRectReader(const TileBitmap* bitmap, std::int32_t x, std::in
 TileBitmap::TileBitmap(const ZmapDocument* document, const TileGeometry& geometry,
                        PixelFormat format)
     : document_(document), tiles_(geometry.tileCount()), format_(format),
-      bitsPerPixel_(::bytesPerPixel(format) * 8), geometry_(geometry) {}
+      bitsPerPixel_(::bytesPerPixel(format) * 8), geometry_(geometry), emptyRow_(zeroRow()) {}
 
 TileBitmap::TileBitmap(const TileBitmap& other)
     : TQL::Handlable(), document_(other.document_), changed_(other.changed()), tiles_(other.tiles_),
       format_(other.format_), bitsPerPixel_(other.bitsPerPixel_), geometry_(other.geometry_),
-      emptyValueIsZero_(other.emptyValueIsZero_) {
+      emptyValueIsZero_(other.emptyValueIsZero_), emptyRow_(other.emptyRow_) {
     std::memcpy(emptyValue_, other.emptyValue_, sizeof emptyValue_);
 }
 
@@ -66,6 +73,16 @@ void TileBitmap::setEmptyValue(const void* value) {
     std::memcpy(emptyValue_, value, static_cast<std::size_t>(bytes));
     emptyValueIsZero_ =
         std::all_of(emptyValue_, emptyValue_ + bytes, [](std::uint8_t b) { return b == 0; });
+    if (emptyValueIsZero_) {
+        emptyRow_ = zeroRow();
+        return;
+    }
+    const auto rowBytes = static_cast<std::size_t>(geometry_.tileWidth) * bytes;
+    std::shared_ptr<std::uint8_t[]> row(new std::uint8_t[rowBytes]);
+    for (std::size_t i = 0; i < rowBytes; i += static_cast<std::size_t>(bytes)) {
+        std::memcpy(&row[i], emptyValue_, static_cast<std::size_t>(bytes));
+    }
+    emptyRow_ = std::move(row);
 }
 
 TileHandle TileBitmap::makeTile(std::int32_t index) const {
@@ -138,15 +155,22 @@ std::int32_t TileBitmap::locate(std::int32_t x, std::int32_t y, TileHandle& hold
     return index;
 }
 
+const TileHandle& TileBitmap::writableTile(std::int32_t index, TileHandle& hold) {
+    // The caller's handle may pin this very tile (a reused hold): let go of it first, or the
+    // tile looks shared and is copied again on every write.
+    hold.reset();
+    hold = tiles_.getSinglyReferenced(index, *this);
+    setChanged();
+    return hold;
+}
+
 std::uint8_t* TileBitmap::pixelForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
                                         std::int32_t* tileIndex) {
     const std::int32_t index = locate(x, y, hold, tileIndex);
     if (index < 0) {
         return nullptr;
     }
-    hold = tiles_.getSinglyReferenced(index, *this);
-    setChanged();
-    return hold->pixel(x & geometry_.xMask, y & geometry_.yMask);
+    return writableTile(index, hold)->pixel(x & geometry_.xMask, y & geometry_.yMask);
 }
 
 const std::uint8_t* TileBitmap::pixelForRead(std::int32_t x, std::int32_t y, TileHandle& hold,
@@ -167,9 +191,7 @@ std::uint8_t* TileBitmap::tileForWrite(std::int32_t index, TileHandle& hold) {
         hold.reset();
         return nullptr;
     }
-    hold = tiles_.getSinglyReferenced(index, *this);
-    setChanged();
-    return hold->pixels();
+    return writableTile(index, hold)->pixels();
 }
 
 const std::uint8_t* TileBitmap::tileForRead(std::int32_t index, TileHandle& hold) const {
@@ -185,7 +207,10 @@ std::int32_t TileBitmap::runForRead(std::int32_t x, std::int32_t y, TileHandle& 
                                     const std::uint8_t** pixel) const {
     *pixel = pixelForRead(x, y, hold, nullptr);
     if (!*pixel) {
-        return 0;
+        if (!hold) {
+            return 0; // outside the image
+        }
+        *pixel = emptyRow_.get(); // never written: the empty value, as a pixel read gives
     }
     return std::min(geometry_.width, (x | geometry_.xMask) + 1) - x;
 }
@@ -339,22 +364,18 @@ bool TileBitmap::stitchFaces(std::int32_t n) {
     };
     const std::int32_t bytes = bytesPerPixel();
     const FaceSize faces(n);
-    TileHandle sourceHold;
-    TileHandle targetHold;
+    // One handle serves every read and write, so at most one tile is pinned at a time.
+    TileHandle hold;
     const auto copyIfDifferent = [&](IPoint<2> from, IPoint<2> to) {
         const IPoint<2> a = toImage(from);
         const IPoint<2> b = toImage(to);
-        const std::uint8_t* source = pixelForRead(a.x, a.y, sourceHold, nullptr);
-        const std::uint8_t* target = pixelForRead(b.x, b.y, targetHold, nullptr);
-        source = source ? source : emptyValue_;
-        target = target ? target : emptyValue_;
-        if (std::memcmp(source, target, static_cast<std::size_t>(bytes)) != 0) {
-            std::uint8_t value[8];
-            std::memcpy(value, source, static_cast<std::size_t>(bytes));
-            // Let go of the read handles, so that a private tile isn't copied again.
-            sourceHold.reset();
-            targetHold.reset();
-            std::memcpy(pixelForWrite(b.x, b.y, targetHold, nullptr), value,
+        std::uint8_t value[8];
+        const std::uint8_t* source = pixelForRead(a.x, a.y, hold, nullptr);
+        std::memcpy(value, source ? source : emptyValue_, static_cast<std::size_t>(bytes));
+        const std::uint8_t* target = pixelForRead(b.x, b.y, hold, nullptr);
+        if (std::memcmp(value, target ? target : emptyValue_, static_cast<std::size_t>(bytes)) !=
+            0) {
+            std::memcpy(pixelForWrite(b.x, b.y, hold, nullptr), value,
                         static_cast<std::size_t>(bytes));
         }
     };

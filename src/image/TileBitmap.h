@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 
 class DrawTarget;
@@ -65,6 +66,8 @@ public:
     }
     /// The bytes of a pixel that was never written.
     const std::uint8_t* emptyValue() const { return emptyValue_; }
+    /// A row of a full tile's width of the empty value.
+    const std::uint8_t* emptyRow() const { return emptyRow_.get(); }
     /// Changes whenever tile handles are replaced other than by copy on write (clear,
     /// copyFrom, swap). Cached write handles check it.
     std::uint32_t generation() const { return generation_.load(std::memory_order_acquire); }
@@ -79,7 +82,9 @@ public:
     /// and format. Copies no pixel.
     virtual void copyFrom(const TileBitmap& other, bool overwrite);
     /// Pointer to pixel (x, y) in a privately owned tile, or null outside the image.
-    /// `tileIndex`, if given, receives the tile's index (-1 outside). Throws std::bad_alloc.
+    /// `tileIndex`, if given, receives the tile's index (-1 outside). `hold` is let go of
+    /// before the tile is made private, so a handle reused from an earlier read or write of
+    /// the same tile does not count as another holder. Throws std::bad_alloc.
     virtual std::uint8_t* pixelForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
                                         std::int32_t* tileIndex);
     /// Pointer to pixel (x, y) for reading, without copying; null outside the image (index
@@ -87,12 +92,14 @@ public:
     virtual const std::uint8_t* pixelForRead(std::int32_t x, std::int32_t y, TileHandle& hold,
                                              std::int32_t* tileIndex) const;
     /// The pixels of tile `index` in a privately owned tile; sets the changed flag. Null out
-    /// of range. Throws std::bad_alloc.
+    /// of range. `hold` is let go of first, as in pixelForWrite. Throws std::bad_alloc.
     virtual std::uint8_t* tileForWrite(std::int32_t index, TileHandle& hold);
     /// The pixels of tile `index` for reading; null if empty or out of range.
     virtual const std::uint8_t* tileForRead(std::int32_t index, TileHandle& hold) const;
     /// Sets `pixel` to (x, y) and returns the number of pixels from x to the end of that
-    /// tile's row (clipped to the image); 0 if the tile is empty or (x, y) is outside.
+    /// tile's row (clipped to the image); 0 if (x, y) is outside. A tile that was never
+    /// written reads as a run of the empty value, as valueAt reads it; `hold` is then the
+    /// null tile (hold->empty()), for callers that skip such tiles.
     virtual std::int32_t runForRead(std::int32_t x, std::int32_t y, TileHandle& hold,
                                     const std::uint8_t** pixel) const;
     /// Bytes of the bitmap's own structure (not its tiles): 24 a tile plus 40, plus the
@@ -181,6 +188,9 @@ private:
                         std::int32_t* tileIndex) const;
     /// A new tile for entry `index`, of that tile's size, holding the empty value.
     TileHandle makeTile(std::int32_t index) const;
+    /// The one way to a writable tile: releases `hold`, then sets it to entry `index` made
+    /// private by copy on write, and sets the changed flag. `index` must be in range.
+    const TileHandle& writableTile(std::int32_t index, TileHandle& hold);
 
     const ZmapDocument* document_;
     std::atomic<bool> changed_{false};
@@ -191,6 +201,9 @@ private:
     TileGeometry geometry_;
     std::uint8_t emptyValue_[8] = {};
     bool emptyValueIsZero_ = true;
+    /// A full tile row of the empty value: shared zeros, or made by setEmptyValue and
+    /// shared with copies of the bitmap.
+    std::shared_ptr<const std::uint8_t[]> emptyRow_;
     std::atomic<std::uint32_t> generation_{0};
 };
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 /// One tile of a channel: a block of raw pixels, shared by handle between bitmaps, undo
-/// levels and drawing. A tile seen with reference count 1 through the one handle in hand
-/// is privately owned and may be written; any other must be copied first (copy on write).
+/// levels and drawing. Only a tile that nobody but its table entry and the writer's handle
+/// holds may be written; any other is copied first (LockedHandleVector::heldPrivately).
 ///
 /// Rows are `stride` bytes apart: the row length in bytes rounded up to a multiple of 4.
 class TileBitmapTile : public TQL::Handlable {

@@ -23,9 +23,7 @@ std::uint8_t* TileRowWriter::run(std::int32_t x, std::int32_t y, std::int32_t& c
         generation_ = generation;
     }
     TileHandle& hold = holds_[static_cast<std::size_t>(column)];
-    // Private means two holders: the bitmap's entry and this writer.
-    if (!hold || hold.refC() != 2) {
-        hold.reset();
+    if (!LockedHandleVector::heldPrivately(hold)) {
         bitmap_.tileForWrite(tileRow * g.tilesAcross + column, hold);
     }
     bitmap_.setChanged();

@@ -1,11 +1,11 @@
 #include "image/UndoBuffer.h"
 
 #include "core/Settings.h"
+#include "image/ChannelTable.h"
 #include "image/DocumentViews.h"
 #include "image/ZmapDocument.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <new>
 
@@ -32,29 +32,37 @@ bool CCutoutSet::erase(const TQL::Handlable* item) {
 
 namespace {
 
-/// The channels a level keeps, in the order of the level's array.
-enum Slot : std::size_t {
-    slotRgb,
-    slotMat,
-    slotZ,
-    slotWet,
-    slotCutoutRgb,
-    slotCutoutZ,
-    slotCutoutMat,
-    slotCutoutAlpha,
-    slotShadowAlpha,
-    slotCount
-};
-
-/// The channel id of each slot; the wet layer has none.
-constexpr std::uint32_t slotChannels[slotCount] = {
-    channelRgb,       channelMat,         channelZ,          0, channelCutoutRgb, channelCutoutZ,
-    channelCutoutMat, channelCutoutAlpha, channelShadowAlpha};
-
-TQL::Handle<TileBitmap> liveBitmap(const ZmapDocument& document, std::size_t slot) {
-    return slot == slotWet ? TQL::Handle<TileBitmap>(document.wetLayer)
-                           : document.channel(slotChannels[slot]);
+/// The channels a level keeps (colour, depth, material and the wet layer), in the order
+/// of the level's array.
+const std::vector<const ChannelInfo*>& undoneChannels() {
+    static const std::vector<const ChannelInfo*> channels = [] {
+        std::vector<const ChannelInfo*> out;
+        for (const ChannelInfo& c : ChannelTable::all()) {
+            if (c.undone) {
+                out.push_back(&c);
+            }
+        }
+        return out;
+    }();
+    return channels;
 }
+
+/// The slot of the level's array that keeps channel `id`, or, for id 0, the channel of
+/// that kind.
+std::size_t slotOf(std::uint32_t id, BitmapKind kind = BitmapKind::rgb) {
+    const std::vector<const ChannelInfo*>& channels = undoneChannels();
+    for (std::size_t slot = 0; slot < channels.size(); ++slot) {
+        if (id ? channels[slot]->id == id : channels[slot]->kind == kind) {
+            return slot;
+        }
+    }
+    return channels.size();
+}
+
+const std::size_t slotRgb = slotOf(channelRgb);
+const std::size_t slotMat = slotOf(channelMat);
+const std::size_t slotZ = slotOf(channelZ);
+const std::size_t slotWet = slotOf(0, BitmapKind::wetLayer);
 
 using MaterialTable = std::map<MaterialId, MaterialRecord>;
 
@@ -100,7 +108,9 @@ std::vector<MaterialChange> materialDifferences(const MaterialTable& from,
 }
 
 struct Level {
-    std::array<TQL::Handle<UndoBitmap>, slotCount> bitmaps;
+    /// Snapshots in the order of undoneChannels(); null where the channel was missing.
+    std::vector<TQL::Handle<UndoBitmap>> bitmaps =
+        std::vector<TQL::Handle<UndoBitmap>>(undoneChannels().size());
     TQL::Handle<CCutoutSet> selectedCutouts;
     TQL::Handle<CCutoutSet> existingCutouts;
     bool cutoutsChanged = false;
@@ -165,10 +175,10 @@ public:
 private:
     std::int32_t levelCount() const { return static_cast<std::int32_t>(levels_.size()); }
     const Level& currentLevel() const { return levels_[static_cast<std::size_t>(current_)]; }
-    TQL::Handle<UndoBitmap> current(Slot slot) const {
+    TQL::Handle<UndoBitmap> current(std::size_t slot) const {
         return levels_.empty() ? TQL::Handle<UndoBitmap>() : currentLevel().bitmaps[slot];
     }
-    TQL::Handle<UndoBitmap> previous(Slot slot) const {
+    TQL::Handle<UndoBitmap> previous(std::size_t slot) const {
         return levels_.empty()
                    ? TQL::Handle<UndoBitmap>()
                    : levels_[static_cast<std::size_t>(std::max(current_ - 1, 0))].bitmaps[slot];
@@ -214,8 +224,8 @@ Status UndoBufferImp::makeLevel(Level& level, std::int32_t description) {
     if (!document_.rgb || !document_.z || !document_.mat) {
         return status::noImage;
     }
-    for (std::size_t slot = 0; slot < slotCount; ++slot) {
-        if (const TQL::Handle<TileBitmap> live = liveBitmap(document_, slot)) {
+    for (std::size_t slot = 0; slot < level.bitmaps.size(); ++slot) {
+        if (const TQL::Handle<TileBitmap> live = undoneChannels()[slot]->get(document_)) {
             level.bitmaps[slot] = TQL::makeHandle<UndoBitmap>(live);
             level.structureBytes += level.bitmaps[slot]->memoryUsed();
         }
@@ -243,7 +253,7 @@ void UndoBufferImp::account(std::size_t i) {
     if (!next) {
         return;
     }
-    for (std::size_t slot = 0; slot < slotCount; ++slot) {
+    for (std::size_t slot = 0; slot < level.bitmaps.size(); ++slot) {
         if (level.bitmaps[slot]) {
             level.keptBytes += level.bitmaps[slot]->deltaBytes(next->bitmaps[slot].get());
         }
@@ -354,8 +364,9 @@ void UndoBufferImp::step(Status& status, std::int32_t direction) {
     IExtent<2> changed;
     std::vector<std::int32_t> tiles;
     try {
-        for (std::size_t slot = 0; slot < slotCount; ++slot) {
-            const TQL::Handle<TileBitmap> live = liveBitmap(document_, slot);
+        for (std::size_t slot = 0; slot < target.bitmaps.size(); ++slot) {
+            const ChannelInfo& channel = *undoneChannels()[slot];
+            const TQL::Handle<TileBitmap> live = channel.get(document_);
             const TQL::Handle<UndoBitmap>& snapshot = target.bitmaps[slot];
             if (live && snapshot) {
                 tiles.clear();
@@ -364,12 +375,16 @@ void UndoBufferImp::step(Status& status, std::int32_t direction) {
                     changed |= geometry.tileExtent(index);
                 }
                 live->copyFrom(*snapshot, true);
-            } else if (slot == slotWet && snapshot) {
-                document_.wetLayer = TQL::makeHandle<WetLayerBitmap>(document_);
-                document_.wetLayer->copyFrom(*snapshot, true);
+            } else if (snapshot) {
+                // A channel made on demand (the wet layer) comes back...
+                const TQL::Handle<TileBitmap> made =
+                    ChannelTable::make(channel, &document_, geometry, snapshot.get());
+                made->copyFrom(*snapshot, true);
+                channel.set(document_, made);
                 changed = geometry.bounds();
-            } else if (slot == slotWet && live) {
-                document_.wetLayer.reset();
+            } else if (live && !channel.always) {
+                // ...or goes where the level had none.
+                channel.set(document_, nullptr);
                 changed = geometry.bounds();
             }
         }

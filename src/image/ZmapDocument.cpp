@@ -1,6 +1,7 @@
 #include "image/ZmapDocument.h"
 
 #include "core/StringUtils.h"
+#include "image/ChannelTable.h"
 #include "image/DrawTarget.h"
 #include "image/TileRowWriter.h"
 
@@ -82,22 +83,9 @@ Status ZmapDocument::setSize(std::int32_t width, std::int32_t height) {
 }
 
 void ZmapDocument::releaseChannels() {
-    rgb.reset();
-    z.reset();
-    mat.reset();
-    originalRgb.reset();
-    originalZ.reset();
-    originalMat.reset();
-    cutoutRgb.reset();
-    cutoutZ.reset();
-    cutoutMat.reset();
-    cutoutAlpha.reset();
-    shadowAlpha.reset();
-    wetLayer.reset();
-    wetColour.reset();
-    editor.strokeAlpha.reset();
-    editor.wetAlpha.reset();
-    editor.wetCache.reset();
+    for (const ChannelInfo& c : ChannelTable::all()) {
+        c.set(*this, nullptr);
+    }
     editor.appliedExtents.clear();
     editor.undoBuffer.reset();
 }
@@ -131,48 +119,20 @@ Status ZmapDocument::makeMissingChannels() {
         return status::noImage;
     }
     try {
-        if (!originalRgb) {
-            originalRgb = TQL::makeHandle<RgbBitmap>(*this);
-            originalRgb->copyFrom(*rgb, false);
+        for (const ChannelInfo& c : ChannelTable::all()) {
+            if (!c.always || c.get(*this)) {
+                continue;
+            }
+            const TQL::Handle<TileBitmap> made = ChannelTable::make(c, this, geometry_);
+            if (c.copyOf) {
+                // A new original starts as the image: a shared copy of the main channel.
+                made->copyFrom(*channel(c.copyOf), false);
+            }
+            c.set(*this, made);
         }
-        if (!z) {
-            z = TQL::makeHandle<ZBitmap>(*this, ZBitmap::noDepth);
-        }
-        if (!originalZ) {
-            originalZ = TQL::makeHandle<ZBitmap>(*this, z->noDepthValue());
-        }
+        // Original depth and material read their main channel where a file left a tile out.
         originalZ->overlay(z);
-        if (!mat) {
-            mat = TQL::makeHandle<MatBitmap>(*this);
-        }
-        if (!originalMat) {
-            originalMat = TQL::makeHandle<MatBitmap>(*this);
-        }
         originalMat->overlay(mat);
-        if (!cutoutRgb) {
-            cutoutRgb = TQL::makeHandle<RgbBitmap>(*this);
-        }
-        if (!cutoutZ) {
-            cutoutZ = TQL::makeHandle<ZBitmap>(*this, 0u);
-        }
-        if (!cutoutMat) {
-            cutoutMat = TQL::makeHandle<MatBitmap>(*this);
-        }
-        if (!cutoutAlpha) {
-            cutoutAlpha = TQL::makeHandle<AlphaBitmap>(*this);
-        }
-        if (!shadowAlpha) {
-            shadowAlpha = TQL::makeHandle<AlphaBitmap>(*this);
-        }
-        if (!editor.strokeAlpha) {
-            editor.strokeAlpha = TQL::makeHandle<AlphaBitmap>(*this);
-        }
-        if (!editor.wetAlpha) {
-            editor.wetAlpha = TQL::makeHandle<AlphaBitmap>(*this);
-        }
-        if (!editor.wetCache) {
-            editor.wetCache = TQL::makeHandle<RgbCacheBitmap>(*this);
-        }
     } catch (const std::bad_alloc&) {
         return status::outOfMemory;
     }
@@ -180,14 +140,12 @@ Status ZmapDocument::makeMissingChannels() {
 }
 
 void ZmapDocument::commitOriginals() {
-    if (rgb && originalRgb) {
-        originalRgb->copyFrom(*rgb, true);
-    }
-    if (z && originalZ) {
-        originalZ->copyFrom(*z, true);
-    }
-    if (mat && originalMat) {
-        originalMat->copyFrom(*mat, true);
+    for (const ChannelInfo& c : ChannelTable::all()) {
+        const TQL::Handle<TileBitmap> original = c.saved && c.copyOf ? c.get(*this) : nullptr;
+        const TQL::Handle<TileBitmap> main = original ? channel(c.copyOf) : nullptr;
+        if (main) {
+            original->copyFrom(*main, true);
+        }
     }
     if (editor.undoBuffer) {
         // A failed restart keeps the levels: they still describe the channels.
@@ -197,81 +155,35 @@ void ZmapDocument::commitOriginals() {
 }
 
 TQL::Handle<TileBitmap> ZmapDocument::channel(std::uint32_t id) const {
-    switch (id) {
-    case channelRgb:
-        return rgb;
-    case channelZ:
-        return z;
-    case channelMat:
-        return mat;
-    case channelOriginalRgb:
-        return originalRgb;
-    case channelOriginalZ:
-        return originalZ;
-    case channelOriginalMat:
-        return originalMat;
-    case channelCutoutRgb:
-        return cutoutRgb;
-    case channelCutoutZ:
-        return cutoutZ;
-    case channelCutoutMat:
-        return cutoutMat;
-    case channelCutoutAlpha:
-        return cutoutAlpha;
-    case channelShadowAlpha:
-        return shadowAlpha;
-    default:
-        // The thumbnail is no document channel; the floating cut-outs have none yet.
-        return TQL::Handle<TileBitmap>();
-    }
+    // The thumbnail is no document channel; the floating cut-outs have none yet.
+    const ChannelInfo* c = ChannelTable::find(id);
+    return c ? c->get(*this) : TQL::Handle<TileBitmap>();
+}
+
+std::int64_t ZmapDocument::channelBytes(const ChannelInfo& c) const {
+    const TQL::Handle<TileBitmap> bitmap = c.get(*this);
+    const TQL::Handle<TileBitmap> main = c.copyOf ? channel(c.copyOf) : nullptr;
+    return bitmapBytes(bitmap.get(), main.get());
 }
 
 std::int64_t ZmapDocument::channelMemory(std::int32_t kind) const {
-    switch (kind) {
-    case memoryRgb:
-        return bitmapBytes(rgb.get(), nullptr);
-    case memoryZ:
-        return bitmapBytes(z.get(), nullptr);
-    case memoryMat:
-        return bitmapBytes(mat.get(), nullptr);
-    case memoryOriginalRgb:
-        return bitmapBytes(originalRgb.get(), rgb.get());
-    case memoryOriginalZ:
-        return bitmapBytes(originalZ.get(), z.get());
-    case memoryOriginalMat:
-        return bitmapBytes(originalMat.get(), mat.get());
-    case memoryCutoutRgb:
-        return bitmapBytes(cutoutRgb.get(), nullptr);
-    case memoryCutoutZ:
-        return bitmapBytes(cutoutZ.get(), nullptr);
-    case memoryCutoutMat:
-        return bitmapBytes(cutoutMat.get(), nullptr);
-    case memoryCutoutAlpha:
-        return bitmapBytes(cutoutAlpha.get(), nullptr);
-    case memoryShadowAlpha:
-        return bitmapBytes(shadowAlpha.get(), nullptr);
-    case memoryUndoRgb:
+    if (kind == memoryUndoRgb) {
         // The whole undo store is reported under the undo colour.
         return editor.undoBuffer ? editor.undoBuffer->memoryInUse() : 0;
-    default:
-        return 0;
     }
+    for (const ChannelInfo& c : ChannelTable::all()) {
+        if (c.memoryKind == kind) {
+            return channelBytes(c);
+        }
+    }
+    return 0;
 }
 
 std::int64_t ZmapDocument::memoryUsed() const {
-    static constexpr std::int32_t kinds[] = {
-        memoryRgb,       memoryZ,           memoryMat,         memoryOriginalRgb,
-        memoryOriginalZ, memoryOriginalMat, memoryUndoRgb,     memoryCutoutRgb,
-        memoryCutoutZ,   memoryCutoutMat,   memoryCutoutAlpha, memoryShadowAlpha};
-    std::int64_t bytes = 0;
-    for (const std::int32_t kind : kinds) {
-        bytes += channelMemory(kind);
+    std::int64_t bytes = channelMemory(memoryUndoRgb);
+    for (const ChannelInfo& c : ChannelTable::all()) {
+        bytes += channelBytes(c);
     }
-    bytes += bitmapBytes(wetLayer.get(), nullptr);
-    bytes += bitmapBytes(wetColour.get(), rgb.get());
-    bytes += bitmapBytes(editor.strokeAlpha.get(), nullptr);
-    bytes += bitmapBytes(editor.wetAlpha.get(), nullptr);
-    bytes += bitmapBytes(editor.wetCache.get(), nullptr);
     return bytes;
 }
 
@@ -327,6 +239,21 @@ void ZmapDocument::pasteCentred(Status& result, const RgbImage& image) {
     result = status::ok;
 }
 
+bool ZmapDocument::stitchFaces() {
+    const std::int32_t n = height();
+    if (ViewProj::viewTypeOf(viewParams_.viewCode) != ViewProj::cubicView ||
+        std::int64_t{width()} != 6 * std::int64_t{n} || n < 2) {
+        return false;
+    }
+    for (const ChannelInfo& c : ChannelTable::all()) {
+        const TQL::Handle<TileBitmap> bitmap = c.get(*this);
+        if (bitmap && !c.work) {
+            bitmap->stitchFaces(n);
+        }
+    }
+    return true;
+}
+
 void ZmapDocument::clearDocument() {
     releaseChannels();
     pathName.clear();
@@ -340,7 +267,7 @@ void ZmapDocument::clearDocument() {
     dateTime.clear();
     cutoutBlock.clear();
     cutoutBlockItems = 0;
-    editor.setChangedSinceSave(false);
+    editor.setChangedSinceOpen(false);
     usedMaterials_.clear();
     materials_.clear();
     palette_.fill(ColourPOD{});

@@ -24,6 +24,7 @@
 #include <string>
 #include <vector>
 
+struct ChannelInfo;
 class DocumentViews;
 class DrawTarget;
 
@@ -231,6 +232,11 @@ public:
     /// material becomes it. The overlay channels are then emptied. -13 without the
     /// channels, -10 out of memory.
     void flattenOverlay(Status& status);
+    /// For a cube panorama (a cube view record over six square faces side by side): makes
+    /// the pixels that neighbouring faces share equal in every channel, as
+    /// TileBitmap::stitchFaces does, writing only where they differ. An abandoned stroke
+    /// calls it to repair the seams it left. False, changing nothing, for any other image.
+    bool stitchFaces();
     /// Frees every channel, empties the texts, the materials and the flags.
     void clearDocument();
     /// Number of this document in the process, counting constructions from 1.
@@ -458,6 +464,9 @@ private:
         return reinterpret_cast<typename B::Pixel*>(b->pixelForWrite(x, y, hold, nullptr));
     }
     void releaseChannels();
+    /// Bytes of one channel: its structure and its tiles, less those shared with the channel
+    /// it is a copy of.
+    std::int64_t channelBytes(const ChannelInfo& channel) const;
     /// allocateChannels without the undo store and without clearing usedMaterials.
     Status makeMissingChannels();
     void materialsChanged();

@@ -3,6 +3,7 @@
 
 #include "image/ZmapDocument.h"
 
+#include "image/ChannelTable.h"
 #include "image/TileRowWriter.h"
 
 #include <algorithm>
@@ -19,14 +20,6 @@ namespace {
 void copyCropped(const TileBitmap& source, TileBitmap& target, const IExtent<2>& keep,
                  const TileBitmap* sameAs) {
     const TileGeometry& g = source.geometry();
-    const std::int32_t bytes = source.bytesPerPixel();
-    std::vector<std::uint8_t> empty;
-    if (sameAs) {
-        empty.resize(static_cast<std::size_t>(g.tileWidth) * bytes);
-        for (std::size_t i = 0; i < empty.size(); i += static_cast<std::size_t>(bytes)) {
-            std::copy_n(source.emptyValue(), bytes, &empty[i]);
-        }
-    }
     TileRowWriter writer(target);
     for (std::int32_t y = keep.lo().y; y <= keep.hi().y; ++y) {
         for (std::int32_t x = keep.lo().x; x <= keep.hi().x;) {
@@ -36,43 +29,14 @@ void copyCropped(const TileBitmap& source, TileBitmap& target, const IExtent<2>&
             if (!sameAs || !source.sharesTile(g.tileIndex(x, y), *sameAs)) {
                 TileHandle hold;
                 const std::uint8_t* run = nullptr;
-                if (source.runForRead(x, y, hold, &run) > 0) {
+                source.runForRead(x, y, hold, &run); // an empty tile reads its empty value
+                if (sameAs || !hold->empty()) {
                     writer.writeRow(tx, ty, run, n);
-                } else if (sameAs) {
-                    writer.writeRow(tx, ty, empty.data(), n);
                 }
             }
             x += n;
         }
     }
-}
-
-/// The cropped copy of a channel; null for a null channel.
-template <class B, class... Extra>
-TQL::Handle<B> cropped(const TQL::Handle<B>& source, const ZmapDocument* document,
-                       const TileGeometry& geometry, const IExtent<2>& keep, Extra... extra) {
-    if (!source) {
-        return TQL::Handle<B>();
-    }
-    auto target = TQL::makeHandle<B>(document, geometry, extra...);
-    copyCropped(*source, *target, keep, nullptr);
-    return target;
-}
-
-/// The cropped copy of an original channel, sharing `main` (already cropped) wherever the
-/// old original shared the old main channel.
-template <class B, class... Extra>
-TQL::Handle<B> croppedOriginal(const TQL::Handle<B>& source, const TileBitmap& oldMain,
-                               const TQL::Handle<B>& main, const ZmapDocument* document,
-                               const TileGeometry& geometry, const IExtent<2>& keep,
-                               Extra... extra) {
-    if (!source) {
-        return TQL::Handle<B>();
-    }
-    auto target = TQL::makeHandle<B>(document, geometry, extra...);
-    target->copyFrom(*main, true);
-    copyCropped(*source, *target, keep, &oldMain);
-    return target;
 }
 
 /// Pixel steps between the first and last pixel of a row or column of n pixels, as the
@@ -124,29 +88,32 @@ void ZmapDocument::crop(Status& result, const IExtent<2>& requested) {
         result = status::noConversion;
         return;
     }
+    // Every channel anew at the new size, in table order, so that a main channel is made
+    // before the original that shares its tiles. The editor's work bitmaps are remade.
+    const std::span<const ChannelInfo> channels = ChannelTable::all();
+    std::vector<TQL::Handle<TileBitmap>> made(channels.size());
     TileGeometry g;
-    TQL::Handle<RgbBitmap> newRgb, newOriginalRgb, newCutoutRgb, newWetColour;
-    TQL::Handle<ZBitmap> newZ, newOriginalZ, newCutoutZ;
-    TQL::Handle<MatBitmap> newMat, newOriginalMat, newCutoutMat;
-    TQL::Handle<AlphaBitmap> newCutoutAlpha, newShadowAlpha;
-    TQL::Handle<WetLayerBitmap> newWetLayer;
     try {
         g = TileGeometry::compute(static_cast<std::int32_t>(keep.width()),
                                   static_cast<std::int32_t>(keep.height()));
-        newRgb = cropped(rgb, this, g, keep);
-        newZ = cropped(z, this, g, keep, z->noDepthValue());
-        newMat = cropped(mat, this, g, keep);
-        newOriginalRgb = croppedOriginal(originalRgb, *rgb, newRgb, this, g, keep);
-        newOriginalZ = croppedOriginal(originalZ, *z, newZ, this, g, keep,
-                                       originalZ ? originalZ->noDepthValue() : 0u);
-        newOriginalMat = croppedOriginal(originalMat, *mat, newMat, this, g, keep);
-        newCutoutRgb = cropped(cutoutRgb, this, g, keep);
-        newCutoutZ = cropped(cutoutZ, this, g, keep, cutoutZ ? cutoutZ->noDepthValue() : 0u);
-        newCutoutMat = cropped(cutoutMat, this, g, keep);
-        newCutoutAlpha = cropped(cutoutAlpha, this, g, keep);
-        newShadowAlpha = cropped(shadowAlpha, this, g, keep);
-        newWetLayer = cropped(wetLayer, this, g, keep);
-        newWetColour = cropped(wetColour, this, g, keep);
+        for (std::size_t i = 0; i < channels.size(); ++i) {
+            const ChannelInfo& c = channels[i];
+            const TQL::Handle<TileBitmap> source = c.get(*this);
+            if (c.work || !source) {
+                continue;
+            }
+            made[i] = ChannelTable::make(c, this, g, source.get());
+            const ChannelInfo* main = c.copyOf ? ChannelTable::find(c.copyOf) : nullptr;
+            const TQL::Handle<TileBitmap> newMain =
+                main ? made[ChannelTable::indexOf(*main)] : nullptr;
+            if (newMain) {
+                // Share the cropped main channel where the old original shared the old one.
+                made[i]->copyFrom(*newMain, true);
+                copyCropped(*source, *made[i], keep, channel(c.copyOf).get());
+            } else {
+                copyCropped(*source, *made[i], keep, nullptr);
+            }
+        }
     } catch (const std::bad_alloc&) {
         result = status::outOfMemory;
         return;
@@ -157,32 +124,16 @@ void ZmapDocument::crop(Status& result, const IExtent<2>& requested) {
     const TQL::Handle<UndoBuffer> undo = editor.undoBuffer;
     releaseChannels();
     geometry_ = g;
-    rgb = newRgb;
-    z = newZ;
-    mat = newMat;
-    if (newOriginalZ) {
-        newOriginalZ->overlay(z);
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        channels[i].set(*this, made[i]);
     }
-    if (newOriginalMat) {
-        newOriginalMat->overlay(mat);
-    }
-    originalRgb = newOriginalRgb;
-    originalZ = newOriginalZ;
-    originalMat = newOriginalMat;
-    cutoutRgb = newCutoutRgb;
-    cutoutZ = newCutoutZ;
-    cutoutMat = newCutoutMat;
-    cutoutAlpha = newCutoutAlpha;
-    shadowAlpha = newShadowAlpha;
-    wetLayer = newWetLayer;
-    wetColour = newWetColour;
     editor.undoBuffer = undo;
     setViewParams(view);
     result = makeMissingChannels();
-    for (const std::uint32_t id : {channelRgb, channelZ, channelMat, channelOriginalRgb,
-                                   channelOriginalZ, channelOriginalMat}) {
-        if (const TQL::Handle<TileBitmap> main = channel(id)) {
-            main->clearChanged();
+    for (const ChannelInfo& c : channels) {
+        const TQL::Handle<TileBitmap> bitmap = c.get(*this);
+        if (bitmap && c.saved) {
+            bitmap->clearChanged();
         }
     }
 }

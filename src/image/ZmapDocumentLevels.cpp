@@ -111,7 +111,6 @@ void ZmapDocument::autoLevels(Status& result) {
             const std::size_t rowBytes = std::size_t(width) * 3;
             const std::uint8_t* source = pixels;
             std::int32_t stride = hold->stride();
-            TileHandle writeHold;
             std::uint8_t* written = nullptr;
             for (std::int32_t y = 0; y < extent.height(); ++y) {
                 const std::uint8_t* row = source + std::size_t(y) * stride;
@@ -120,12 +119,11 @@ void ZmapDocument::autoLevels(Status& result) {
                     continue;
                 }
                 if (!written) {
-                    // Letting go first spares the copy of a tile nobody else holds; the rows
-                    // still to come read the same bytes from the writable tile.
-                    hold.reset();
-                    written = rgb->tileForWrite(index, writeHold);
+                    // The read handle becomes the write handle, so a tile nobody else holds
+                    // is not copied; the rows still to come read the same bytes from it.
+                    written = rgb->tileForWrite(index, hold);
                     source = written;
-                    stride = writeHold->stride();
+                    stride = hold->stride();
                 }
                 std::memcpy(written + std::size_t(y) * stride, scratch.data(), rowBytes);
             }

@@ -167,6 +167,19 @@ TEST(ZmapSave, RefusedTargetsAreLeftAlone) {
         }
         EXPECT_EQ(dir.entries().size(), c.target == none ? 0u : 1u);
     }
+    // A cube view code always means a panorama record, which needs six square faces side
+    // by side: any other shape is refused rather than written into a file that can't be
+    // opened again.
+    test::TempDir dir;
+    const std::string path = dir.file("odd.zmq");
+    writeBytes(path, {'o', 'l', 'd'});
+    auto doc = makeSceneDocument(12, 8, false);
+    ViewParams view = doc->viewParams();
+    view.viewCode = ViewParams::cubicCode;
+    doc->setViewParams(view);
+    EXPECT_EQ(save(*doc, path), status::noConversion);
+    EXPECT_TRUE(readBytes(path) == (Bytes{'o', 'l', 'd'}));
+    EXPECT_EQ(dir.entries().size(), 1u);
 }
 
 TEST(ZmapSave, FileTypeByExtension) {

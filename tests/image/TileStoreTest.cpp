@@ -82,6 +82,179 @@ TEST(TileStore, FirstWriteAfterCopyPrivatisesOnlyThatTile) {
     EXPECT_EQ(again.get(), privateTile);
 }
 
+// Copy on write by tile identity: which tile a bitmap holds after writes, and how many
+// tiles were copied (LockedHandleVector::tileCopies counts every copy the store makes).
+
+/// Copies made by `write()`.
+template <class F> std::uint64_t copiesMadeBy(F write) {
+    const std::uint64_t before = LockedHandleVector::tileCopies();
+    write();
+    return LockedHandleVector::tileCopies() - before;
+}
+
+TEST(CopyOnWrite, WritesThroughOneReusedHandleKeepTheTile) {
+    auto b = makeRgb();
+    fill(*b);
+    TileHandle hold;
+    b->pixelForRead(70, 70, hold, nullptr); // a reader's pin, then writes through it
+    const TileBitmapTile* tile = b->tiles().get(4).get();
+    const std::uint64_t copies = copiesMadeBy([&] {
+        for (std::int32_t k = 0; k < 4; ++k) {
+            auto* p = reinterpret_cast<ColourPOD*>(b->pixelForWrite(70 + k, 70, hold, nullptr));
+            ASSERT_NE(p, nullptr);
+            *p = ColourPOD{9, 9, 9};
+            ASSERT_EQ(b->tiles().get(4).get(), tile) << "write " << k;
+        }
+        ASSERT_NE(b->tileForWrite(4, hold), nullptr);
+        std::uint8_t* run = nullptr;
+        ASSERT_EQ(b->runForWrite(64, 64, hold, &run), 64);
+        EXPECT_EQ(b->tiles().get(4).get(), tile);
+    });
+    EXPECT_EQ(copies, 0u);
+    EXPECT_EQ(b->valueAt<ColourPOD>(73, 70), (ColourPOD{9, 9, 9}));
+    EXPECT_EQ(b->valueAt<ColourPOD>(74, 70), pattern(74, 70));
+
+    // The document's pixel writes and the row writer follow the same rule.
+    auto doc = test::makeTestDocument(150, 100);
+    doc->editor.undoBuffer.reset(); // no level shares the tiles
+    TileHandle docHold;
+    *doc->zWrite(3, 3, docHold) = 5;
+    const TileBitmapTile* zTile = doc->z->tiles().get(0).get();
+    EXPECT_EQ(copiesMadeBy([&] {
+                  for (std::int32_t k = 0; k < 4; ++k) {
+                      *doc->zWrite(4 + k, 3, docHold) = 6;
+                  }
+                  docHold.reset(); // the row writer pins the tile itself
+                  TileRowWriter writer(*doc->z);
+                  const std::uint32_t depth = 8;
+                  writer.writeRow(0, 9, reinterpret_cast<const std::uint8_t*>(&depth), 1);
+              }),
+              0u);
+    EXPECT_EQ(doc->z->tiles().get(0).get(), zTile);
+}
+
+TEST(CopyOnWrite, TileSharedWithAnUndoLevelIsCopiedOnce) {
+    auto doc = test::makeTestDocument(150, 100);
+    TileHandle hold;
+    *doc->rgbWrite(70, 70, hold) = ColourPOD{1, 1, 1};
+    hold.reset();
+    Status st = status::ok;
+    doc->editor.undoBuffer->pushLevel(st, 0); // the level shares every tile
+    ASSERT_EQ(st, status::ok);
+    const TQL::Handle<UndoBitmap> level = doc->editor.undoBuffer->currentRgb();
+    const TileBitmapTile* kept = level->tiles().get(4).get();
+    ASSERT_EQ(doc->rgb->tiles().get(4).get(), kept);
+
+    const TileBitmapTile* copy = nullptr;
+    EXPECT_EQ(copiesMadeBy([&] {
+                  for (std::int32_t k = 0; k < 4; ++k) {
+                      *doc->rgbWrite(70 + k, 71, hold) = ColourPOD{2, 2, 2};
+                      if (k == 0) {
+                          copy = doc->rgb->tiles().get(4).get();
+                      }
+                      ASSERT_EQ(doc->rgb->tiles().get(4).get(), copy) << "write " << k;
+                  }
+              }),
+              1u);
+    EXPECT_NE(copy, kept);
+    EXPECT_EQ(level->tiles().get(4).get(), kept); // the level keeps the old tile
+    EXPECT_EQ(level->valueAt<ColourPOD>(70, 71), ColourPOD{});
+    EXPECT_EQ(level->valueAt<ColourPOD>(70, 70), (ColourPOD{1, 1, 1}));
+    EXPECT_EQ(doc->rgbAt(73, 71), (ColourPOD{2, 2, 2}));
+    EXPECT_EQ(doc->rgbAt(70, 70), (ColourPOD{1, 1, 1}));
+    for (std::int32_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(doc->rgb->sharesTile(i, *level), i != 4) << i;
+    }
+}
+
+TEST(CopyOnWrite, TilePinnedByAReaderThreadIsCopiedOnce) {
+    auto b = makeRgb();
+    fill(*b);
+    std::mutex m;
+    std::condition_variable cv;
+    bool pinned = false;
+    bool release = false;
+    const TileBitmapTile* seen = nullptr;
+    ColourPOD seenValue{};
+    std::thread reader([&] {
+        TileHandle pin;
+        const std::uint8_t* p = b->pixelForRead(0, 0, pin, nullptr);
+        std::unique_lock<std::mutex> lock(m);
+        seen = pin.get();
+        pinned = true;
+        cv.notify_all();
+        cv.wait(lock, [&] { return release; });
+        std::memcpy(&seenValue, p, 3);
+    });
+    {
+        std::unique_lock<std::mutex> lock(m);
+        cv.wait(lock, [&] { return pinned; });
+    }
+    TileHandle hold;
+    const std::uint64_t copies = copiesMadeBy([&] {
+        for (std::int32_t k = 0; k < 4; ++k) {
+            *reinterpret_cast<ColourPOD*>(b->pixelForWrite(k, 0, hold, nullptr)) =
+                ColourPOD{7, 7, 7};
+        }
+    });
+    const TileBitmapTile* written = b->tiles().get(0).get();
+    {
+        std::lock_guard<std::mutex> lock(m);
+        release = true;
+    }
+    cv.notify_all();
+    reader.join();
+    EXPECT_EQ(copies, 1u);
+    EXPECT_NE(written, seen);
+    EXPECT_EQ(seenValue, pattern(0, 0)); // the reader's tile never changed
+    EXPECT_EQ(b->valueAt<ColourPOD>(0, 0), (ColourPOD{7, 7, 7}));
+}
+
+TEST(CopyOnWrite, PinningSevenChannelsForASpanCopiesNothingPrivate) {
+    auto doc = test::makeTestDocument(150, 100);
+    TileBitmap* channels[] = {doc->rgb.get(),        doc->z.get(),       doc->mat.get(),
+                              doc->cutoutRgb.get(),  doc->cutoutZ.get(), doc->cutoutMat.get(),
+                              doc->cutoutAlpha.get()};
+    // Shared with the undo level first: the first write of each channel copies its tile.
+    TileHandle pins[7];
+    const auto pinAndWrite = [&] {
+        for (std::size_t c = 0; c < 7; ++c) {
+            channels[c]->pixelForRead(80, 10, pins[c], nullptr);
+        }
+        for (std::int32_t x = 80; x < 90; ++x) {
+            for (std::size_t c = 0; c < 7; ++c) {
+                std::uint8_t* p = channels[c]->pixelForWrite(x, 10, pins[c], nullptr);
+                ASSERT_NE(p, nullptr);
+                p[0] = static_cast<std::uint8_t>(x);
+            }
+        }
+    };
+    for (TileBitmap* c : channels) {
+        TileHandle hold;
+        c->pixelForWrite(80, 10, hold, nullptr);
+    }
+    Status st = status::ok;
+    doc->editor.undoBuffer->pushLevel(st, 0);
+    ASSERT_EQ(st, status::ok);
+    // The channels whose tile someone besides the entry (and this look) holds: the level's.
+    std::uint64_t shared = 0;
+    for (TileBitmap* c : channels) {
+        shared += c->tiles().get(1).refC() > 2 ? 1 : 0;
+    }
+    EXPECT_GE(shared, 3u) << "colour, material and depth have a level";
+    EXPECT_EQ(copiesMadeBy(pinAndWrite), shared);
+    // Private now: the next span pins and writes without a copy.
+    const TileBitmapTile* tiles[7];
+    for (std::size_t c = 0; c < 7; ++c) {
+        tiles[c] = channels[c]->tiles().get(1).get();
+        pins[c].reset();
+    }
+    EXPECT_EQ(copiesMadeBy(pinAndWrite), 0u);
+    for (std::size_t c = 0; c < 7; ++c) {
+        EXPECT_EQ(channels[c]->tiles().get(1).get(), tiles[c]) << c;
+    }
+}
+
 TEST(TileStore, CopyFromKeepsNonEmptyCountInBothDirections) {
     auto full = makeRgb();
     fill(*full);
@@ -148,10 +321,54 @@ TEST(TileStore, ReadsOutsideAndInEmptyTiles) {
     EXPECT_EQ(b->pixelForRead(10, 10, hold, &index), nullptr);
     EXPECT_EQ(index, 0);
     const std::uint8_t* run = nullptr;
-    EXPECT_EQ(b->runForRead(10, 10, hold, &run), 0);
+    ASSERT_EQ(b->runForRead(10, 10, hold, &run), 54); // to the end of the empty tile
+    EXPECT_TRUE(hold->empty());
+    for (std::int32_t i = 0; i < 54 * 3; ++i) {
+        ASSERT_EQ(run[i], 0) << i;
+    }
+    EXPECT_EQ(b->runForRead(150, 10, hold, &run), 0);
     EXPECT_EQ(b->tileForRead(0, hold), nullptr);
     EXPECT_EQ(b->tileForWrite(6, hold), nullptr);
     EXPECT_EQ(b->nonEmptyTiles(), 0);
+}
+
+// A span filler reads runs; every pixel of a run must be what a pixel read gives, in
+// written and never-written tiles alike, for channels whose empty value is not zero too.
+TEST(TileStore, RunsReadWhatPixelReadsRead) {
+    auto doc = test::makeTestDocument(150, 100);
+    TileHandle hold;
+    *doc->zWrite(70, 70, hold) = 5;       // tile 4 written, the others never
+    *doc->cutoutZWrite(10, 90, hold) = 6; // tile 3
+    *doc->rgbWrite(149, 0, hold) = ColourPOD{1, 2, 3};
+    hold.reset();
+    const auto check = [](const TileBitmap& b, auto value, const char* name) {
+        using T = decltype(value);
+        SCOPED_TRACE(name);
+        const TileGeometry& g = b.geometry();
+        for (std::int32_t y = 0; y < g.height; y += 3) {
+            for (std::int32_t x = 0; x < g.width;) {
+                TileHandle runHold;
+                const std::uint8_t* run = nullptr;
+                const std::int32_t n = b.runForRead(x, y, runHold, &run);
+                ASSERT_EQ(n, std::min((x | g.xMask) + 1, g.width) - x) << x << "," << y;
+                for (std::int32_t i = 0; i < n; ++i) {
+                    T v;
+                    std::memcpy(&v, run + std::size_t(i) * sizeof(T), sizeof(T));
+                    ASSERT_EQ(v, b.valueAt<T>(x + i, y)) << x + i << "," << y;
+                }
+                x += n;
+            }
+        }
+    };
+    check(*doc->z, std::uint32_t{}, "depth");
+    check(*doc->cutoutZ, std::uint32_t{}, "overlay depth");
+    check(*doc->rgb, ColourPOD{}, "colour");
+    // The never-written tiles of the depth channel read as no depth.
+    const std::uint8_t* run = nullptr;
+    ASSERT_EQ(doc->z->runForRead(0, 0, hold, &run), 64);
+    std::uint32_t first;
+    std::memcpy(&first, run, 4);
+    EXPECT_EQ(first, ZBitmap::noDepth);
 }
 
 TEST(TileStore, RunsEndAtTileAndImageEdges) {

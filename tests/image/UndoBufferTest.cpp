@@ -14,24 +14,17 @@ namespace {
 
 using test::TestDocument;
 
-/// Every pixel of a channel, row by row, unwritten pixels as the channel's empty value.
+/// Every pixel of a channel, row by row (unwritten pixels read as the empty value).
 template <class T> std::vector<T> pixelsOf(const TileBitmap& bitmap) {
     const TileGeometry& g = bitmap.geometry();
     std::vector<T> out(static_cast<std::size_t>(g.width) * g.height);
-    T empty;
-    std::memcpy(&empty, bitmap.emptyValue(), sizeof(T));
     for (std::int32_t y = 0; y < g.height; ++y) {
         for (std::int32_t x = 0; x < g.width;) {
             TileHandle hold;
             const std::uint8_t* run = nullptr;
-            std::int32_t n = bitmap.runForRead(x, y, hold, &run);
-            T* target = &out[static_cast<std::size_t>(y) * g.width + x];
-            if (n == 0) {
-                n = std::min((x | g.xMask) + 1, g.width) - x;
-                std::fill(target, target + n, empty);
-            } else {
-                std::memcpy(target, run, static_cast<std::size_t>(n) * sizeof(T));
-            }
+            const std::int32_t n = bitmap.runForRead(x, y, hold, &run);
+            std::memcpy(&out[static_cast<std::size_t>(y) * g.width + x], run,
+                        static_cast<std::size_t>(n) * sizeof(T));
             x += n;
         }
     }

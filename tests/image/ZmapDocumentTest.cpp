@@ -63,15 +63,15 @@ TEST(ZmapDocument, OriginalsShareEveryTileAndCostNothing) {
     EXPECT_EQ(doc.channelMemory(memoryOriginalZ), 144);
     EXPECT_EQ(doc.channelMemory(memoryMat), 140);
     EXPECT_EQ(doc.channelMemory(memoryOriginalMat), 140);
-    // The undo store's one level: snapshots of colour, material, depth and the five overlay
-    // channels, each 136 plus 8 for its handle to the live channel, and no tile of its own.
-    EXPECT_EQ(doc.channelMemory(memoryUndoRgb), 8 * (136 + 8));
+    // The undo store's one level: snapshots of colour, material and depth (no wet layer
+    // yet), each 136 plus 8 for its handle to the live channel, and no tile of its own.
+    EXPECT_EQ(doc.channelMemory(memoryUndoRgb), 3 * (136 + 8));
     EXPECT_EQ(doc.channelMemory(memoryCutoutZ), 144);
     EXPECT_EQ(doc.channelMemory(memoryShadowAlpha), 136);
     EXPECT_EQ(doc.channelMemory(3), 0);
     // Fourteen bitmaps of 136 (eleven channels, three work bitmaps), three depth extras of
     // 8, three material extras of 4, the undo store and the colour tiles.
-    EXPECT_EQ(doc.memoryUsed(), 14 * 136 + 3 * 8 + 3 * 4 + 8 * (136 + 8) + colourTiles);
+    EXPECT_EQ(doc.memoryUsed(), 14 * 136 + 3 * 8 + 3 * 4 + 3 * (136 + 8) + colourTiles);
 
     // Writing colour privatises one tile: the original keeps the old one, now its own.
     TileHandle hold;
