@@ -3,7 +3,8 @@
 // renderer must finish without a crash, undefined behaviour or an unbounded loop.
 
 #include "image/ZmapDocument.h"
-#include "interchange/DXFReader.h"
+#include "interchange/dxf/DXFReader.h"
+#include "interchange/render/SmoothModelImp.h"
 #include "interchange/ModelImage.h"
 
 #include <cstddef>

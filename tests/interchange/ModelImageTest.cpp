@@ -3,8 +3,8 @@
 
 #include "core/Reporter.h"
 #include "core/StringUtils.h"
-#include "interchange/DXFReader.h"
 #include "interchange/ModelImage.h"
+#include "interchange/dxf/DXFReader.h"
 #include "support/SyntheticScene.h"
 #include "support/TempDir.h"
 #include "support/TestDocument.h"

@@ -3,8 +3,8 @@
 #include "core/Quark.h"
 #include "core/Reporter.h"
 #include "effects/LightSet.h"
-#include "interchange/DXFColours.h"
-#include "interchange/ExportError.h"
+#include "interchange/model/DXFColours.h"
+#include "interchange/model/ExportError.h"
 #include "views/cameras/QuorvaleCamera.h"
 #include "views/cameras/ViewProj.h"
 
@@ -468,7 +468,7 @@ TEST(DXFColours, TheStandardIndexTable) {
         {4, {255, 255, 0}},
         {5, {255, 0, 0}},
         {6, {255, 0, 255}},
-        {7, {255, 255, 255}},
+        {7, {64, 64, 64}},
         {8, {128, 128, 128}},
         {9, {192, 192, 192}},
         {10, {0, 0, 255}},
