@@ -176,7 +176,7 @@ TEST(ModelRender, ColourIsTheMaterialColourTimesTheLight) {
     const std::int32_t w = 16, h = 16;
     auto model = TQL::makeHandle<SmoothModelImp>();
     const Quark up = Quark::create(L"Up"), south = Quark::create(L"South");
-    model->setMaterialAttribute(up, L"colour", L"7");     // white
+    model->setMaterialAttribute(up, L"colour", L"255");   // white
     model->setMaterialAttribute(south, L"colour", L"12"); // (165, 0, 0)
     model->addPolygon(up, std::vector<Point<3>>{{0, -8, 0}, {8, -8, 0}, {8, -4, 0}, {0, -4, 0}});
     model->addPolygon(south, std::vector<Point<3>>{{0, 0, 0}, {8, 0, 0}, {8, 0, 8}, {0, 0, 8}});

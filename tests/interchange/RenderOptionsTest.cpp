@@ -47,8 +47,8 @@ TQL::Handle<SmoothModelImp> busyScene() {
     for (std::uint32_t i = 0; i < 40; ++i) {
         const Point<3> c(across(random), across(random), up(random));
         for (int k = 0; k < 3; ++k) {
-            points.push_back(c + Vector<3>(across(random) / 4, across(random) / 4,
-                                           across(random) / 8));
+            points.push_back(c +
+                             Vector<3>(across(random) / 4, across(random) / 4, across(random) / 8));
         }
         triangles.push_back({3 * i, 3 * i + 1, 3 * i + 2});
     }
@@ -109,8 +109,8 @@ TEST(ModelRenderer, BandHeightAndShadingOrderChangeNoPixel) {
                                         [](std::uint32_t f) { return f & Buffer::shadowFlags; }),
                           0);
             }
-            for (const std::int64_t bandPixels : {std::int64_t(w), std::int64_t(7) * w,
-                                                  std::int64_t(w) * h * 2}) {
+            for (const std::int64_t bandPixels :
+                 {std::int64_t(w), std::int64_t(7) * w, std::int64_t(w) * h * 2}) {
                 for (const bool immediate : {false, true}) {
                     SCOPED_TRACE(testing::Message()
                                  << "band rows " << bandPixels / w << ", immediate " << immediate);
