@@ -4,8 +4,8 @@
 #include "core/MappedFile.h"
 #include "core/StringUtils.h"
 #include "interchange/dxf/DXFReader.h"
-#include "interchange/render/SmoothModelImp.h"
 #include "interchange/dxf/DXFStream.h"
+#include "interchange/render/SmoothModelImp.h"
 
 #include <benchmark/benchmark.h>
 

@@ -56,8 +56,8 @@ ColourPOD fromHsv(double hue, double saturation, double value) {
 
 ColourPOD dxfColour(int index) {
     static const ColourPOD basic[10] = {
-        defaultModelColour, {0, 0, 255},   {0, 255, 255},   {0, 255, 0},     {255, 255, 0},
-        {255, 0, 0},        {255, 0, 255}, sevenOnPaper,    {128, 128, 128}, {192, 192, 192},
+        defaultModelColour, {0, 0, 255},   {0, 255, 255}, {0, 255, 0},     {255, 255, 0},
+        {255, 0, 0},        {255, 0, 255}, sevenOnPaper,  {128, 128, 128}, {192, 192, 192},
     };
     static const std::uint8_t greys[6] = {51, 80, 105, 130, 190, 255};
     static const double values[5] = {255, 165, 127, 76, 38};
