@@ -3,8 +3,9 @@
 
 #include "core/MappedFile.h"
 #include "core/StringUtils.h"
-#include "interchange/DXFReader.h"
-#include "interchange/DXFStream.h"
+#include "interchange/dxf/DXFReader.h"
+#include "interchange/dxf/DXFStream.h"
+#include "interchange/render/SmoothModelImp.h"
 
 #include <benchmark/benchmark.h>
 

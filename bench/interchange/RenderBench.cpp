@@ -9,7 +9,7 @@
 #include "image/DocumentBuffer.h"
 #include "image/ZmapDocument.h"
 #include "interchange/ModelImage.h"
-#include "interchange/SmoothModel.h"
+#include "interchange/render/SmoothModelImp.h"
 #include "views/cameras/QuorvaleCamera.h"
 
 #include <benchmark/benchmark.h>

@@ -3,8 +3,9 @@
 // renderer must finish without a crash, undefined behaviour or an unbounded loop.
 
 #include "image/ZmapDocument.h"
-#include "interchange/DXFReader.h"
 #include "interchange/ModelImage.h"
+#include "interchange/dxf/DXFReader.h"
+#include "interchange/render/SmoothModelImp.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -15,11 +15,11 @@ struct ModelImageSettings {
     };
 
     View view = View::perspective;
-    /// Fit the camera to the model: a three-quarter view from the south-south-east at eye
-    /// height (1.6 m above the model's lowest point) for a perspective, from above at 30
-    /// degrees for a parallel view, and from the middle of the model at eye height for a
-    /// panorama, with the whole model in view. Otherwise the camera is `eye`, `target` and
-    /// `fieldOfView`.
+    /// Fit the camera to the model: a three-quarter view from the south-south-east looking
+    /// down on the model (steeply on a flat one, less on a tall one) for a perspective or
+    /// parallel view, and from the middle of the model at eye height (1.6 m above its
+    /// lowest point) for a panorama, with the whole model in view. Otherwise the camera is
+    /// `eye`, `target` and `fieldOfView`.
     bool fit = true;
     /// In model units.
     Point<3> eye{0, -10, 1.6};

@@ -4,10 +4,10 @@
 #include "core/TqlError.h"
 #include "image/DocumentBuffer.h"
 #include "image/ZmapDocument.h"
-#include "interchange/DXFColours.h"
-#include "interchange/DXFReader.h"
-#include "interchange/ExportError.h"
-#include "interchange/SmoothModel.h"
+#include "interchange/dxf/DXFReader.h"
+#include "interchange/model/DXFColours.h"
+#include "interchange/model/ExportError.h"
+#include "interchange/render/SmoothModelImp.h"
 #include "views/cameras/QuorvaleCamera.h"
 
 #include <algorithm>
@@ -21,10 +21,14 @@ constexpr double eyeHeightMetres = 1.6;
 /// A fitted view looks from the south-south-east: the compass bearing from the model to
 /// the eye.
 constexpr double fitBearing = 150;
-/// A fitted perspective holds the whole model within this angle either side of the view.
+/// A fitted perspective holds the model's bounding sphere within this angle either side
+/// of the view; the window is then narrowed to what is drawn.
 constexpr double fitHalfAngle = 28;
-/// A fitted parallel view looks down at this angle.
-constexpr double fitParallelElevation = 30;
+/// A fitted view looks down on the model at an angle between these (degrees above the
+/// horizon): steepest on a flat drawing, so that a site plan is seen as a plan and not
+/// edge on, and lowest on a tall one, so that a tower is seen from the side.
+constexpr double fitSteepest = 45;
+constexpr double fitLowest = 12;
 /// The margin around a fitted model, as a fraction of its extent in the window.
 constexpr double fitMargin = 0.04;
 /// The nearest depth a panorama or a placed eye draws, in metres.
@@ -78,38 +82,28 @@ std::pair<double, double> depthRange(const Extent<3>& box, const Point<3>& eye,
     return {lo, hi};
 }
 
-/// Perspective: the eye distance along the bearing at which every corner lies within the
-/// half angle across the view and in front of the eye.
-double fitDistance(const Extent<3>& box, const Point<3>& centre, const Vector<3>& away,
-                   double eyeZ) {
-    const double radius = std::max(box.size().length() / 2, 1e-9);
-    const double limit = std::tan(Angle::degrees(fitHalfAngle).radians());
-    auto fits = [&](double distance) {
-        const Point<3> eye(centre.x() + away.x() * distance, centre.y() + away.y() * distance,
-                           eyeZ);
-        const Axes a = lookingAlong(-away);
-        for (int i = 0; i < 8; ++i) {
-            const Vector<3> v = box.corner(i) - eye;
-            const double depth = dot(v, a.z);
-            if (depth < 0.05 * radius || std::fabs(dot(v, a.x)) > limit * depth) {
-                return false;
-            }
-        }
-        return true;
-    };
-    double lo = 0, hi = 100 * radius;
-    for (int i = 0; i < 60; ++i) {
-        const double mid = (lo + hi) / 2;
-        (fits(mid) ? hi : lo) = mid;
-    }
-    return hi;
+/// The angle in degrees above the horizon from which a fitted view looks down on `box`:
+/// fitSteepest for a flat box, falling towards fitLowest as the box grows taller than it
+/// is wide.
+double fitElevation(const Extent<3>& box) {
+    const Vector<3> size = box.size();
+    const double across = std::hypot(size.x(), size.y());
+    const double tallness = size.z() / std::max(across, 1e-12);
+    return fitLowest + (fitSteepest - fitLowest) / (1 + 2 * tallness);
+}
+
+/// The unit vector from a fitted model towards the eye.
+Vector<3> fitDirection(const Extent<3>& box) {
+    const Angle e = Angle::degrees(fitElevation(box));
+    const Vector<3> away = bearing(fitBearing);
+    return Vector<3>(away.x() * e.cos(), away.y() * e.cos(), e.sin());
 }
 
 /// Calls `f` with every point the model draws through, or, for a model that doesn't list
 /// them, the corners of its bounds.
 template <class F> void forEachFitPoint(const Model& model, const Extent<3>& box, F f) {
-    if (const auto* smooth = dynamic_cast<const SmoothModelImp*>(&model)) {
-        for (const SmoothModelImp::Mesh& mesh : smooth->meshes()) {
+    if (const auto* smooth = dynamic_cast<const MeshModel*>(&model)) {
+        for (const MeshModel::Mesh& mesh : smooth->meshes()) {
             for (const Point<3>& p : mesh.points) {
                 f(p);
             }
@@ -165,11 +159,10 @@ ViewParams modelViewParams(const Model& model, const ModelImageSettings& setting
         view.viewCode = ViewParams::perspectiveCode;
         view.projection = 0;
         if (settings.fit) {
-            const Vector<3> away = bearing(fitBearing);
-            const double distance = fitDistance(box, centre, away, eyeZ);
-            eye =
-                Point<3>(centre.x() + away.x() * distance, centre.y() + away.y() * distance, eyeZ);
-            target = Point<3>(centre.x(), centre.y(), eyeZ);
+            // Far enough that the bounding sphere lies within the half angle.
+            const double distance = radius / std::sin(Angle::degrees(fitHalfAngle).radians());
+            eye = centre + fitDirection(box) * distance;
+            target = centre;
         }
         const Axes a = lookingAlong(target - eye);
         if (settings.fit) {
@@ -204,9 +197,7 @@ ViewParams modelViewParams(const Model& model, const ModelImageSettings& setting
         view.projection = 1;
         Vector<3> forward = target - eye;
         if (settings.fit) {
-            const Angle e = Angle::degrees(fitParallelElevation);
-            const Vector<3> away = bearing(fitBearing);
-            forward = Vector<3>(-away.x() * e.cos(), -away.y() * e.cos(), -e.sin());
+            forward = -fitDirection(box);
             target = centre;
         }
         const Axes a = lookingAlong(forward);
@@ -365,8 +356,16 @@ void ModelDocumentCommands::newImage(Status& status, ZmapDocument& document,
     std::wstring error;
     DXFReadOptions options;
     options.progress = document.editor.progress();
-    status = readDXF(path, *model, error, options);
-    if (status == status::ok) {
+    DXFReadInfo info;
+    status = readDXF(path, *model, error, options, &info);
+    if (status == status::ok && model->triangleCount() == 0 && info.lines > 0) {
+        // A plan of lines has nothing a depth image can show: say so rather than draw
+        // an empty sky.
+        error = L"The drawing has lines but no faces: only 3D faces, meshes, solids and "
+                L"lines or polylines with a thickness or width can be drawn";
+        status = status::noConversion;
+        document.clearDocument();
+    } else if (status == status::ok) {
         document.editor.tellProgress(messageModelRendering,
                                      commandText(messageModelRendering, {path}));
         makeModelImage(status, document, *model, params, document.editor.progress(), error);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Colour.h"
 #include "core/Handle.h"
 #include "core/Status.h"
 #include "effects/LightSet.h"
@@ -20,14 +21,21 @@ inline constexpr std::int32_t messageModelFailed = 10700;    ///< path, the reas
 inline constexpr std::int32_t messageModelRendering = 10701; ///< path
 inline constexpr std::int32_t messageModelRendered = 10702;  ///< path
 
+/// The background of a model image unless another is asked for: a pale sky, lighter than
+/// any shaded surface but white ones, so that the model stands apart from it.
+inline constexpr ColourPOD modelSky{245, 238, 232};
+
 /// The length of a model unit in metres: the model's own, or, when it doesn't say, a guess
 /// from its size (millimetres for a model over 2000 units across, else metres).
 double modelMetresPerUnit(const Model& model);
 
 /// The camera record of a model image of width x height pixels (a cube image is six square
 /// faces, width = 6 height), fitted to the model or placed as the settings say; its depths
-/// span the model (see ModelImageSettings::fit). Units: unit code 4 (metres) with the
-/// model's metres per unit as the scale.
+/// span the model (see ModelImageSettings::fit). A fitted perspective or parallel view
+/// looks from the south-south-east, down on the model at 45 degrees when it is flat and
+/// less as it grows taller than wide (towards 12 degrees for a tower), with the window
+/// narrowed to what is drawn, so that the model fills the frame. Units: unit code 4
+/// (metres) with the model's metres per unit as the scale.
 ViewParams modelViewParams(const Model& model, const ModelImageSettings& settings,
                            std::int32_t width, std::int32_t height);
 

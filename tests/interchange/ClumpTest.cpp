@@ -1,6 +1,6 @@
-#include "interchange/Clump.h"
-#include "interchange/PointIndex.h"
-#include "interchange/PolygonTriangulator.h"
+#include "interchange/polygon/Clump.h"
+#include "interchange/polygon/PointIndex.h"
+#include "interchange/polygon/PolygonTriangulator.h"
 
 #include <gtest/gtest.h>
 

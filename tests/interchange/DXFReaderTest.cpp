@@ -1,8 +1,9 @@
-#include "interchange/DXFReader.h"
+#include "interchange/dxf/DXFReader.h"
 
 #include "core/StringUtils.h"
 
 #include "DxfBuilder.h"
+#include "GatheredModel.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +16,7 @@ namespace {
 struct Loaded {
     Status status = status::ok;
     std::wstring error;
-    TQL::Handle<SmoothModelImp> model = TQL::makeHandle<SmoothModelImp>();
+    TQL::Handle<test::GatheredModel> model = TQL::makeHandle<test::GatheredModel>();
     DXFReadInfo info;
 };
 
@@ -27,7 +28,7 @@ Loaded load(const std::string& bytes, const DXFReadOptions& options = {}) {
 }
 
 /// Every point of every mesh, rounded to 1e-9 so that sets compare.
-std::set<std::array<double, 3>> pointsOf(const SmoothModelImp& model) {
+std::set<std::array<double, 3>> pointsOf(const test::GatheredModel& model) {
     std::set<std::array<double, 3>> out;
     for (const auto& mesh : model.meshes()) {
         for (const auto& p : mesh.points) {
@@ -38,7 +39,7 @@ std::set<std::array<double, 3>> pointsOf(const SmoothModelImp& model) {
     return out;
 }
 
-std::vector<std::wstring> materialNames(const SmoothModelImp& model) {
+std::vector<std::wstring> materialNames(const test::GatheredModel& model) {
     std::vector<std::wstring> names;
     for (const auto* m : model.materialsInOrder()) {
         names.push_back(m->name.value());
@@ -89,7 +90,7 @@ DxfBuilder everything() {
     return b;
 }
 
-void expectSameModel(const SmoothModelImp& a, const SmoothModelImp& b) {
+void expectSameModel(const test::GatheredModel& a, const test::GatheredModel& b) {
     EXPECT_EQ(materialNames(a), materialNames(b));
     ASSERT_EQ(a.meshes().size(), b.meshes().size());
     for (std::size_t m = 0; m < a.meshes().size(); ++m) {
@@ -652,7 +653,7 @@ TEST(DXFReader, ThickAndWideOutlinesBecomeSolids) {
 }
 
 TEST(DXFReader, MissingFileGivesItsStatus) {
-    auto model = TQL::makeHandle<SmoothModelImp>();
+    auto model = TQL::makeHandle<test::GatheredModel>();
     std::wstring error;
     const Status s = readDXF(L"/nonexistent/none.dxf", *model, error);
     EXPECT_EQ(s, status::notFound);
@@ -664,7 +665,7 @@ TEST(DXFReader, MissingFileGivesItsStatus) {
 namespace {
 
 TEST(DXFReader, SampleHouseLoadsWithItsLayersAndSize) {
-    auto model = TQL::makeHandle<SmoothModelImp>();
+    auto model = TQL::makeHandle<test::GatheredModel>();
     std::wstring error;
     DXFReadInfo info;
     const Status s = readDXF(getWCS(QUORVALE_SAMPLES "/house.dxf"), *model, error, {}, &info);
@@ -710,7 +711,7 @@ TEST(DXFReader, HostileDrawingsAreRefusedOrReadWithinBounds) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.file);
-        auto model = TQL::makeHandle<SmoothModelImp>();
+        auto model = TQL::makeHandle<test::GatheredModel>();
         std::wstring error;
         const std::string path = std::string(QUORVALE_INTERCHANGE_FIXTURES "/") + c.file;
         const Status s = readDXF(getWCS(path), *model, error);

@@ -1,5 +1,5 @@
-#include "interchange/DXFStream.h"
-#include "interchange/ExportError.h"
+#include "interchange/dxf/DXFStream.h"
+#include "interchange/model/ExportError.h"
 
 #include "DxfBuilder.h"
 

@@ -3,8 +3,8 @@
 
 #include "core/Reporter.h"
 #include "core/StringUtils.h"
-#include "interchange/DXFReader.h"
 #include "interchange/ModelImage.h"
+#include "interchange/dxf/DXFReader.h"
 #include "support/SyntheticScene.h"
 #include "support/TempDir.h"
 #include "support/TestDocument.h"
@@ -154,7 +154,7 @@ TEST(ModelImage, PlaneAtRecoversTheModelsPlanes) {
     }
 }
 
-TEST(ModelImage, AFittedViewHoldsTheWholeModelAtEyeHeight) {
+TEST(ModelImage, AFittedViewHoldsTheWholeModelAndLooksDownOnIt) {
     const auto model = test::floorAndBox();
     for (const ViewCase& c : viewCases) {
         SCOPED_TRACE(c.name);
@@ -162,10 +162,18 @@ TEST(ModelImage, AFittedViewHoldsTheWholeModelAtEyeHeight) {
         settings.view = c.view;
         const ViewParams params = modelViewParams(*model, settings, c.width, c.height);
         const ViewProj view(params, c.width, c.height);
-        if (c.view != ModelImageSettings::View::parallel) {
+        if (c.view == ModelImageSettings::View::cubic) {
             EXPECT_DOUBLE_EQ(params.eye.z(), 1.6); // metres above the lowest point
+        } else {
+            // From above: the view runs downwards, between 12 and 45 degrees.
+            const Vector<3> z = params.zAxis.unit();
+            const double down = -std::asin(z.z()) * 180 / 3.14159265358979323846;
+            EXPECT_GE(down, 12 - 1e-9);
+            EXPECT_LE(down, 45 + 1e-9);
         }
-        // Every point of the model, on a pixel of the image, at a depth the codes hold.
+        // Every point of the model, on a pixel of the image, at a depth the codes hold; and
+        // the model fills the frame across or down, less the margin.
+        double lox = INFINITY, hix = -INFINITY, loy = INFINITY, hiy = -INFINITY;
         for (const SmoothModelImp::Mesh& mesh : model->meshes()) {
             for (const Point<3>& point : mesh.points) {
                 const Point<3> p = view.pixelFromWorld(point);
@@ -175,16 +183,34 @@ TEST(ModelImage, AFittedViewHoldsTheWholeModelAtEyeHeight) {
                 EXPECT_LE(p.y(), c.height - 1);
                 EXPECT_GE(p.z(), 0);
                 EXPECT_LE(p.z(), 4294967294.0);
+                lox = std::min(lox, p.x());
+                hix = std::max(hix, p.x());
+                loy = std::min(loy, p.y());
+                hiy = std::max(hiy, p.y());
             }
         }
+        if (c.view != ModelImageSettings::View::cubic) {
+            EXPECT_TRUE(hix - lox > 0.85 * (c.width - 1) || hiy - loy > 0.85 * (c.height - 1));
+        }
     }
-    // A model in millimetres stands its eye at 1600 units.
-    auto mm = TQL::makeHandle<SmoothModelImp>();
-    mm->addPolygon(Quark::create(L"F"),
-                   std::vector<Point<3>>{{0, 0, 100}, {5000, 0, 100}, {5000, 5000, 100}});
-    mm->setMetresPerUnit(0.001);
-    mm->finish();
-    EXPECT_DOUBLE_EQ(modelViewParams(*mm, ModelImageSettings(), 40, 30).eye.z(), 1700);
+    // The steepest view is for a flat model, a lower one for a tall model.
+    auto flat = TQL::makeHandle<SmoothModelImp>();
+    flat->addPolygon(Quark::create(L"F"),
+                     std::vector<Point<3>>{{0, 0, 0}, {50, 0, 0}, {50, 50, 0}, {0, 50, 0}});
+    flat->finish();
+    auto tall = TQL::makeHandle<SmoothModelImp>();
+    tall->addPolygon(Quark::create(L"T"),
+                     std::vector<Point<3>>{{0, 0, 0}, {5, 0, 0}, {5, 0, 100}, {0, 0, 100}});
+    tall->finish();
+    const ViewParams flatView = modelViewParams(*flat, ModelImageSettings(), 40, 30);
+    const ViewParams tallView = modelViewParams(*tall, ModelImageSettings(), 40, 30);
+    EXPECT_NEAR(flatView.zAxis.unit().z(), -std::sin(45 * 3.14159265358979323846 / 180), 1e-9);
+    EXPECT_GT(tallView.zAxis.unit().z(), -std::sin(20 * 3.14159265358979323846 / 180));
+    // A panorama of a model in millimetres stands its eye at 1600 units.
+    ModelImageSettings cubic;
+    cubic.view = ModelImageSettings::View::cubic;
+    flat->setMetresPerUnit(0.001);
+    EXPECT_DOUBLE_EQ(modelViewParams(*flat, cubic, 6 * 20, 20).eye.z(), 1600);
 }
 
 class Abandon : public Reporter {

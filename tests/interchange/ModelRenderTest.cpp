@@ -3,8 +3,8 @@
 #include "core/Quark.h"
 #include "core/Reporter.h"
 #include "effects/LightSet.h"
-#include "interchange/DXFColours.h"
-#include "interchange/ExportError.h"
+#include "interchange/model/DXFColours.h"
+#include "interchange/model/ExportError.h"
 #include "views/cameras/QuorvaleCamera.h"
 #include "views/cameras/ViewProj.h"
 
@@ -176,7 +176,7 @@ TEST(ModelRender, ColourIsTheMaterialColourTimesTheLight) {
     const std::int32_t w = 16, h = 16;
     auto model = TQL::makeHandle<SmoothModelImp>();
     const Quark up = Quark::create(L"Up"), south = Quark::create(L"South");
-    model->setMaterialAttribute(up, L"colour", L"7");     // white
+    model->setMaterialAttribute(up, L"colour", L"255");   // white
     model->setMaterialAttribute(south, L"colour", L"12"); // (165, 0, 0)
     model->addPolygon(up, std::vector<Point<3>>{{0, -8, 0}, {8, -8, 0}, {8, -4, 0}, {0, -4, 0}});
     model->addPolygon(south, std::vector<Point<3>>{{0, 0, 0}, {8, 0, 0}, {8, 0, 8}, {0, 0, 8}});
@@ -468,7 +468,7 @@ TEST(DXFColours, TheStandardIndexTable) {
         {4, {255, 255, 0}},
         {5, {255, 0, 0}},
         {6, {255, 0, 255}},
-        {7, {255, 255, 255}},
+        {7, {64, 64, 64}},
         {8, {128, 128, 128}},
         {9, {192, 192, 192}},
         {10, {0, 0, 255}},

@@ -2,7 +2,7 @@
 
 #include "core/Point.h"
 #include "image/Buffer.h"
-#include "interchange/SmoothModel.h"
+#include "interchange/render/SmoothModelImp.h"
 #include "views/cameras/ParallelCamera.h"
 
 #include <cstdint>

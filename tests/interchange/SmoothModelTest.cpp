@@ -1,4 +1,6 @@
-#include "interchange/SmoothModel.h"
+#include "interchange/model/SmoothModel.h"
+
+#include "GatheredModel.h"
 
 #include <gtest/gtest.h>
 
@@ -44,7 +46,7 @@ void addCylinderWall(Clump& clump, int n, double r, double h) {
 }
 
 TEST(SmoothModel, CubeWithSharpEdgesGetsOneVertexPerPointAndFace) {
-    SmoothModelImp model;
+    test::GatheredModel model;
     Clump clump;
     addBox(clump, {0, 0, 0}, {2, 2, 2});
     model.addClump(clump, false, Quark::create(L"box"), Angle::degrees(45), noQuark);
@@ -64,7 +66,7 @@ TEST(SmoothModel, CubeWithSharpEdgesGetsOneVertexPerPointAndFace) {
 }
 
 TEST(SmoothModel, CylinderWallSharesOneRadialNormalPerPoint) {
-    SmoothModelImp model;
+    test::GatheredModel model;
     Clump clump;
     const int n = 16;
     addCylinderWall(clump, n, 1.5, 3);
@@ -80,7 +82,7 @@ TEST(SmoothModel, CylinderWallSharesOneRadialNormalPerPoint) {
         EXPECT_NEAR((v.normal - radial).length(), 0, 1e-12);
     }
     // The same wall with a smoothing angle below the 22.5 degrees between faces is faceted.
-    SmoothModelImp faceted;
+    test::GatheredModel faceted;
     Clump again;
     addCylinderWall(again, n, 1.5, 3);
     faceted.addClump(again, false, noQuark, Angle::degrees(20), noQuark);
@@ -88,7 +90,7 @@ TEST(SmoothModel, CylinderWallSharesOneRadialNormalPerPoint) {
 }
 
 TEST(SmoothModel, FlatClumpIsOneMeshWithoutSmoothing) {
-    SmoothModelImp model;
+    test::GatheredModel model;
     Clump clump;
     addCylinderWall(clump, 8, 1, 1);
     model.addClump(clump, true, Quark::create(L"steel"), Angle::degrees(90), noQuark);
@@ -98,7 +100,7 @@ TEST(SmoothModel, FlatClumpIsOneMeshWithoutSmoothing) {
 }
 
 TEST(SmoothModel, ToleranceOnlyEverGoesDown) {
-    SmoothModelImp model;
+    test::GatheredModel model;
     EXPECT_EQ(model.tolerance(), 0.001);
     struct Step {
         double clumpTolerance;
@@ -114,7 +116,7 @@ TEST(SmoothModel, ToleranceOnlyEverGoesDown) {
 }
 
 TEST(SmoothModel, MaterialsAreMadeOnFirstUseInOrder) {
-    SmoothModelImp model;
+    test::GatheredModel model;
     const Point<3> tri[] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
     model.addPolygon(Quark::create(L"zinc"), tri);
     model.addPolygon(Quark(), tri);
@@ -144,7 +146,7 @@ TEST(SmoothModel, MaterialsAreMadeOnFirstUseInOrder) {
 }
 
 TEST(SmoothModel, PolygonWithHoleAndBadTrianglesAreHandled) {
-    SmoothModelImp model;
+    test::GatheredModel model;
     const Quark m = Quark::create(L"floor");
     const std::vector<Point<3>> outer = {{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}};
     const std::vector<std::vector<Point<3>>> holes = {{{1, 1, 0}, {3, 1, 0}, {3, 3, 0}, {1, 3, 0}}};
@@ -169,7 +171,7 @@ TEST(SmoothModel, PolygonWithHoleAndBadTrianglesAreHandled) {
 }
 
 TEST(SmoothModel, EmptyModelHasEmptyBounds) {
-    SmoothModelImp model;
+    test::GatheredModel model;
     Clump clump;
     model.addClump(clump, false, noQuark, Angle::degrees(30), noQuark);
     model.finish();

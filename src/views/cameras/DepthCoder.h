@@ -29,13 +29,25 @@ struct DepthCoder {
     std::uint32_t code(double z) const {
         switch (kind) {
         case inverse:
-            return rounded((-1.0 / z - offset) * scale);
+            return codeAs<inverse>(z);
         case linear:
-            return rounded((z - offset) * scale);
+            return codeAs<linear>(z);
         case truncated:
-            return truncatedCode((z / pixelScale + offset) * scale);
+            return codeAs<truncated>(z);
         }
         return depth::noDepth;
+    }
+
+    /// code(z) for a coder known to be of kind K: a renderer picks K once a triangle and
+    /// converts its pixels without the switch.
+    template <Kind K> std::uint32_t codeAs(double z) const {
+        if constexpr (K == inverse) {
+            return rounded((-1.0 / z - offset) * scale);
+        } else if constexpr (K == linear) {
+            return rounded((z - offset) * scale);
+        } else {
+            return truncatedCode((z / pixelScale + offset) * scale);
+        }
     }
 
     /// The z that code `c` stands for (the inverse of code, without its rounding).

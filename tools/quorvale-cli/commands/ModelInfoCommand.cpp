@@ -5,7 +5,8 @@
 #include "CliSupport.h"
 #include "Command.h"
 #include "core/StringUtils.h"
-#include "interchange/DXFReader.h"
+#include "interchange/dxf/DXFReader.h"
+#include "interchange/render/SmoothModelImp.h"
 
 #include <cstdio>
 #include <map>

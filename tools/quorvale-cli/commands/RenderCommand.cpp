@@ -135,7 +135,7 @@ std::optional<std::string> readOptions(const cli::Arguments& a, NewImageParams& 
         params.background = {static_cast<std::uint8_t>(rgb[2]), static_cast<std::uint8_t>(rgb[1]),
                              static_cast<std::uint8_t>(rgb[0])};
     } else {
-        params.background = {245, 238, 232}; // a pale sky
+        params.background = modelSky;
     }
     return std::nullopt;
 }

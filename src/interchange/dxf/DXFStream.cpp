@@ -1,7 +1,7 @@
-#include "interchange/DXFStream.h"
+#include "interchange/dxf/DXFStream.h"
 
 #include "core/StringUtils.h"
-#include "interchange/ExportError.h"
+#include "interchange/model/ExportError.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "interchange/DXFPolyline.h"
+#include "interchange/dxf/DXFPolyline.h"
 
 #include "core/Arc.h"
 #include "core/StringUtils.h"

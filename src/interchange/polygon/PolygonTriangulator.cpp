@@ -1,4 +1,4 @@
-#include "interchange/PolygonTriangulator.h"
+#include "interchange/polygon/PolygonTriangulator.h"
 
 #include <algorithm>
 #include <cmath>

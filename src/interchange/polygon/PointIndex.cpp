@@ -1,4 +1,4 @@
-#include "interchange/PointIndex.h"
+#include "interchange/polygon/PointIndex.h"
 
 #include <cmath>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "interchange/DXFColours.h"
+#include "interchange/model/DXFColours.h"
 
 #include <cstdlib>
 #include <cwchar>
@@ -56,8 +56,8 @@ ColourPOD fromHsv(double hue, double saturation, double value) {
 
 ColourPOD dxfColour(int index) {
     static const ColourPOD basic[10] = {
-        defaultModelColour, {0, 0, 255},   {0, 255, 255},   {0, 255, 0},     {255, 255, 0},
-        {255, 0, 0},        {255, 0, 255}, {255, 255, 255}, {128, 128, 128}, {192, 192, 192},
+        defaultModelColour, {0, 0, 255},   {0, 255, 255}, {0, 255, 0},     {255, 255, 0},
+        {255, 0, 0},        {255, 0, 255}, sevenOnPaper,  {128, 128, 128}, {192, 192, 192},
     };
     static const std::uint8_t greys[6] = {51, 80, 105, 130, 190, 255};
     static const double values[5] = {255, 165, 127, 76, 38};
@@ -76,7 +76,7 @@ ColourPOD dxfColour(int index) {
     return fromHsv(group * 15.0, step % 2 ? 0.5 : 1.0, values[step / 2]);
 }
 
-ColourPOD modelMaterialColour(const SmoothModelImp::Material& material) {
+ColourPOD modelMaterialColour(const MeshModel::Material& material) {
     const auto it = material.attributes.find(L"colour");
     if (it == material.attributes.end()) {
         return defaultModelColour;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/Point.h"
-#include "interchange/DXFStream.h"
+#include "interchange/dxf/DXFStream.h"
 
 #include <array>
 #include <cstdint>

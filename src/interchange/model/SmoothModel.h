@@ -3,9 +3,9 @@
 #include "core/Angle.h"
 #include "core/Plane.h"
 #include "core/Quark.h"
-#include "interchange/Clump.h"
-#include "interchange/Model.h"
-#include "interchange/PointIndex.h"
+#include "interchange/model/Model.h"
+#include "interchange/polygon/Clump.h"
+#include "interchange/polygon/PointIndex.h"
 
 #include <array>
 #include <cstdint>
@@ -50,12 +50,14 @@ public:
     virtual void setMetresPerUnit(double metres) = 0;
 };
 
-/// The meshes and materials of a model, as a renderer takes them.
+/// The meshes and materials of a model, as a renderer takes them. Drawing them is left to
+/// SmoothModelImp (the render library), so that readers and their tests need no image,
+/// camera or light.
 ///
 /// Each mesh has its own points (each position once, merged within the tolerance), its
 /// vertices (a point with a normal: one per point where the surface is smooth there,
 /// one per point and face plane where it is not) and its triangles over the vertices.
-class SmoothModelImp : public SmoothModel {
+class MeshModel : public SmoothModel {
 public:
     struct Material {
         Quark name;
@@ -81,17 +83,13 @@ public:
         std::vector<Triangle> triangles;
     };
 
-    SmoothModelImp();
-    ~SmoothModelImp() override;
+    MeshModel();
+    ~MeshModel() override;
 
     Extent<3> bounds() const override { return bounds_; }
     std::size_t triangleCount() const override;
     double tolerance() const override { return tolerance_; }
     double metresPerUnit() const override { return metresPerUnit_; }
-    /// Renders the triangles (see ModelRenderer.h for the rules of the drawing).
-    void render(const Camera& camera, Buffer& buffer, const Lighting& lights, Reporter* progress,
-                bool flat, std::int32_t width, std::int32_t height,
-                const SectionBox& sectionBox) const override;
 
     void addClump(Clump& clump, bool flat, Quark materialRef, Angle smoothAngle,
                   Quark layer) override;

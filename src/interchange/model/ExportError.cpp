@@ -1,4 +1,4 @@
-#include "interchange/ExportError.h"
+#include "interchange/model/ExportError.h"
 
 #include "core/StringUtils.h"
 

@@ -1,12 +1,12 @@
-#include "interchange/DXFReader.h"
+#include "interchange/dxf/DXFReader.h"
 
 #include "core/FilePath.h"
 #include "core/MappedFile.h"
 #include "core/StringUtils.h"
-#include "interchange/DXFEntity.h"
-#include "interchange/DXFPolyline.h"
-#include "interchange/DXFPrimitive.h"
-#include "interchange/ExportError.h"
+#include "interchange/dxf/DXFEntity.h"
+#include "interchange/dxf/DXFPolyline.h"
+#include "interchange/dxf/DXFPrimitive.h"
+#include "interchange/model/ExportError.h"
 
 #include <algorithm>
 #include <cmath>
@@ -568,6 +568,7 @@ bool Reader::entity(const DXFItem& head, Block* block) {
         name == "POLYLINE" ? DXFPolylineGeometry::read(entity_, s_)->primitive()
                            : primitiveOf(entity_, name);
     if (!primitive || primitive->faceCount() == 0) {
+        ++info_.lines; // a curve or an outline: no area to draw
         return true;
     }
     if (block) {

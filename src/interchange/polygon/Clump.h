@@ -3,7 +3,7 @@
 #include "core/Angle.h"
 #include "core/Point.h"
 #include "core/Quark.h"
-#include "interchange/PointIndex.h"
+#include "interchange/polygon/PointIndex.h"
 
 #include <array>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "interchange/SmoothModel.h"
+#include "interchange/model/SmoothModel.h"
 
-#include "interchange/PolygonTriangulator.h"
+#include "interchange/polygon/PolygonTriangulator.h"
 
 #include <cmath>
 
@@ -9,7 +9,7 @@ constexpr std::uint32_t none = 0xFFFFFFFFu;
 } // namespace
 
 /// Meshes still open to loose polygons, one per material, with their point indices.
-struct SmoothModelImp::LooseState {
+struct MeshModel::LooseState {
     struct Open {
         std::size_t mesh;
         PointIndex points;
@@ -18,11 +18,11 @@ struct SmoothModelImp::LooseState {
     std::map<const Material*, Open> byMaterial;
 };
 
-SmoothModelImp::SmoothModelImp() : loose_(std::make_unique<LooseState>()) {}
+MeshModel::MeshModel() : loose_(std::make_unique<LooseState>()) {}
 
-SmoothModelImp::~SmoothModelImp() = default;
+MeshModel::~MeshModel() = default;
 
-std::size_t SmoothModelImp::triangleCount() const {
+std::size_t MeshModel::triangleCount() const {
     std::size_t n = 0;
     for (const Mesh& m : meshes_) {
         n += m.triangles.size();
@@ -30,7 +30,7 @@ std::size_t SmoothModelImp::triangleCount() const {
     return n;
 }
 
-SmoothModelImp::Material* SmoothModelImp::materialNamed(Quark name) {
+MeshModel::Material* MeshModel::materialNamed(Quark name) {
     if (name.isNull()) {
         name = Quark::create(DEFAULT_MSTYLE_NAME);
     }
@@ -47,19 +47,19 @@ SmoothModelImp::Material* SmoothModelImp::materialNamed(Quark name) {
     return currentMaterial_;
 }
 
-const SmoothModelImp::Material* SmoothModelImp::findMaterial(Quark name) const {
+const MeshModel::Material* MeshModel::findMaterial(Quark name) const {
     const auto it = materialsByName_.byName.find(name);
     return it == materialsByName_.byName.end() ? nullptr : &it->second;
 }
 
-void SmoothModelImp::setMaterialAttribute(Quark material, const std::wstring& key,
-                                          const std::wstring& value) {
+void MeshModel::setMaterialAttribute(Quark material, const std::wstring& key,
+                                     const std::wstring& value) {
     materialNamed(material)->attributes[key] = value;
 }
 
-bool SmoothModelImp::addTriangle(Mesh& mesh, const std::array<std::uint32_t, 3>& points,
-                                 const std::array<Vector<3>, 3>& normals, const Material* material,
-                                 VertexChains& chains) {
+bool MeshModel::addTriangle(Mesh& mesh, const std::array<std::uint32_t, 3>& points,
+                            const std::array<Vector<3>, 3>& normals, const Material* material,
+                            VertexChains& chains) {
     if (points[0] == points[1] || points[1] == points[2] || points[0] == points[2]) {
         return false;
     }
@@ -92,8 +92,8 @@ bool SmoothModelImp::addTriangle(Mesh& mesh, const std::array<std::uint32_t, 3>&
     return true;
 }
 
-void SmoothModelImp::addClump(Clump& clump, bool flat, Quark materialRef, Angle smoothAngle,
-                              Quark layer) {
+void MeshModel::addClump(Clump& clump, bool flat, Quark materialRef, Angle smoothAngle,
+                         Quark layer) {
     if (clump.tolerance() > 0 && clump.tolerance() < tolerance_) {
         tolerance_ = clump.tolerance();
     }
@@ -160,8 +160,8 @@ void SmoothModelImp::addClump(Clump& clump, bool flat, Quark materialRef, Angle 
     }
 }
 
-void SmoothModelImp::addPolygon(Quark material, std::span<const Point<3>> outer,
-                                std::span<const std::vector<Point<3>>> holes) {
+void MeshModel::addPolygon(Quark material, std::span<const Point<3>> outer,
+                           std::span<const std::vector<Point<3>>> holes) {
     Clump clump(tolerance_);
     std::vector<Clump::Index> ids;
     for (const Point<3>& p : outer) {
@@ -194,8 +194,8 @@ void SmoothModelImp::addPolygon(Quark material, std::span<const Point<3>> outer,
     addTriangles(material, points, tris);
 }
 
-void SmoothModelImp::addTriangles(Quark material, std::span<const Point<3>> points,
-                                  std::span<const std::array<std::uint32_t, 3>> triangles) {
+void MeshModel::addTriangles(Quark material, std::span<const Point<3>> points,
+                             std::span<const std::array<std::uint32_t, 3>> triangles) {
     const Material* record = materialNamed(material);
     auto it = loose_->byMaterial.find(record);
     if (it == loose_->byMaterial.end()) {
@@ -229,7 +229,7 @@ void SmoothModelImp::addTriangles(Quark material, std::span<const Point<3>> poin
     }
 }
 
-void SmoothModelImp::finish() {
+void MeshModel::finish() {
     loose_->byMaterial.clear();
     // Loose meshes that got no triangle are dropped.
     for (auto it = meshes_.begin(); it != meshes_.end();) {

@@ -4,7 +4,7 @@
 #include "core/Point.h"
 #include "core/Reporter.h"
 #include "core/Status.h"
-#include "interchange/SmoothModel.h"
+#include "interchange/model/SmoothModel.h"
 
 #include <cstddef>
 #include <span>
@@ -46,6 +46,9 @@ struct DXFReadInfo {
     std::size_t entities = 0; ///< entities turned into geometry, inserts and viewports
     std::size_t skipped = 0;  ///< entities of other kinds, passed over
     std::size_t faces = 0;    ///< faces handed to the model
+    /// Lines, curves and outlines read that have no area (no thickness or width), and so
+    /// make no face (a block's are counted once, however often it is inserted).
+    std::size_t lines = 0;
 };
 
 /// Reads a DXF drawing, text or binary, into `model` and finishes the model.

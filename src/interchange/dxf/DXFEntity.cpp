@@ -1,4 +1,4 @@
-#include "interchange/DXFEntity.h"
+#include "interchange/dxf/DXFEntity.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "interchange/DXFEntity.h"
-#include "interchange/DXFPrimitive.h"
+#include "interchange/dxf/DXFEntity.h"
+#include "interchange/dxf/DXFPrimitive.h"
 
 #include <array>
 #include <memory>

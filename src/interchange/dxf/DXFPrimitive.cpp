@@ -1,4 +1,4 @@
-#include "interchange/DXFPrimitive.h"
+#include "interchange/dxf/DXFPrimitive.h"
 
 #include <cmath>
 

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "core/Colour.h"
+#include "effects/Light.h"
+#include "interchange/render/RenderBand.h"
+
+#include <cstdint>
+#include <vector>
+
+class Camera;
+class Lighting;
+class ModelShadows;
+struct Plane;
+
+/// The shading of a rendering: colour = material colour x (sum over lights i of
+/// illumination_i(n)), per component, clamped to 1, with n the unit normal turned towards
+/// the eye: the face normal where the triangle is flat or `flat` is asked, the
+/// interpolated vertex normals (made unit at each pixel) where it is smooth. Light i is
+/// left out where it is blocked: where the surface faces away from it, or where its
+/// shadow test finds another triangle between the point and the light.
+///
+/// A flat triangle that no shadow test concerns has one colour, written while it is
+/// filled. The pixels of the others get a ShadeWork, and their shading is done by
+/// shadeBand once the band knows which pixels are seen (hidden surfaces then cost no
+/// normal and no shadow test), or at once, pixel by pixel, when shading is immediate.
+class BandShader {
+public:
+    /// `shadows` may be empty; it outlives the shader.
+    BandShader(const Camera& camera, const Lighting& lights, ModelShadows& shadows, bool flat,
+               std::int32_t width);
+
+    /// Works out `shade` for a triangle of face plane `plane`, colour `colour`, material
+    /// `material` and number `owner`, and turns the corners' normals (given as the
+    /// model's vertex normals) towards the eye.
+    void prepare(TriangleShade& shade, const Plane& plane, ColourPOD colour, MaterialId material,
+                 std::uint32_t owner, ScreenVertex (&corners)[3]) const;
+
+    /// Adds the work record of a triangle a, b, c (doubled signed screen area `area`) with
+    /// `shade` to the band; returns its index.
+    std::uint32_t addWork(RenderBand& band, const TriangleShade& shade, const ScreenVertex& a,
+                          const ScreenVertex& b, const ScreenVertex& c, double area) const;
+
+    /// Shades the seen pixels of the band that still have work.
+    void shadeBand(RenderBand& band);
+    /// Shades the pixels x0 to x1 - 1 of row y with `work`.
+    void shadeRun(RenderBand& band, const ShadeWork& work, std::int32_t y, std::int32_t x0,
+                  std::int32_t x1);
+
+    /// Colour components 0 to 1 to a pixel of blue, green, red and full coverage.
+    static std::uint32_t packColour(double r, double g, double b);
+
+private:
+    const Camera& camera_;
+    const Lighting& lights_;
+    ModelShadows& shadows_;
+    bool flat_;
+    // The shading inputs of a run of pixels.
+    std::vector<Vector<3>> normals_;
+    std::vector<std::uint32_t> masks_;
+    std::vector<LightColour> light_;
+};

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "core/Point.h"
+#include "interchange/render/ShadowCaster.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class Lighting;
+class MeshModel;
+class TriangleClipper;
+
+/// The shadow tests of a rendering: one ShadowCaster for each light that casts shadows
+/// (among the first 31, whose flags fit a buffer's 32 bits), holding every triangle of the
+/// model that the section box leaves, made once a rendering.
+class ModelShadows {
+public:
+    static constexpr std::uint32_t maxShadowLights = 31;
+
+    /// Triangles are numbered through the model's meshes in order, as the renderer numbers
+    /// its owners. A point is shadowed only by triangles nearer the light than it by more
+    /// than `bias` model units.
+    ModelShadows(const MeshModel& model, const Lighting& lights, TriangleClipper& clipper,
+                 double bias);
+    ~ModelShadows();
+
+    bool empty() const { return lights_.empty(); }
+    /// The bits of all the shadow-casting lights.
+    std::uint32_t allBits() const { return allBits_; }
+
+    /// The bits of the shadow-casting lights that a flat surface of normal `face` (turned
+    /// towards the eye) faces away from: it is in its own shadow there.
+    std::uint32_t turnedAway(const Vector<3>& face) const;
+    /// The bits of the shadow-casting lights that tested as blocked at the model point
+    /// `p` of triangle `owner` with unit normal `n`, added to `known` (lights already
+    /// known to be blocked are not tested again).
+    std::uint32_t blockedAt(const Point<3>& p, const Vector<3>& n, std::uint32_t owner,
+                            std::uint32_t known);
+
+private:
+    struct ShadowLight {
+        std::uint32_t bit; ///< the light's bit in a mask
+        Vector<3> travel;  ///< the direction the light travels
+        std::unique_ptr<ShadowCaster> caster;
+        std::uint32_t hint; ///< the last blocker found
+    };
+    std::vector<ShadowLight> lights_;
+    std::uint32_t allBits_ = 0;
+};

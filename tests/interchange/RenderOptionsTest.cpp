@@ -1,0 +1,125 @@
+// The way a rendering goes about its work (the height of its bands, shading deferred to
+// the end of a band or done at once) must not change a pixel.
+
+#include "RenderTestSupport.h"
+
+#include "core/Quark.h"
+#include "effects/LightSet.h"
+#include "interchange/ModelImage.h"
+#include "interchange/polygon/Clump.h"
+#include "interchange/render/ModelRenderer.h"
+#include "views/cameras/QuorvaleCamera.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numbers>
+#include <random>
+#include <set>
+
+namespace {
+
+using test::RecordingBuffer;
+
+/// The floor and box, a smooth column, and a cloud of overlapping tilted triangles over
+/// them: hidden surfaces, shadows on flat and smooth faces, triangles cut by the view.
+TQL::Handle<SmoothModelImp> busyScene() {
+    auto model = test::floorAndBox();
+    Clump clump(0.001);
+    std::vector<Clump::Index> bottom, top;
+    const int sides = 10;
+    for (int i = 0; i < sides; ++i) {
+        const double a = 2 * std::numbers::pi * i / sides;
+        bottom.push_back(clump.addPoint({3 + std::cos(a), 2 + std::sin(a), 0}));
+        top.push_back(clump.addPoint({3 + std::cos(a), 2 + std::sin(a), 3}));
+    }
+    for (int i = 0; i < sides; ++i) {
+        const int j = (i + 1) % sides;
+        clump.addFace(std::vector<Clump::Index>{bottom[i], bottom[j], top[j], top[i]},
+                      Quark::create(L"Column"), 1);
+    }
+    model->addClump(clump, false, Quark(), Angle::degrees(60), Quark());
+
+    std::mt19937 random(11);
+    std::uniform_real_distribution<double> across(-6, 6), up(0.2, 4);
+    std::vector<Point<3>> points;
+    std::vector<std::array<std::uint32_t, 3>> triangles;
+    for (std::uint32_t i = 0; i < 40; ++i) {
+        const Point<3> c(across(random), across(random), up(random));
+        for (int k = 0; k < 3; ++k) {
+            points.push_back(c +
+                             Vector<3>(across(random) / 4, across(random) / 4, across(random) / 8));
+        }
+        triangles.push_back({3 * i, 3 * i + 1, 3 * i + 2});
+    }
+    model->addTriangles(Quark::create(L"Leaves"), points, triangles);
+    model->finish();
+    return model;
+}
+
+struct Picture {
+    std::vector<std::uint32_t> codes, flags;
+    std::vector<ColourPOD> colours;
+    std::vector<std::uint8_t> alphas;
+    std::vector<MaterialId> materials;
+};
+
+Picture draw(const SmoothModelImp& model, const Camera& camera, const Lighting& lights,
+             std::int32_t w, std::int32_t h, const RenderOptions& options) {
+    RecordingBuffer b(w, h);
+    ModelRenderer(model, camera, b, lights, nullptr, false, w, h, SectionBox{}, options).run();
+    EXPECT_EQ(b.finished, 1);
+    return {b.codes, b.flags, b.colours, b.alphas, b.materials};
+}
+
+void expectSamePicture(const Picture& a, const Picture& b) {
+    EXPECT_EQ(a.codes, b.codes);
+    EXPECT_EQ(a.flags, b.flags);
+    EXPECT_EQ(a.alphas, b.alphas);
+    EXPECT_EQ(a.materials, b.materials);
+    ASSERT_EQ(a.colours.size(), b.colours.size());
+    std::size_t differ = 0;
+    for (std::size_t i = 0; i < a.colours.size(); ++i) {
+        differ += a.colours[i].r != b.colours[i].r || a.colours[i].g != b.colours[i].g ||
+                  a.colours[i].b != b.colours[i].b;
+    }
+    EXPECT_EQ(differ, 0u);
+}
+
+TEST(ModelRenderer, BandHeightAndShadingOrderChangeNoPixel) {
+    const auto model = busyScene();
+    const std::int32_t w = 160, h = 120;
+    for (const bool shadows : {true, false}) {
+        for (const auto view :
+             {ModelImageSettings::View::perspective, ModelImageSettings::View::parallel}) {
+            SCOPED_TRACE(testing::Message() << "shadows " << shadows << ", view " << int(view));
+            ModelImageSettings settings;
+            settings.view = view;
+            settings.shadows = shadows;
+            const ViewParams params = modelViewParams(*model, settings, w, h);
+            const QuorvaleCamera camera(UniformTransform<3>(), params, w, h, model->bounds(),
+                                        IExtent<2>(0, 0, w - 1, h - 1));
+            const auto lights = modelLights(settings);
+            const Picture reference = draw(*model, camera, *lights, w, h, RenderOptions{});
+            // Something of everything is there to compare.
+            std::set<MaterialId> seen(reference.materials.begin(), reference.materials.end());
+            EXPECT_GE(seen.size(), 4u);
+            if (shadows) {
+                EXPECT_NE(std::count_if(reference.flags.begin(), reference.flags.end(),
+                                        [](std::uint32_t f) { return f & Buffer::shadowFlags; }),
+                          0);
+            }
+            for (const std::int64_t bandPixels :
+                 {std::int64_t(w), std::int64_t(7) * w, std::int64_t(w) * h * 2}) {
+                for (const bool immediate : {false, true}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << "band rows " << bandPixels / w << ", immediate " << immediate);
+                    expectSamePicture(reference, draw(*model, camera, *lights, w, h,
+                                                      RenderOptions{bandPixels, immediate}));
+                }
+            }
+        }
+    }
+}
+
+} // namespace
