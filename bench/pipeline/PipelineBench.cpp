@@ -2,6 +2,7 @@
 // beside memcpy of the same colour bytes (the ceiling) and OpenCV's addWeighted on an
 // image of the same size (the anchor). Speeds in Mpixels/s; the ratios are printed last.
 
+#include "core/ThreadName.h"
 #include "image/ZmapDocument.h"
 #include "pipeline/Applicator.h"
 #include "pipeline/Blender.h"
@@ -153,6 +154,8 @@ public:
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
+    // As in the application: tiles freed on the main thread go to the free list.
+    TQL::setMainThread();
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     const double normal = reporter.speed("paintRowNormalFull");
