@@ -48,15 +48,17 @@ void closeRunningStroke(Status& status) {
     stroke.applicator->startHelpers();
 }
 
-/// Abandons and closes the running stroke, if one is live.
+/// Abandons the running stroke, if it is still live, and closes its undo level: what it
+/// painted stays, and the next stroke starts from it.
 void abandonRunningStroke() {
-    if (running.applicator && isLive(*running.applicator)) {
-        running.applicator->abandon();
-        Status ignored = status::ok;
-        closeRunningStroke(ignored);
-    } else {
-        running = RunningStroke();
+    if (!running.applicator) {
+        return;
     }
+    if (isLive(*running.applicator)) {
+        running.applicator->abandon();
+    }
+    Status ignored = status::ok;
+    closeRunningStroke(ignored);
 }
 
 /// After running out of memory: the stroke is dropped (what it painted is kept in an undo

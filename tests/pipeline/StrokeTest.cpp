@@ -180,6 +180,12 @@ TEST_F(Strokes, OpenStrokeStaysOpenAtEnd) {
     EXPECT_TRUE(applicator->abandoned);
     EXPECT_EQ(feedback.prompts.back(), promptNoTool);
     EXPECT_TRUE(feedback.cursorCleared);
+
+    // The next stroke closes the abandoned one's level first, keeping what it painted.
+    selection().selectApplicator(TQL::makeHandle<test::RowApplicator>());
+    ASSERT_EQ(document->editor.beginStroke(StrokePoint{40, 40}, nullptr), status::ok);
+    EXPECT_TRUE(undo().canUndo());
+    EXPECT_EQ(document->rgbAt(10, 10), (ColourPOD{20, 10, 250}));
 }
 
 TEST_F(Strokes, EndIsNotReenteredWhileItRuns) {
