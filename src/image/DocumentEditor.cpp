@@ -31,7 +31,9 @@ void repaintAll(const ZmapDocument& document) {
 
 DocumentEditor::DocumentEditor(ZmapDocument* owner) : document(owner) {}
 
-DocumentEditor::~DocumentEditor() = default;
+DocumentEditor::~DocumentEditor() {
+    releaseRunningStroke(document);
+}
 
 void DocumentEditor::setRepeatAction(const TQL::Handle<RepeatableAction>& action) {
     repeatAction_ = action;

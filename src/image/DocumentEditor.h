@@ -6,6 +6,7 @@
 #include "core/Status.h"
 #include "image/AlphaBitmap.h"
 #include "image/RgbBitmap.h"
+#include "image/StrokeApplicator.h"
 #include "image/UndoBuffer.h"
 
 #include <cstdint>
@@ -69,6 +70,32 @@ public:
     /// set, undoing to the saved level no longer counts as unchanged.
     bool changedSinceOpen() const { return changedSinceOpen_ != 0; }
     void setChangedSinceOpen(bool changed) { changedSinceOpen_ = changed ? 1 : 0; }
+
+    // Strokes (DocumentEditorStroke.cpp). One stroke runs at a time in the process; each
+    // entry returns 0, -13 without an image or applicator, or -10 after running out of
+    // memory (the stroke is then dropped and string 10999 shown).
+
+    /// Starts a stroke of the selected applicator at `point`, or, while a stroke of it runs
+    /// in the same view, goes on with that one. Any other running stroke is abandoned and its
+    /// undo level closed first.
+    [[nodiscard]] Status beginStroke(const StrokePoint& point, StrokeView* view);
+    /// The next point of the running stroke.
+    [[nodiscard]] Status continueStroke(const StrokePoint& point);
+    /// Finishes the running stroke. An applicator that waits for more input keeps it open;
+    /// otherwise the undo level is closed under the applicator's name.
+    [[nodiscard]] Status endStroke();
+    /// Runs a whole stroke from stored points at once (-12 for none).
+    [[nodiscard]] Status runStroke(const std::vector<StrokePoint>& points, StrokeView* view);
+    /// The selection strokes start from (not owned; installed by the paint pipeline).
+    static void setStrokeTools(StrokeTools* tools);
+    /// The running stroke of the process: its applicator, document and view.
+    static TQL::Handle<StrokeApplicator> runningApplicator();
+    static ZmapDocument* runningDocument();
+    static StrokeView* runningView();
+    /// Forgets the running stroke if it paints `document`, which is going away.
+    static void releaseRunningStroke(const ZmapDocument* document);
+    /// The points of the last stroke, as its applicator took them.
+    std::vector<StrokePoint> strokePoints;
 
     ZmapDocument* document;
     /// The extents that the current pass has applied, in order.

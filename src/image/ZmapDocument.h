@@ -11,6 +11,7 @@
 #include "image/MaterialRecord.h"
 #include "image/RgbBitmap.h"
 #include "image/ScratchBitmaps.h"
+#include "image/SpanPlanes.h"
 #include "image/TileGeometry.h"
 #include "image/ZBitmap.h"
 #include "views/cameras/ViewProj.h"
@@ -346,6 +347,14 @@ public:
     WetLayerPixel* wetLayerWrite(std::int32_t x, std::int32_t y, TileHandle& hold) {
         return write(wetLayer, x, y, hold);
     }
+
+    /// The planes of the paint pipeline for the run of row y from column x to the right edge
+    /// of x's tile (ZmapDocumentSpan.cpp): the source, the image before the action in
+    /// progress, the stroke's coverage and, if `wet`, the wet colour and coverage. `pins`
+    /// holds the tiles while the pointers are used. Returns the run's length, 0 outside the
+    /// image or without the channels. Throws std::bad_alloc.
+    std::int32_t spanPlanes(std::int32_t x, std::int32_t y, bool wet, SpanPins& pins,
+                            SpanPlanes& planes);
 
     // The material table. Ids run from 1; the lowest free one is taken. Names are unique
     // among live materials without regard to case. palette() holds the colours of ids below

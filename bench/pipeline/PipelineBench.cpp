@@ -1,0 +1,174 @@
+// paintRow over a whole 4096 x 4096 document, Normal at full opacity and Multiply at 50 %,
+// beside memcpy of the same colour bytes (the ceiling) and OpenCV's addWeighted on an
+// image of the same size (the anchor). Speeds in Mpixels/s; the ratios are printed last.
+
+#include "core/ThreadName.h"
+#include "image/ZmapDocument.h"
+#include "pipeline/Applicator.h"
+#include "pipeline/Blender.h"
+#include "pipeline/LinearRecolour.h"
+#include "pipeline/Paint.h"
+
+#include <benchmark/benchmark.h>
+#include <opencv2/core.hpp>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::int32_t side = 4096;
+constexpr double pixels = double(side) * side;
+
+class BenchDocument : public ZmapDocument {
+public:
+    void setChanged(bool) override {}
+};
+
+/// A document whose colour is a smooth shading (every tile written), with all channels.
+std::unique_ptr<BenchDocument> makeDocument() {
+    auto document = std::make_unique<BenchDocument>();
+    if (document->setSize(side, side) != status::ok) {
+        return nullptr;
+    }
+    document->rgb = TQL::makeHandle<RgbBitmap>(*document);
+    TileHandle hold;
+    const std::int32_t tile = document->geometry().tileWidth;
+    for (std::int32_t y = 0; y < side; ++y) {
+        for (std::int32_t x = 0; x < side; x += tile) {
+            ColourPOD* row = document->rgbWrite(x, y, hold);
+            for (std::int32_t k = 0; k < tile; ++k) {
+                row[k] =
+                    ColourPOD{std::uint8_t(x + k), std::uint8_t(y), std::uint8_t((x + y) >> 5)};
+            }
+        }
+    }
+    if (document->allocateChannels() != status::ok) {
+        return nullptr;
+    }
+    return document;
+}
+
+/// An applicator that only paints rows.
+class RowPainter : public Applicator {
+public:
+    void apply(ZmapDocument&, StrokeView*, const std::vector<StrokePoint>&) override {}
+    bool extend(ZmapDocument&, StrokeView*, const StrokePoint&) override { return false; }
+    TQL::Handle<TQL::Handlable> pseudoCursor() override { return nullptr; }
+    std::uint32_t undoNameId() const override { return 1219; }
+    void ready() override {}
+};
+
+/// One stroke over every row of the document: a fresh stroke alpha, then paintRow row by
+/// row at full coverage.
+void paintWholeDocument(benchmark::State& state, float opacity, std::uint32_t mode) {
+    auto document = makeDocument();
+    if (!document) {
+        state.SkipWithError("no document");
+        return;
+    }
+    RowPainter painter;
+    painter.effect = TQL::makeHandle<Paint>();
+    painter.recolour = TQL::makeHandle<LinearRecolour>(200, 120, 40, 1.0f);
+    painter.blend = TQL::makeHandle<Blender>(opacity, mode);
+    const std::vector<float> coverage(side, 1.0f);
+    for (auto _ : state) {
+        document->editor.strokeAlpha->clearAll();
+        for (std::int32_t y = 0; y < side; ++y) {
+            benchmark::DoNotOptimize(painter.paintRow(*document, 0, y, 0, side, coverage.data()));
+        }
+        benchmark::ClobberMemory();
+    }
+    state.counters["Mpixels/s"] = benchmark::Counter(
+        pixels * static_cast<double>(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
+}
+
+void paintRowNormalFull(benchmark::State& state) {
+    paintWholeDocument(state, 1.0f, 0);
+}
+void paintRowMultiplyHalf(benchmark::State& state) {
+    paintWholeDocument(state, 0.5f, 1);
+}
+
+void memcpyColour(benchmark::State& state) {
+    const std::size_t bytes = static_cast<std::size_t>(pixels) * 3;
+    std::vector<std::uint8_t> from(bytes, 7), to(bytes, 0);
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), bytes);
+        benchmark::ClobberMemory();
+    }
+    state.counters["Mpixels/s"] = benchmark::Counter(
+        pixels * static_cast<double>(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
+}
+
+void addWeightedAnchor(benchmark::State& state) {
+    cv::Mat a(side, side, CV_8UC3, cv::Scalar(10, 100, 200));
+    cv::Mat b(side, side, CV_8UC3, cv::Scalar(200, 120, 40));
+    cv::Mat out(side, side, CV_8UC3);
+    for (auto _ : state) {
+        cv::addWeighted(a, 0.5, b, 0.5, 0.0, out);
+        benchmark::ClobberMemory();
+    }
+    state.counters["Mpixels/s"] = benchmark::Counter(
+        pixels * static_cast<double>(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
+}
+
+BENCHMARK(paintRowNormalFull)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(paintRowMultiplyHalf)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(memcpyColour)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(addWeightedAnchor)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// Keeps each benchmark's speed (the median with repetitions) for the closing ratios.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            const auto it = run.counters.find("Mpixels/s");
+            if (run.error_occurred || it == run.counters.end()) {
+                continue;
+            }
+            const std::string name = run.benchmark_name();
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
+                medians[run.run_name.function_name] = it->second.value;
+            } else if (run.run_type == Run::RT_Iteration) {
+                last[run.run_name.function_name] = it->second.value;
+            }
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    double speed(const std::string& name) const {
+        if (const auto it = medians.find(name); it != medians.end()) {
+            return it->second;
+        }
+        const auto it = last.find(name);
+        return it == last.end() ? 0.0 : it->second;
+    }
+    std::map<std::string, double> medians, last;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    // As in the application: tiles freed on the main thread go to the free list.
+    TQL::setMainThread();
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    const double normal = reporter.speed("paintRowNormalFull");
+    const double multiply = reporter.speed("paintRowMultiplyHalf");
+    const double copy = reporter.speed("memcpyColour");
+    const double anchor = reporter.speed("addWeightedAnchor");
+    if (copy > 0 && anchor > 0) {
+        std::printf("\nMpixels/s: Normal 100%% %.0f, Multiply 50%% %.0f, memcpy %.0f, "
+                    "addWeighted %.0f\n",
+                    normal, multiply, copy, anchor);
+        std::printf("Normal / memcpy %.2f (goal >= 0.5); Multiply / addWeighted %.2f (goal >= 1)\n",
+                    normal / copy, multiply / anchor);
+    }
+    benchmark::Shutdown();
+    return 0;
+}

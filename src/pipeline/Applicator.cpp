@@ -1,0 +1,285 @@
+#include "pipeline/Applicator.h"
+
+#include "image/DocumentEditor.h"
+#include "image/ZmapDocument.h"
+#include "pipeline/PixelRuns.h"
+#include "views/cameras/SurfaceFrame.h"
+#include "views/cameras/ViewProj.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// The working rows of paintRow. Static: only one stroke runs at a time, on the interface
+// thread, and a span never exceeds a tile's width.
+float maskRow[maxSpanLength];
+float alphaRow[maxSpanLength];
+std::uint32_t depthRow[maxSpanLength];
+ColourPOD colourRow[maxSpanLength];
+
+/// Calls `f(stage)` for each present stage in the start order: matting, effect, fog,
+/// texture, recolour, grain, blend.
+template <class F> void forEachStage(Applicator& a, F f) {
+    PipelineTool* stages[] = {a.matting.get(),  a.effect.get(), a.fog.get(),  a.texture.get(),
+                              a.recolour.get(), a.grain.get(),  a.blend.get()};
+    for (PipelineTool* stage : stages) {
+        if (stage) {
+            f(*stage);
+        }
+    }
+}
+
+} // namespace
+
+void Applicator::start(ZmapDocument& document, StrokeView* view, const StrokePoint& point) {
+    abandoned = false;
+    finished = false;
+    needsDepthFlags = 0;
+    PipelineTool* stages[] = {matting.get(),  effect.get(), fog.get(),  texture.get(),
+                              recolour.get(), grain.get(),  blend.get()};
+    for (PipelineTool* stage : stages) {
+        if (stage) {
+            stage->start(point.x, point.y, document);
+            needsDepthFlags |= stage->needsDepth() ? 1 : 0;
+        }
+        if (stage == effect.get()) {
+            repainting = effect && effect->repaints();
+        }
+    }
+
+    // The surface of the stroke: the effect's plane, else the locked plane.
+    Plane plane;
+    bool hasPlane = effect && effect->plane(plane);
+    if (!hasPlane && matting) {
+        hasPlane = matting->lockPlane(plane);
+    }
+    if (!hasPlane || !document.viewProj()) {
+        return;
+    }
+    const SurfaceFrame frame(plane, *document.viewProj(), surfaceTolerance);
+    // Exact comparison on purpose: any tolerance would change when stages hear of it.
+    const Plane camera = document.planeAt(point.x, point.y);
+    if (camera.normal() != plane.normal() ||
+        camera.distanceFromOrigin() != plane.distanceFromOrigin()) {
+        surfaceChanged(frame);
+    }
+    forEachStage(*this, [&](PipelineTool& stage) { stage.setSurface(frame); });
+}
+
+void Applicator::finish(ZmapDocument& document, StrokeView* view) {
+    forEachStage(*this, [](PipelineTool& stage) { stage.finish(); });
+    ready();
+    finished = true;
+}
+
+void Applicator::abandon() {
+    abandoned = true;
+    // A cube image's faces share their edge pixels; a stroke cut short may have painted one
+    // copy of an edge and not the other.
+    ZmapDocument* document = DocumentEditor::runningDocument();
+    if (!document || !document->viewProj() ||
+        document->viewProj()->viewType() != ViewProj::cubicView) {
+        return;
+    }
+    const std::int32_t n = document->viewProj()->faceSize().size();
+    TileBitmap* planes[] = {document->rgb.get(),       document->z.get(),
+                            document->mat.get(),       document->originalRgb.get(),
+                            document->originalZ.get(), document->originalMat.get(),
+                            document->cutoutRgb.get(), document->cutoutZ.get(),
+                            document->cutoutMat.get(), document->cutoutAlpha.get()};
+    for (TileBitmap* plane : planes) {
+        if (plane) {
+            plane->stitchFaces(n);
+        }
+    }
+}
+
+void Applicator::runMatting(Span& span, int first, int last) {
+    matting->run(span, first, last);
+}
+void Applicator::runEffect(Span& span, int first, int last) {
+    effect->run(span, first, last);
+}
+void Applicator::runFog(Span& span, int first, int last) {
+    fog->run(span, first, last);
+}
+void Applicator::runTexture(Span& span, int first, int last) {
+    texture->run(span, first, last);
+}
+void Applicator::runRecolour(Span& span, int first, int last) {
+    recolour->run(span, first, last);
+}
+void Applicator::runGrain(Span& span, int first, int last) {
+    grain->run(span, first, last);
+}
+void Applicator::runBlend(Span& span, int first, int last) {
+    blend->run(span, first, last);
+}
+void Applicator::commitEffect(Span& span, int first, int last) {
+    effect->commit(span, first, last);
+}
+void Applicator::runFogLate(Span& span, int first, int last) {
+    fog->runLate(span, first, last);
+}
+
+IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::int32_t y,
+                                std::int32_t begin, std::int32_t end, const float* coverage) {
+    IExtent<2> changed;
+    if (y < 0 || y >= document.height()) {
+        return changed;
+    }
+    begin = std::max(begin, -x0);
+    end = std::min(end, document.width() - x0);
+    while (begin < end && coverage[begin] == 0) {
+        ++begin;
+    }
+    while (end > begin && coverage[end - 1] == 0) {
+        --end;
+    }
+
+    // The colour stages in their fixed order, between the effect and the commit.
+    auto colourStages = [&](Span& span, int p, int q) {
+        if (effect) {
+            runEffect(span, p, q);
+        }
+        if (fog) {
+            runFog(span, p, q);
+        }
+        if (recolour) {
+            runRecolour(span, p, q);
+        }
+        if (texture) {
+            runTexture(span, p, q);
+        }
+        if (fog) {
+            runFogLate(span, p, q);
+        }
+        if (grain) {
+            runGrain(span, p, q);
+        }
+    };
+
+    for (std::int32_t i = begin; i < end;) {
+        SpanPins pins;
+        SpanPlanes planes;
+        const std::int32_t tileLength = document.spanPlanes(x0 + i, y, wet, pins, planes);
+        if (tileLength <= 0) {
+            break;
+        }
+        const std::int32_t length = std::min(tileLength, end - i);
+        const float* m = coverage + i;
+        Alpha* s = planes.strokeAlpha;
+
+        // Trim pixels that can't change: no coverage, or already fully covered.
+        int a = 0;
+        int b = length;
+        auto idle = [&](int k) { return m[k] == 0 || (!repainting && s[k] == 1.0f); };
+        while (a < b && idle(a)) {
+            ++a;
+        }
+        while (b > a && idle(b - 1)) {
+            --b;
+        }
+        if (a == b) {
+            i += length;
+            continue;
+        }
+
+        Span paint;
+        paint.document = &document;
+        paint.x = x0 + i;
+        paint.y = y;
+        paint.length = tileLength;
+        paint.sourceColour = planes.sourceColour;
+        paint.baseColour = planes.baseColour;
+        paint.baseDepth = planes.baseDepth;
+        paint.baseMaterial = planes.baseMaterial;
+        paint.colour = colourRow;
+        paint.alpha = alphaRow;
+        paint.depth = depthRow;
+        paint.flags = needsDepthFlags ? spanNeedsDepth : 0;
+
+        // The locks lower the mask.
+        runs::copy(maskRow, m, a, b);
+        if (matting) {
+            Span mask = paint;
+            mask.alpha = maskRow;
+            runMatting(mask, a, b);
+            while (a < b && maskRow[a] == 0) {
+                ++a;
+            }
+            while (b > a && maskRow[b - 1] == 0) {
+                --b;
+            }
+            if (a == b) {
+                i += length;
+                continue;
+            }
+        }
+        // The stroke's alpha grows by "over": C = (1 - S) * M + S.
+        runs::over(alphaRow, maskRow, s, a, b);
+
+        int p = a;
+        while (p < b) {
+            if (repainting) {
+                while (p < b && maskRow[p] == 0) {
+                    ++p;
+                }
+            } else {
+                while (p < b && !(s[p] < alphaRow[p])) {
+                    ++p;
+                }
+            }
+            if (p >= b) {
+                break;
+            }
+            int q = p + 1;
+            if (repainting) {
+                while (q < b && maskRow[q] != 0) {
+                    ++q;
+                }
+            }
+            while (q < b && s[q] < alphaRow[q]) {
+                ++q;
+            }
+
+            if (!wet) {
+                runs::copy(s, alphaRow, p, q);
+                colourStages(paint, p, q);
+            } else {
+                // A pixel first touched in this stroke gets its colour in the wet planes;
+                // later passes reuse it.
+                Span wetSpan = paint;
+                wetSpan.colour = planes.wetColour;
+                wetSpan.alpha = planes.wetAlpha;
+                for (int k = p; k < q;) {
+                    const bool fresh = s[k] == 0.0f;
+                    int e = k + 1;
+                    while (e < q && (s[e] == 0.0f) == fresh) {
+                        ++e;
+                    }
+                    if (fresh) {
+                        runs::fill(planes.wetAlpha, 1.0f, k, e);
+                        colourStages(wetSpan, k, e);
+                    }
+                    k = e;
+                }
+                runs::copy(s, alphaRow, p, q);
+                std::memcpy(colourRow + p, planes.wetColour + p,
+                            static_cast<std::size_t>(q - p) * sizeof(ColourPOD));
+                runs::multiply(alphaRow, planes.wetAlpha, p, q);
+            }
+            if (effect) {
+                commitEffect(paint, p, q);
+            }
+            if (blend) {
+                runBlend(paint, p, q);
+            }
+            changed |= IExtent<2>(x0 + i + p, y, x0 + i + q - 1, y);
+            p = q;
+        }
+        i += length;
+    }
+    return changed;
+}

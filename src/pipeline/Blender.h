@@ -1,0 +1,61 @@
+#pragma once
+
+#include "pipeline/PaintRandom.h"
+#include "pipeline/PipelineTool.h"
+
+#include <cstdint>
+
+/// The blend modes of Blender, by number.
+enum class BlendMode : std::uint32_t {
+    normal = 0,
+    multiply = 1,
+    tint = 2,
+    screen = 3,
+    dissolve = 4,
+    lighten = 5,
+    darken = 6,
+    difference = 7,
+    exclusion = 8,
+    hardLight = 9,
+    overlay = 10,
+    colourDodge = 11,
+    colourBurn = 12,
+    vividLight = 13,
+    hue = 14,
+    luminosity = 15,
+    saturation = 16,
+    colour = 17,
+};
+inline constexpr std::uint32_t blendModeCount = 18;
+
+/// Writes the span into the image: the working colour s combined with the image as it was
+/// before the stroke b, at t = alpha * opacity, by one of eighteen modes. The destination is
+/// never read, so a pixel blended again within a stroke is blended anew from b. Integer
+/// results are rounded half to even and truncated to their low byte. A mode above 17
+/// changes nothing.
+class Blender : public BlendTool {
+public:
+    Blender(float opacity, std::uint32_t mode);
+    /// With the Dissolve generator's seed given (tests).
+    Blender(float opacity, std::uint32_t mode, std::uint32_t seed);
+
+    void run(Span& span, int first, int last) override;
+
+    /// The blend on plain rows: out[i] for i in first..last from base[i], source[i] and
+    /// alpha[i]. `out` may be `base` or `source`.
+    void blendRow(ColourPOD* out, const ColourPOD* base, const ColourPOD* source,
+                  const Alpha* alpha, int first, int last);
+
+    float opacity() const { return opacity_; }
+    std::uint32_t mode() const { return mode_; }
+
+    /// `c` moved to the lightness whose channel sum is `targetSum` (0 to 765): the sum's
+    /// difference is shared out over the channels that can still move, the smallest
+    /// headroom first.
+    static ColourPOD shiftToLightness(ColourPOD c, int targetSum);
+
+private:
+    float opacity_;
+    std::uint32_t mode_;
+    PaintRandom random_;
+};

@@ -1,0 +1,227 @@
+// paintRow observed through recording stages: what is trimmed, the stage order, how
+// stroke alpha grows, the tile runs, and the wet path.
+
+#include "PipelineTestSupport.h"
+
+#include "pipeline/Blender.h"
+#include "pipeline/LinearRecolour.h"
+#include "pipeline/Paint.h"
+#include "support/TestDocument.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using test::StageLog;
+
+class PaintRow : public testing::Test {
+protected:
+    void SetUp() override {
+        // 300 x 100: tiles 64 pixels wide.
+        document = test::makeTestDocument(300, 100);
+        applicator = TQL::makeHandle<test::RowApplicator>();
+    }
+
+    /// Every stage a recorder, all logging into `log`.
+    void recordAll() {
+        matting = TQL::makeHandle<test::RecordingMatting>(log, "matting");
+        effect = TQL::makeHandle<test::RecordingEffect>(log, "effect");
+        fog = TQL::makeHandle<test::RecordingFog>(log, "fog");
+        recolour = TQL::makeHandle<test::RecordingRecolour>(log, "recolour");
+        texture = TQL::makeHandle<test::RecordingTexture>(log, "texture");
+        grain = TQL::makeHandle<test::RecordingGrain>(log, "grain");
+        blend = TQL::makeHandle<test::RecordingBlend>(log, "blend");
+        applicator->matting = matting;
+        applicator->effect = effect;
+        applicator->fog = fog;
+        applicator->recolour = recolour;
+        applicator->texture = texture;
+        applicator->grain = grain;
+        applicator->blend = blend;
+    }
+
+    IExtent<2> paint(std::int32_t x0, std::int32_t y, const std::vector<float>& coverage) {
+        return applicator->paintRow(*document, x0, y, 0, static_cast<std::int32_t>(coverage.size()),
+                                    coverage.data());
+    }
+
+    float strokeAlpha(std::int32_t x, std::int32_t y) const {
+        return document->editor.strokeAlpha->valueAt<Alpha>(x, y);
+    }
+
+    std::unique_ptr<test::TestDocument> document;
+    TQL::Handle<test::RowApplicator> applicator;
+    StageLog log;
+    TQL::Handle<test::RecordingMatting> matting;
+    TQL::Handle<test::RecordingEffect> effect;
+    TQL::Handle<test::RecordingFog> fog;
+    TQL::Handle<test::RecordingRecolour> recolour;
+    TQL::Handle<test::RecordingTexture> texture;
+    TQL::Handle<test::RecordingGrain> grain;
+    TQL::Handle<test::RecordingBlend> blend;
+};
+
+TEST_F(PaintRow, StagesRunInTheFixedOrder) {
+    recordAll();
+    const IExtent<2> changed = paint(10, 5, std::vector<float>(4, 1.0f));
+    EXPECT_EQ(test::names(log),
+              (std::vector<std::string>{"matting", "effect", "fog", "recolour", "texture",
+                                        "fogLate", "grain", "commit", "blend"}));
+    EXPECT_EQ(changed, IExtent<2>(10, 5, 13, 5));
+}
+
+TEST_F(PaintRow, TwoHalfPassesGiveThreeQuartersBlendedFromTheSameBase) {
+    const auto blender = TQL::makeHandle<Blender>(1.0f, 0);
+    applicator->effect = TQL::makeHandle<Paint>();
+    applicator->recolour = TQL::makeHandle<LinearRecolour>(255, 255, 255, 1.0f);
+    const auto recorder = TQL::makeHandle<test::RecordingBlend>(log, "blend");
+    recorder->action = [&](Span& span, int first, int last) { blender->run(span, first, last); };
+    applicator->blend = recorder;
+
+    const std::vector<float> half(3, 0.5f);
+    paint(20, 7, half);
+    EXPECT_EQ(document->rgbAt(21, 7), (ColourPOD{128, 128, 128})); // 127.5 to even
+    paint(20, 7, half);
+
+    EXPECT_FLOAT_EQ(strokeAlpha(21, 7), 0.75f);
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0].base, log[1].base);
+    EXPECT_EQ(log[0].base[1], (ColourPOD{0, 0, 0}));
+    EXPECT_FLOAT_EQ(log[0].alpha[1], 0.5f);
+    EXPECT_FLOAT_EQ(log[1].alpha[1], 0.75f);
+    // One blend at 0.75 from black, not two blends on top of each other (which gives 192).
+    EXPECT_EQ(document->rgbAt(21, 7), (ColourPOD{191, 191, 191}));
+}
+
+TEST_F(PaintRow, NothingToPaintCallsNoStage) {
+    recordAll();
+    struct Case {
+        const char* what;
+        std::int32_t x0, y;
+        std::vector<float> coverage;
+    };
+    const Case cases[] = {
+        {"zero coverage", 10, 10, std::vector<float>(8, 0.0f)},
+        {"row above the image", 10, -1, std::vector<float>(8, 1.0f)},
+        {"row below the image", 10, 100, std::vector<float>(8, 1.0f)},
+        {"left of the image", -20, 10, std::vector<float>(8, 1.0f)},
+        {"right of the image", 300, 10, std::vector<float>(8, 1.0f)},
+        {"empty row", 10, 10, {}},
+    };
+    for (const Case& c : cases) {
+        EXPECT_TRUE(paint(c.x0, c.y, c.coverage).degenerate()) << c.what;
+        EXPECT_TRUE(log.empty()) << c.what;
+    }
+}
+
+TEST_F(PaintRow, ClipsAndTrimsToTheCoveredPixelsInTheImage) {
+    recordAll();
+    // Pixels -2..5 of which -2, -1 lie outside, 0 and 5 have no coverage.
+    const std::vector<float> coverage{1, 1, 0, 0.5f, 0.5f, 0, 0.5f, 0};
+    const IExtent<2> changed = paint(-2, 3, coverage);
+    EXPECT_EQ(changed, IExtent<2>(1, 3, 4, 3));
+    ASSERT_FALSE(log.empty());
+    EXPECT_EQ(log.front().stage, "matting");
+    // The span starts at the first covered pixel in the image, column 1.
+    EXPECT_EQ(log.front().x, 1);
+    EXPECT_EQ(log.front().first, 0);
+    EXPECT_EQ(log.front().last, 4);
+    // Column 3 has no coverage: the colour stages see two sub-runs, columns 1..2 and 4.
+    std::vector<std::pair<int, int>> blends;
+    for (const auto& call : log) {
+        if (call.stage == "blend") {
+            blends.emplace_back(call.first, call.last);
+        }
+    }
+    EXPECT_EQ(blends, (std::vector<std::pair<int, int>>{{0, 2}, {3, 4}}));
+}
+
+TEST_F(PaintRow, FullyPaintedRunSkipsEvenTheMatting) {
+    recordAll();
+    const std::vector<float> full(6, 1.0f);
+    paint(30, 2, full);
+    log.clear();
+    EXPECT_TRUE(paint(30, 2, full).degenerate());
+    EXPECT_TRUE(log.empty());
+}
+
+TEST_F(PaintRow, RepaintingEffectPaintsCoveredPixelsAgain) {
+    recordAll();
+    effect->repaint = true;
+    const std::vector<float> full(6, 1.0f);
+    applicator->start(*document, nullptr, StrokePoint{30, 2});
+    log.clear();
+    paint(30, 2, full);
+    log.clear();
+    EXPECT_EQ(paint(30, 2, full), IExtent<2>(30, 2, 35, 2));
+    EXPECT_EQ(test::names(log).back(), "blend");
+}
+
+TEST_F(PaintRow, MaskLoweredToZeroRunsNoColourStage) {
+    recordAll();
+    matting->action = [](Span& span, int first, int last) {
+        for (int i = first; i < last; ++i) {
+            span.alpha[i] = 0;
+        }
+    };
+    EXPECT_TRUE(paint(40, 9, std::vector<float>(5, 1.0f)).degenerate());
+    EXPECT_EQ(test::names(log), std::vector<std::string>{"matting"});
+    for (std::int32_t x = 40; x < 45; ++x) {
+        EXPECT_EQ(strokeAlpha(x, 9), 0.0f);
+    }
+}
+
+TEST_F(PaintRow, MaskLowersTheNewAlpha) {
+    recordAll();
+    matting->action = [](Span& span, int first, int last) {
+        for (int i = first; i < last; ++i) {
+            span.alpha[i] *= 0.5f;
+        }
+    };
+    paint(40, 9, std::vector<float>(2, 1.0f));
+    EXPECT_FLOAT_EQ(strokeAlpha(40, 9), 0.5f);
+}
+
+TEST_F(PaintRow, RowAcrossATileBorderGivesOneSpanEach) {
+    recordAll();
+    EXPECT_EQ(paint(60, 0, std::vector<float>(10, 1.0f)), IExtent<2>(60, 0, 69, 0));
+    std::vector<std::pair<std::int32_t, std::int32_t>> spans; // x, length
+    for (const auto& call : log) {
+        if (call.stage == "matting") {
+            spans.emplace_back(call.x, call.length);
+        }
+    }
+    // The first run ends at the tile's edge (4 pixels); the second is a whole tile's width
+    // (64), not cut to the stroke.
+    EXPECT_EQ(spans, (std::vector<std::pair<std::int32_t, std::int32_t>>{{60, 4}, {64, 64}}));
+}
+
+TEST_F(PaintRow, WetPathLandsTheColourInTheWetPlanes) {
+    recordAll();
+    effect->wetLayer = true;
+    applicator->wet = true;
+    recolour->action = [](Span& span, int first, int last) {
+        for (int i = first; i < last; ++i) {
+            span.colour[i] = ColourPOD{1, 2, 3};
+        }
+    };
+    const std::vector<float> half(4, 0.5f);
+    paint(100, 50, half);
+    EXPECT_EQ(document->editor.wetCache->valueAt<ColourPOD>(101, 50), (ColourPOD{1, 2, 3}));
+    EXPECT_EQ(document->editor.wetAlpha->valueAt<Alpha>(101, 50), 1.0f);
+    EXPECT_EQ(log.back().stage, "blend");
+    EXPECT_EQ(log.back().colour[1], (ColourPOD{1, 2, 3}));
+    EXPECT_FLOAT_EQ(log.back().alpha[1], 0.5f);
+
+    // A second pass finds the pixels touched: no colour stage, the blend takes the wet
+    // colour at the grown alpha.
+    log.clear();
+    paint(100, 50, half);
+    EXPECT_EQ(test::names(log), (std::vector<std::string>{"matting", "commit", "blend"}));
+    EXPECT_EQ(log.back().colour[1], (ColourPOD{1, 2, 3}));
+    EXPECT_FLOAT_EQ(log.back().alpha[1], 0.75f);
+}
+
+} // namespace
