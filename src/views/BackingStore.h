@@ -34,11 +34,10 @@ public:
         }
     };
 
-    /// A store of width x height (both at least 1), every level filled with `fill`, copying
-    /// through `transform` when it isn't null. Null if the memory can't be had.
+    /// A black store of width x height (both at least 1), copying through `transform` when
+    /// it isn't null. Null if the memory can't be had or a side is below 1.
     static TQL::Handle<BackingStore> create(std::int32_t width, std::int32_t height,
-                                            TQL::Handle<TQL::ColourTransform> transform,
-                                            ColourPOD fill = ColourPOD{});
+                                            TQL::Handle<TQL::ColourTransform> transform);
 
     std::int32_t width() const { return levels_[0].width; }
     std::int32_t height() const { return levels_[0].height; }
@@ -59,8 +58,9 @@ protected:
 
 private:
     BackingStore() = default;
-    /// Recomputes level k + 1 over the pixels that level k's rectangle `rect` feeds.
-    void reduce(int k, const IExtent<2>& rect);
+    /// Recomputes level k + 1 over the pixels that level k's rectangle `rect` feeds and
+    /// returns that rectangle of level k + 1.
+    IExtent<2> reduce(int k, const IExtent<2>& rect);
 
     std::array<Level, levelCount> levels_{};
     void* memory_ = nullptr;

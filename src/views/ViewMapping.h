@@ -22,7 +22,7 @@ public:
     /// Zoom steps from 1:16 to 16:1, for zoomIn / zoomOut.
     static constexpr int stepCount = 17;
     static constexpr std::int32_t steps[stepCount][2] = {
-        {1, 16}, {1, 12}, {1, 8}, {1, 6}, {1, 4}, {1, 3}, {1, 2}, {2, 3}, {1, 1},
+        {1, 16}, {1, 12}, {1, 8}, {1, 6}, {1, 4}, {1, 3}, {1, 2},  {2, 3}, {1, 1},
         {3, 2},  {2, 1},  {3, 1}, {4, 1}, {6, 1}, {8, 1}, {12, 1}, {16, 1}};
 
     std::int32_t zoomNumerator() const { return numerator_; }

@@ -113,6 +113,9 @@ public:
     void cancelDrawing(const DrawThread::PollingWaiter& waiter);
     /// The same with a waiter that only sleeps.
     void cancelDrawing();
+    /// At idle: hands the view to the drawing thread again if something is waiting to be
+    /// drawn (after a cancel). True if it did.
+    bool IdleRedraw();
     /// The view of the active window, whose drawing goes first; null for none.
     static void setActiveView(ZmapView* view);
     static ZmapView* activeView();
@@ -210,12 +213,15 @@ private:
     std::uint64_t walkGeneration_ = 0;
     std::int32_t walkLastY_ = 0;
     bool walkHasRows_ = false;
+    /// The walk made a new store: everything must be drawn into it.
+    bool walkNeedsWhole_ = false;
     ColourPOD walkBackground_{};
     std::vector<std::uint8_t> band_;
     std::int32_t bandX_ = 0;
     std::int32_t bandY_ = 0;
     std::int32_t bandWidth_ = 0;
     std::int32_t bandRows_ = 0;
+    std::int32_t bandStride_ = 0;
 
     bool fitWindowResize_ = false;
     int paintLocks_ = 0;
