@@ -237,7 +237,11 @@ bool ZmapView::drawPerform() {
         TqlSimpleLock lock(csUpdateExtent, L"ZmapView::drawPerform:2");
         updateExtent_ |= walkNeedsWhole_ ? imageBounds() : remaining;
         redrawQueued_ = true;
-        return false;
+        // An aborted walk is done for now: whoever stopped it either queues the view again
+        // (zoom, colour matching) or leaves the rest for IdleRedraw (a cancel before a
+        // command or a stroke). Asking to be run again would let the drawing thread pick the
+        // view up at once, before a cancel waiting for it could take it off the queue.
+        return aborted;
     }
     return true;
 }
@@ -292,14 +296,10 @@ Status ZmapView::drawChannel(const IExtent<2>& extent, IExtent<2>& remaining) {
                &abort_, &rowsDone);
     flushBand();
     if (status == status::cancelled) {
-        // Image rows up to the one shown by the last complete store row are drawn.
-        const std::int32_t top =
-            rowsDone > 0 ? mapping.storeToImage(target.lo().y + rowsDone - 1) + 1 : area.lo().y;
+        // An image row is drawn when every store row showing it is: those above the first
+        // store row not drawn.
+        const std::int32_t top = mapping.storeToImage(target.lo().y + rowsDone);
         remaining = IExtent<2>(area.lo().x, std::max(top, area.lo().y), area.hi().x, area.hi().y);
-        if (remaining.degenerate()) {
-            // Every row was drawn before the flag was seen.
-            remaining = IExtent<2>(area.lo().x, area.hi().y, area.hi().x, area.hi().y);
-        }
     }
     return status;
 }
