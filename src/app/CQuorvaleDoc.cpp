@@ -94,6 +94,10 @@ Status CQuorvaleDoc::run(std::int32_t command, const CommandArgument& argument, 
 Status CQuorvaleDoc::newImage(const NewImageParams& params) {
     const QString what = params.kind == NewImageKind::model ? toQString(params.sourcePath)
                                                             : QStringLiteral("new image");
+    if (params.kind == NewImageKind::model) {
+        // A rendered model is named after its drawing until it is saved.
+        suggestedName_ = QFileInfo(what).completeBaseName();
+    }
     return run(commandNew, params, what, params.kind == NewImageKind::model ? "render" : "new");
 }
 
@@ -143,7 +147,7 @@ bool CQuorvaleDoc::isPanorama() const {
 
 QString CQuorvaleDoc::displayName() const {
     if (pathName.empty()) {
-        return tr("Untitled %1").arg(untitledNumber_);
+        return suggestedName_.isEmpty() ? tr("Untitled %1").arg(untitledNumber_) : suggestedName_;
     }
     return QFileInfo(toQString(pathName)).fileName();
 }

@@ -97,4 +97,5 @@ private:
     QStringList pendingMessages_;
     bool modified_ = false;
     int untitledNumber_;
+    QString suggestedName_;
 };

@@ -163,21 +163,26 @@ void CQuorvaleView::setShownChannel(std::uint32_t channel) {
 }
 
 void CQuorvaleView::zoomIn() {
+    // A zoom the user chose stays through resizes; FitWindowResize keeps fitted views fitted.
+    view_->setFitWindowResize(false);
     view_->zoomIn();
     emit zoomChanged();
 }
 
 void CQuorvaleView::zoomOut() {
+    view_->setFitWindowResize(false);
     view_->zoomOut();
     emit zoomChanged();
 }
 
 void CQuorvaleView::fitWindow() {
+    view_->setFitWindowResize(appsettings::FitWindowResize.value() != 0);
     view_->fitWindow();
     emit zoomChanged();
 }
 
 void CQuorvaleView::zoomActualSize() {
+    view_->setFitWindowResize(false);
     view_->setZoom(1, 1);
     emit zoomChanged();
 }

@@ -201,6 +201,30 @@ TEST_F(DocumentWindows, ViewPaintsTheDocumentFromItsStore) {
     EXPECT_NE(depth.pixelColor(centre), QColor(220, 160, 40));
 }
 
+TEST_F(DocumentWindows, FittedViewsFollowResizesAndChosenZoomsStay) {
+    NewImageParams params;
+    params.width = 800;
+    params.height = 600;
+    ASSERT_EQ(frame_->newDocument(params), status::ok);
+    CQuorvaleView* view = frame_->activeView();
+    QWidget* window = view->parentWidget();
+    window->resize(420, 340);
+    QCoreApplication::processEvents();
+    view->fitWindow();
+    const auto fitted = view->zoom();
+    EXPECT_LT(fitted.first, fitted.second) << "800x600 fits 420x340 only below 1:1";
+    window->resize(220, 180);
+    QCoreApplication::processEvents();
+    const auto refitted = view->zoom();
+    EXPECT_LT(refitted.first * fitted.second, fitted.first * refitted.second)
+        << "the smaller window re-fits the zoom";
+
+    view->zoomActualSize();
+    window->resize(400, 330);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(view->zoom(), (std::pair<int, int>(1, 1)));
+}
+
 TEST_F(DocumentWindows, SecondWindowShowsAnotherChannelOfTheSameDocument) {
     sampleFile();
     CQuorvaleDoc* doc = frame_->activeDocument();

@@ -1,6 +1,6 @@
 // app_screenshots OUTDIR: starts the application on the sample scene and saves pictures
 // of it for the documentation: the main window at fit zoom, a second window showing the
-// depth channel, and a 4:1 zoom of a corner. Run it under xvfb-run.
+// depth channel, and a 4:1 zoom of the house's front corner. Run it under xvfb-run.
 
 #include "app/CMainFrame.h"
 #include "app/CQuorvaleApp.h"
@@ -62,7 +62,11 @@ int main(int argc, char** argv) {
         return 1;
     }
     frame.mdiArea()->activeSubWindow()->showMaximized();
+    settle(frame);
     frame.activeView()->fitWindow();
+    // The status bar as it reads with the mouse over the house's wall.
+    const ZmapDocument& doc = frame.activeView()->document();
+    frame.showPixelInfo(doc.width() * 45 / 100, doc.height() * 47 / 100, true);
     bool ok = save(frame, dir, "main-window-fit.png");
 
     // A second window on the same document, showing depth, beside the first.
@@ -78,12 +82,20 @@ int main(int argc, char** argv) {
     frame.mdiArea()->closeActiveSubWindow();
     QCoreApplication::processEvents();
     frame.mdiArea()->activeSubWindow()->showMaximized();
+    settle(frame);
     CQuorvaleView* view = frame.activeView();
     view->setShownChannel(channelRgb);
     while (view->zoom().first < 4 * view->zoom().second) {
         view->zoomIn();
     }
-    view->scrollTo(0, view->verticalScrollBar()->maximum());
+    settle(frame);
+    // The front corner of the house, where wall, terrace and planter meet, in the middle.
+    const ZmapDocument& image = view->document();
+    const int cornerX = image.width() * 342 / 1000;
+    const int cornerY = image.height() * 623 / 1000;
+    view->scrollTo(4 * cornerX - view->viewport()->width() / 2,
+                   4 * cornerY - view->viewport()->height() / 2);
+    frame.showPixelInfo(cornerX, cornerY, true);
     ok = save(frame, dir, "zoom-4to1-corner.png") && ok;
 
     app.ExitInstance();
