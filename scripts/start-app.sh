@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Starts Quorvale from a build tree. With no display available, the application runs
-# under Xvfb. Until the application exists, this renders the sample scene with the
-# command-line tool, says where the picture is, and shows the tool's help.
+# Starts Quorvale from a build tree: the application opens the file given, or else the
+# sample scene, rendered. With no display available, it runs under Xvfb. In a build
+# without the application (QUORVALE_BUILD_APP=OFF) this renders the sample scene with
+# the command-line tool instead, says where the pictures are, and shows the tool's help.
 set -euo pipefail
 build=${1:-build/release}
 shift || true

@@ -1,0 +1,700 @@
+#include "app/CMainFrame.h"
+
+#include "app/AppSettings.h"
+#include "app/CQuorvaleApp.h"
+#include "app/CQuorvaleDoc.h"
+#include "app/CQuorvaleView.h"
+#include "app/NewImageDialog.h"
+#include "app/PreferencesDialog.h"
+#include "app/ProgressReporter.h"
+#include "app/QtSettingsStore.h"
+#include "app/QtText.h"
+#include "app/UserMessages.h"
+#include "file/FileType.h"
+#include "views/ZmapView.h"
+#include "views/cameras/ViewParams.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QPointer>
+#include <QProgressBar>
+#include <QScreen>
+#include <QStatusBar>
+#include <QTimer>
+
+#include <cmath>
+
+namespace {
+
+const char* const documentFilter = "Quorvale documents (*.zmp *.zmq);;Images (*.zmp);;"
+                                   "Panoramas (*.zmq);;All files (*)";
+
+bool isDocumentFile(const QString& path) {
+    const int type = fileType(toWString(path));
+    return type == fileTypeZmp || type == fileTypeZmq;
+}
+
+/// A length in the units the settings ask for: the document's own (its unit code and
+/// scale), or the fixed display unit.
+QString lengthText(double worldValue, const ViewParams& vp) {
+    static const char* const unitNames[] = {"mm", "µm", "mm", "cm", "m", "km", "thou", "in", "ft"};
+    const double mm = worldValue * vp.modelScale * unitMillimetres(vp.unitCode);
+    int unit = vp.unitCode;
+    if (!appsettings::DisplayDocUnits.value()) {
+        unit = appsettings::DisplayUnitType.value();
+    }
+    if (unit < 1 || unit > 8) {
+        unit = 2;
+    }
+    const double v = mm / unitMillimetres(unit);
+    return QStringLiteral("%1 %2").arg(v, 0, 'f', 3).arg(QString::fromUtf8(unitNames[unit]));
+}
+
+} // namespace
+
+/// The window frame of one view: asks before the last window of a changed document goes.
+class CChildFrame : public QMdiSubWindow {
+public:
+    CChildFrame(CMainFrame& frame, CQuorvaleView* view) : frame_(frame), view_(view) {
+        setWidget(view);
+        setAttribute(Qt::WA_DeleteOnClose);
+    }
+    CQuorvaleView* view() const { return view_; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override {
+        CQuorvaleDoc& doc = view_->document();
+        if (doc.viewList().size() == 1 && !frame_.mayCloseDocument(doc)) {
+            event->ignore();
+            return;
+        }
+        QMdiSubWindow::closeEvent(event);
+        if (event->isAccepted()) {
+            // The view leaves its document now, not when the frame's deferred deletion
+            // comes: the document counts its windows, and may go before the frame.
+            delete view_;
+            view_ = nullptr;
+            QTimer::singleShot(0, &frame_, [frame = &frame_] { frame->windowClosed(); });
+        }
+    }
+
+private:
+    CMainFrame& frame_;
+    CQuorvaleView* view_;
+};
+
+CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)) {
+    setObjectName(QStringLiteral("mainFrame"));
+    setWindowTitle(QStringLiteral("Quorvale"));
+    mdi_->setViewMode(QMdiArea::SubWindowView);
+    mdi_->setBackground(QColor(96, 96, 96));
+    setCentralWidget(mdi_);
+    setAcceptDrops(true);
+
+    pixelLabel_ = new QLabel(this);
+    worldLabel_ = new QLabel(this);
+    depthLabel_ = new QLabel(this);
+    materialLabel_ = new QLabel(this);
+    auto* progressLabel = new QLabel(this);
+    auto* bar = new QProgressBar(this);
+    bar->setMaximumWidth(220);
+    statusBar()->addWidget(pixelLabel_);
+    statusBar()->addWidget(worldLabel_);
+    statusBar()->addWidget(depthLabel_);
+    statusBar()->addWidget(materialLabel_, 1);
+    statusBar()->addPermanentWidget(progressLabel);
+    statusBar()->addPermanentWidget(bar);
+    materialLabel_->setVisible(appsettings::StatusbarMaterialVisible.value() != 0);
+    progress_ = std::make_unique<ProgressReporter>(bar, progressLabel, mdi_);
+
+    createMenus();
+    if (CQuorvaleApp* app = CQuorvaleApp::instance()) {
+        recent_ = app->settings().recentFiles(app->aliases(), recentFileCount);
+    }
+    updateRecentMenu();
+    connect(mdi_, &QMdiArea::subWindowActivated, this, [this](QMdiSubWindow* w) {
+        auto* child = dynamic_cast<CChildFrame*>(w);
+        if (child && child->view()) {
+            ZmapView::setActiveView(&child->view()->zmapView());
+            updateTitle(child->view()->document());
+        }
+        updateActions();
+    });
+    updateActions();
+}
+
+CMainFrame::~CMainFrame() {
+    // Views go before their documents, closed frames awaiting deletion included.
+    qDeleteAll(findChildren<CChildFrame*>());
+    documents_.clear();
+}
+
+QAction* CMainFrame::addAction(QMenu* menu, const QString& name, const QString& text,
+                               const QList<QKeySequence>& keys, void (CMainFrame::*slot)()) {
+    QAction* a = menu->addAction(text);
+    a->setObjectName(name);
+    a->setShortcuts(keys);
+    if (slot) {
+        connect(a, &QAction::triggered, this, slot);
+    }
+    return a;
+}
+
+void CMainFrame::createMenus() {
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    addAction(file, "fileNew", tr("&New..."), QKeySequence::keyBindings(QKeySequence::New),
+              &CMainFrame::onFileNew);
+    addAction(file, "fileNewFromModel", tr("New from &Model..."),
+              {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N)}, &CMainFrame::onFileNewFromModel);
+    addAction(file, "fileOpen", tr("&Open..."), QKeySequence::keyBindings(QKeySequence::Open),
+              &CMainFrame::onFileOpen);
+    addAction(file, "fileSave", tr("&Save"), QKeySequence::keyBindings(QKeySequence::Save),
+              &CMainFrame::onFileSave);
+    addAction(file, "fileSaveAs", tr("Save &As..."),
+              {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S)}, &CMainFrame::onFileSaveAs);
+    addAction(file, "fileRevert", tr("&Revert"), {QKeySequence(Qt::Key_F12)},
+              &CMainFrame::onFileRevert);
+    addAction(file, "fileClose", tr("&Close"), QKeySequence::keyBindings(QKeySequence::Close),
+              &CMainFrame::onFileClose);
+    file->addSeparator();
+    recentMenu_ = file->addMenu(tr("Recent &Files"));
+    file->addSeparator();
+    addAction(file, "filePreferences", tr("&Preferences..."),
+              QKeySequence::keyBindings(QKeySequence::Preferences), &CMainFrame::onPreferences);
+    file->addSeparator();
+    QAction* quit = addAction(file, "fileExit", tr("E&xit"),
+                              QKeySequence::keyBindings(QKeySequence::Quit), nullptr);
+    connect(quit, &QAction::triggered, this, &QWidget::close);
+
+    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
+    QAction* undo = addAction(edit, "editUndo", tr("&Undo"),
+                              QKeySequence::keyBindings(QKeySequence::Undo), nullptr);
+    connect(undo, &QAction::triggered, this, [this] { runOnActive(&CQuorvaleDoc::undo); });
+    QAction* redo = addAction(
+        edit, "editRedo", tr("&Redo"),
+        {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z), QKeySequence(Qt::CTRL | Qt::Key_Y)},
+        nullptr);
+    connect(redo, &QAction::triggered, this, [this] { runOnActive(&CQuorvaleDoc::redo); });
+
+    QMenu* image = menuBar()->addMenu(tr("&Image"));
+    QAction* crop = addAction(image, "imageCrop", tr("&Crop (drag a rectangle)"),
+                              {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_X)}, nullptr);
+    connect(crop, &QAction::triggered, this, [this] {
+        if (CQuorvaleView* v = activeView()) {
+            v->beginCropCapture();
+            statusBar()->showMessage(tr("Drag the rectangle to keep; Escape cancels"), 5000);
+        }
+    });
+    QAction* flatten = addAction(image, "imageFlatten", tr("&Flatten"),
+                                 {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E)}, nullptr);
+    connect(flatten, &QAction::triggered, this, [this] { runOnActive(&CQuorvaleDoc::flatten); });
+    QAction* levels = addAction(image, "imageAutoLevels", tr("&Auto Levels"),
+                                {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L)}, nullptr);
+    connect(levels, &QAction::triggered, this, [this] { runOnActive(&CQuorvaleDoc::autoLevels); });
+
+    QMenu* view = menuBar()->addMenu(tr("&View"));
+    QAction* in = addAction(
+        view, "viewZoomIn", tr("Zoom &In"),
+        {QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)}, nullptr);
+    connect(in, &QAction::triggered, this, [this] {
+        if (CQuorvaleView* v = activeView()) {
+            v->zoomIn();
+        }
+    });
+    QAction* out = addAction(view, "viewZoomOut", tr("Zoom &Out"),
+                             QKeySequence::keyBindings(QKeySequence::ZoomOut), nullptr);
+    connect(out, &QAction::triggered, this, [this] {
+        if (CQuorvaleView* v = activeView()) {
+            v->zoomOut();
+        }
+    });
+    QAction* fit = addAction(view, "viewFit", tr("&Fit in Window"),
+                             {QKeySequence(Qt::CTRL | Qt::Key_0)}, nullptr);
+    connect(fit, &QAction::triggered, this, [this] {
+        if (CQuorvaleView* v = activeView()) {
+            v->fitWindow();
+        }
+    });
+    QAction* actual = addAction(view, "viewActualSize", tr("&Actual Pixels (1:1)"),
+                                {QKeySequence(Qt::CTRL | Qt::Key_1)}, nullptr);
+    connect(actual, &QAction::triggered, this, [this] {
+        if (CQuorvaleView* v = activeView()) {
+            v->zoomActualSize();
+        }
+    });
+    view->addSeparator();
+    channelGroup_ = new QActionGroup(this);
+    const struct {
+        const char* name;
+        const char* text;
+        std::uint32_t channel;
+    } channels[] = {
+        {"viewColour", "&Colour", channelRgb},
+        {"viewDepth", "&Depth", channelZ},
+        {"viewMaterial", "&Material", channelMat},
+        {"viewOriginalColour", "Original C&olour", channelOriginalRgb},
+        {"viewOriginalDepth", "Original D&epth", channelOriginalZ},
+        {"viewOriginalMaterial", "Original M&aterial", channelOriginalMat},
+    };
+    int key = 0;
+    for (const auto& c : channels) {
+        QAction* a = addAction(view, QString::fromLatin1(c.name), tr(c.text),
+                               {QKeySequence(Qt::ALT | (Qt::Key_1 + key++))}, nullptr);
+        a->setCheckable(true);
+        a->setData(static_cast<unsigned>(c.channel));
+        channelGroup_->addAction(a);
+        const std::uint32_t channel = c.channel;
+        connect(a, &QAction::triggered, this, [this, channel] { showChannel(channel); });
+    }
+
+    QMenu* window = menuBar()->addMenu(tr("&Window"));
+    QAction* second = addAction(window, "windowNew", tr("&New Window"), {}, nullptr);
+    connect(second, &QAction::triggered, this, [this] {
+        if (CQuorvaleView* v = activeView()) {
+            newWindow(v->shownChannel());
+        }
+    });
+    QAction* tile = addAction(window, "windowTile", tr("&Tile"), {}, nullptr);
+    connect(tile, &QAction::triggered, mdi_, &QMdiArea::tileSubWindows);
+    QAction* cascade = addAction(window, "windowCascade", tr("&Cascade"), {}, nullptr);
+    connect(cascade, &QAction::triggered, mdi_, &QMdiArea::cascadeSubWindows);
+    QAction* next = addAction(window, "windowNext", tr("Ne&xt"),
+                              QKeySequence::keyBindings(QKeySequence::NextChild), nullptr);
+    connect(next, &QAction::triggered, mdi_, &QMdiArea::activateNextSubWindow);
+}
+
+QAction* CMainFrame::action(const QString& name) const {
+    return findChild<QAction*>(name);
+}
+
+CQuorvaleView* CMainFrame::activeView() const {
+    QMdiSubWindow* w = mdi_->activeSubWindow();
+    if (!w) {
+        // Without window focus (hidden, offscreen) the last activated window counts.
+        const auto list = mdi_->subWindowList(QMdiArea::ActivationHistoryOrder);
+        w = list.isEmpty() ? nullptr : list.back();
+    }
+    auto* child = dynamic_cast<CChildFrame*>(w);
+    return child ? child->view() : nullptr;
+}
+
+CQuorvaleDoc* CMainFrame::activeDocument() const {
+    CQuorvaleView* v = activeView();
+    return v ? &v->document() : nullptr;
+}
+
+std::vector<CQuorvaleView*> CMainFrame::views() const {
+    std::vector<CQuorvaleView*> list;
+    for (QMdiSubWindow* w : mdi_->subWindowList()) {
+        auto* child = dynamic_cast<CChildFrame*>(w);
+        if (child && child->view()) {
+            list.push_back(child->view());
+        }
+    }
+    return list;
+}
+
+CQuorvaleView* CMainFrame::addView(CQuorvaleDoc& doc, std::uint32_t channel, bool fit) {
+    auto* view = new CQuorvaleView(doc, channel);
+    auto* child = new CChildFrame(*this, view);
+    mdi_->addSubWindow(child);
+    const QSize area = mdi_->viewport()->size();
+    child->resize(std::max(320, area.width() * 3 / 4), std::max(240, area.height() * 3 / 4));
+    connect(view, &CQuorvaleView::cursorMoved, this, [this, view](int x, int y, bool inside) {
+        if (view == activeView()) {
+            showPixelInfo(x, y, inside);
+        }
+    });
+    connect(view, &CQuorvaleView::activated, this,
+            [this, child] { mdi_->setActiveSubWindow(child); });
+    child->show();
+    mdi_->setActiveSubWindow(child);
+    view->OnInitialUpdate(fit);
+    updateTitle(doc);
+    updateActions();
+    return view;
+}
+
+void CMainFrame::windowClosed() {
+    // Documents without windows go.
+    std::erase_if(documents_,
+                  [](const std::unique_ptr<CQuorvaleDoc>& d) { return d->viewList().empty(); });
+    updateActions();
+    if (documents_.empty()) {
+        setWindowTitle(QStringLiteral("Quorvale"));
+        showPixelInfo(0, 0, false);
+    }
+}
+
+Status CMainFrame::openDocument(const QString& path) {
+    const QString absolute = QFileInfo(path).absoluteFilePath();
+    for (const auto& d : documents_) {
+        if (d->path() == absolute && !d->viewList().empty()) {
+            CQuorvaleView* v = d->viewList().front();
+            mdi_->setActiveSubWindow(qobject_cast<QMdiSubWindow*>(v->parentWidget()));
+            return status::ok;
+        }
+    }
+    auto doc = std::make_unique<CQuorvaleDoc>(progress_.get(), this);
+    connect(doc.get(), &CQuorvaleDoc::undoStateUpdated, this, &CMainFrame::updateActions);
+    const Status s = doc->openFile(absolute);
+    if (s != status::ok) {
+        if (!isDocumentFile(absolute)) {
+            return s;
+        }
+        // A file that was there and could not be read leaves the recent list.
+        if (!QFileInfo::exists(absolute)) {
+            recent_.removeAll(absolute);
+            updateRecentMenu();
+        }
+        return s;
+    }
+    CQuorvaleDoc& ref = *doc;
+    documents_.push_back(std::move(doc));
+    connect(&ref, &CQuorvaleDoc::titleChanged, this, [this, &ref] { updateTitle(ref); });
+    addView(ref, channelRgb, true);
+    addRecentFile(absolute);
+    return status::ok;
+}
+
+Status CMainFrame::newDocument(const NewImageParams& params) {
+    auto doc = std::make_unique<CQuorvaleDoc>(progress_.get(), this);
+    connect(doc.get(), &CQuorvaleDoc::undoStateUpdated, this, &CMainFrame::updateActions);
+    const Status s = doc->newImage(params);
+    if (s != status::ok) {
+        return s;
+    }
+    CQuorvaleDoc& ref = *doc;
+    documents_.push_back(std::move(doc));
+    connect(&ref, &CQuorvaleDoc::titleChanged, this, [this, &ref] { updateTitle(ref); });
+    addView(ref, channelRgb, true);
+    return status::ok;
+}
+
+CQuorvaleView* CMainFrame::newWindow(std::uint32_t channel) {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc) {
+        return nullptr;
+    }
+    CQuorvaleView* view = addView(*doc, channel, true);
+    for (QAction* a : channelGroup_->actions()) {
+        a->setChecked(a->data().toUInt() == channel);
+    }
+    return view;
+}
+
+void CMainFrame::updateTitle(CQuorvaleDoc& doc) {
+    const auto& views = doc.viewList();
+    for (std::size_t i = 0; i < views.size(); ++i) {
+        QString title = doc.displayName();
+        if (views.size() > 1) {
+            title += QStringLiteral(":%1").arg(i + 1);
+        }
+        QWidget* frame = views[i]->parentWidget();
+        if (frame) {
+            frame->setWindowTitle(title + QStringLiteral("[*]"));
+            frame->setWindowModified(doc.isModified());
+        }
+    }
+    if (&doc == activeDocument()) {
+        setWindowTitle(doc.displayName() + QStringLiteral("[*] - Quorvale"));
+        setWindowModified(doc.isModified());
+    }
+}
+
+void CMainFrame::updateActions() {
+    CQuorvaleDoc* doc = activeDocument();
+    const bool have = doc != nullptr;
+    for (const char* name :
+         {"fileSave", "fileSaveAs", "fileClose", "imageCrop", "imageFlatten", "imageAutoLevels",
+          "viewZoomIn", "viewZoomOut", "viewFit", "viewActualSize", "windowNew"}) {
+        if (QAction* a = action(QString::fromLatin1(name))) {
+            a->setEnabled(have);
+        }
+    }
+    action(QStringLiteral("fileRevert"))->setEnabled(have && !doc->path().isEmpty());
+    QAction* undo = action(QStringLiteral("editUndo"));
+    QAction* redo = action(QStringLiteral("editRedo"));
+    undo->setEnabled(have && doc->canUndo());
+    redo->setEnabled(have && doc->canRedo());
+    undo->setText(have ? doc->undoText() : tr("&Undo"));
+    redo->setText(have ? doc->redoText() : tr("&Redo"));
+    channelGroup_->setEnabled(have);
+    if (CQuorvaleView* v = activeView()) {
+        for (QAction* a : channelGroup_->actions()) {
+            a->setChecked(a->data().toUInt() == v->shownChannel());
+        }
+    }
+}
+
+void CMainFrame::showChannel(std::uint32_t channel) {
+    if (CQuorvaleView* v = activeView()) {
+        v->setShownChannel(channel);
+    }
+}
+
+void CMainFrame::runOnActive(Status (CQuorvaleDoc::*command)()) {
+    if (CQuorvaleDoc* doc = activeDocument()) {
+        (doc->*command)();
+        updateActions();
+    }
+}
+
+QStringList CMainFrame::statusTexts() const {
+    return {pixelLabel_->text(), worldLabel_->text(), depthLabel_->text(), materialLabel_->text()};
+}
+
+void CMainFrame::showPixelInfo(int x, int y, bool inside) {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc || !inside) {
+        pixelLabel_->clear();
+        worldLabel_->clear();
+        depthLabel_->clear();
+        materialLabel_->clear();
+        return;
+    }
+    pixelLabel_->setText(tr("Pixel %1, %2").arg(x).arg(y));
+    const std::uint32_t code = doc->zAt(x, y);
+    if (code == 0xFFFFFFFFu || !doc->viewProj()) {
+        worldLabel_->setText(tr("No surface"));
+        depthLabel_->setText(tr("Depth none"));
+    } else {
+        const Point<3> p = doc->worldAt(x, y);
+        const ViewParams& vp = doc->viewParams();
+        worldLabel_->setText(
+            QStringLiteral("X %1  Y %2  Z %3")
+                .arg(lengthText(p[0], vp), lengthText(p[1], vp), lengthText(p[2], vp)));
+        depthLabel_->setText(tr("Depth %1").arg(code));
+    }
+    const MaterialId m = doc->matAt(x, y);
+    const QString name = toQString(doc->materialName(m));
+    materialLabel_->setText(m == 0
+                                ? tr("No material")
+                                : tr("Material %1 (%2)").arg(name.isEmpty() ? "?" : name).arg(m));
+}
+
+bool CMainFrame::mayCloseDocument(CQuorvaleDoc& doc) {
+    if (!doc.isModified()) {
+        return true;
+    }
+    if (doc.path().isEmpty()) {
+        const auto answer = UserMessages::current().ask(
+            this, tr("Save the changes to %1?").arg(doc.displayName()), true);
+        if (answer == UserMessages::Answer::cancel) {
+            return false;
+        }
+        if (answer == UserMessages::Answer::no) {
+            return true;
+        }
+        const QString path = QFileDialog::getSaveFileName(this, tr("Save As"), QString(),
+                                                          QString::fromLatin1(documentFilter));
+        return !path.isEmpty() && doc.saveAs(path) == status::ok;
+    }
+    return doc.saveModified(this);
+}
+
+bool CMainFrame::closeAll() {
+    QList<QPointer<QMdiSubWindow>> closed;
+    for (QMdiSubWindow* w : mdi_->subWindowList()) {
+        if (!w->close()) {
+            return false;
+        }
+        closed << w;
+    }
+    // Closed windows would delete themselves later; they go now, views before documents.
+    for (const QPointer<QMdiSubWindow>& w : closed) {
+        delete w.data();
+    }
+    documents_.clear();
+    updateActions();
+    return true;
+}
+
+bool CMainFrame::saveActive() {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc) {
+        return false;
+    }
+    if (doc->path().isEmpty()) {
+        onFileSaveAs();
+        return !doc->isModified();
+    }
+    return doc->save() == status::ok;
+}
+
+Status CMainFrame::saveActiveAs(const QString& path) {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc) {
+        return status::noImage;
+    }
+    const Status s = doc->saveAs(path);
+    if (s == status::ok) {
+        addRecentFile(doc->path());
+        updateTitle(*doc);
+    }
+    return s;
+}
+
+void CMainFrame::onFileNew() {
+    NewImageDialog dialog(this);
+    if (dialog.exec() == QDialog::Accepted) {
+        newDocument(dialog.params());
+    }
+}
+
+void CMainFrame::onFileNewFromModel() {
+    NewModelDialog dialog(this);
+    if (dialog.exec() == QDialog::Accepted) {
+        newDocument(dialog.params());
+    }
+}
+
+void CMainFrame::onFileOpen() {
+    const QStringList paths = QFileDialog::getOpenFileNames(this, tr("Open"), QString(),
+                                                            QString::fromLatin1(documentFilter));
+    for (const QString& p : paths) {
+        openDocument(p);
+    }
+}
+
+void CMainFrame::onFileSave() {
+    saveActive();
+}
+
+void CMainFrame::onFileSaveAs() {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc) {
+        return;
+    }
+    QString suggested = doc->path();
+    if (suggested.isEmpty()) {
+        suggested = doc->displayName() + (doc->isPanorama() ? ".zmq" : ".zmp");
+    }
+    const QString path = QFileDialog::getSaveFileName(this, tr("Save As"), suggested,
+                                                      doc->isPanorama() ? tr("Panoramas (*.zmq)")
+                                                                        : tr("Images (*.zmp)"));
+    if (!path.isEmpty()) {
+        saveActiveAs(path);
+    }
+}
+
+void CMainFrame::onFileRevert() {
+    runOnActive(&CQuorvaleDoc::revert);
+}
+
+void CMainFrame::onFileClose() {
+    if (QMdiSubWindow* w = mdi_->activeSubWindow()) {
+        w->close();
+    } else if (CQuorvaleView* v = activeView()) {
+        v->parentWidget()->close();
+    }
+}
+
+void CMainFrame::onPreferences() {
+    PreferencesDialog dialog(this);
+    if (dialog.exec() == QDialog::Accepted) {
+        dialog.apply();
+        applyDisplaySettings();
+    }
+}
+
+void CMainFrame::applyDisplaySettings() {
+    for (CQuorvaleView* v : views()) {
+        v->OnColourMatchChange();
+    }
+    materialLabel_->setVisible(appsettings::StatusbarMaterialVisible.value() != 0);
+}
+
+void CMainFrame::addRecentFile(const QString& path) {
+    recent_.removeAll(path);
+    recent_.prepend(path);
+    while (recent_.size() > recentFileCount) {
+        recent_.removeLast();
+    }
+    if (CQuorvaleApp* app = CQuorvaleApp::instance()) {
+        app->settings().setRecentFiles(recent_, app->aliases());
+    }
+    updateRecentMenu();
+}
+
+void CMainFrame::updateRecentMenu() {
+    recentMenu_->clear();
+    int n = 1;
+    for (const QString& path : recent_) {
+        QAction* a = recentMenu_->addAction(QStringLiteral("&%1 %2").arg(n++).arg(path));
+        connect(a, &QAction::triggered, this, [this, path] { openDocument(path); });
+    }
+    recentMenu_->setEnabled(!recent_.isEmpty());
+}
+
+void CMainFrame::storePlacement() {
+    const QRect g = normalGeometry().isValid() ? normalGeometry() : geometry();
+    appsettings::MainWindowMax.write(isMaximized() ? 1 : 0);
+    writeMainWindowPosition(MainWindowPlacement{isMaximized() ? 3 : 1, g.left(), g.top(),
+                                                g.right() + 1, g.bottom() + 1});
+}
+
+void CMainFrame::showWithStoredPlacement() {
+    MainWindowPlacement p;
+    if (readMainWindowPosition(p)) {
+        setGeometry(QRect(QPoint(p.left, p.top), QPoint(p.right - 1, p.bottom - 1)));
+    } else if (QScreen* screen = QApplication::primaryScreen()) {
+        const QRect avail = screen->availableGeometry();
+        resize(std::min(1280, avail.width()), std::min(860, avail.height()));
+    }
+    if (appsettings::MainWindowMax.value()) {
+        showMaximized();
+    } else {
+        show();
+    }
+}
+
+void CMainFrame::closeEvent(QCloseEvent* event) {
+    if (progress_->running()) {
+        // Long work runs: Escape stops it; the window stays until it has.
+        progress_->requestStop();
+        event->ignore();
+        return;
+    }
+    if (!closeAll()) {
+        event->ignore();
+        return;
+    }
+    storePlacement();
+    event->accept();
+}
+
+void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
+    const QMimeData* data = event->mimeData();
+    if (data->hasUrls()) {
+        for (const QUrl& url : data->urls()) {
+            if (url.isLocalFile() && isDocumentFile(url.toLocalFile())) {
+                event->acceptProposedAction();
+                return;
+            }
+        }
+    }
+    event->ignore();
+}
+
+void CMainFrame::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls()) {
+        if (url.isLocalFile() && isDocumentFile(url.toLocalFile())) {
+            paths << url.toLocalFile();
+        }
+    }
+    event->acceptProposedAction();
+    for (const QString& p : paths) {
+        openDocument(p);
+    }
+}

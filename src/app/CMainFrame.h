@@ -1,0 +1,113 @@
+#pragma once
+
+#include "core/Status.h"
+#include "image/DocumentCommands.h"
+
+#include <QMainWindow>
+#include <QStringList>
+
+#include <memory>
+#include <vector>
+
+class CQuorvaleDoc;
+class CQuorvaleView;
+class ProgressReporter;
+class QAction;
+class QActionGroup;
+class QLabel;
+class QMdiArea;
+class QMdiSubWindow;
+class QMenu;
+
+/// The main window: every open document in a window of its own (several views of one
+/// document may be open, each showing a channel), the menus, the status bar with the
+/// pixel under the cursor and the progress of long work, the recent files, and drops of
+/// .zmp and .zmq files. Owns the documents.
+class CMainFrame : public QMainWindow {
+    Q_OBJECT
+
+public:
+    static constexpr int recentFileCount = 4;
+
+    CMainFrame();
+    ~CMainFrame() override;
+
+    /// Opens a file in a new window; an open document of that path is activated instead.
+    /// On failure the message has been shown and no window is made.
+    Status openDocument(const QString& path);
+    /// Makes a new document from `params` in a new window, fitted to the window.
+    Status newDocument(const NewImageParams& params);
+    /// A second window on the active document, showing `channel`.
+    CQuorvaleView* newWindow(std::uint32_t channel);
+
+    /// Saves the active document (Save As for one never saved, asking for a name).
+    bool saveActive();
+    /// Saves the active document under `path`.
+    Status saveActiveAs(const QString& path);
+    /// Closes every window; false if the user kept one (a save was cancelled).
+    bool closeAll();
+
+    CQuorvaleView* activeView() const;
+    CQuorvaleDoc* activeDocument() const;
+    std::vector<CQuorvaleView*> views() const;
+    std::size_t documentCount() const { return documents_.size(); }
+    QMdiArea* mdiArea() const { return mdi_; }
+    ProgressReporter& progress() const { return *progress_; }
+    QStringList recentFiles() const { return recent_; }
+    /// The texts of the status bar: pixel, world point, depth, material.
+    QStringList statusTexts() const;
+    /// Shows what lies under image pixel (x, y) of the active view in the status bar.
+    void showPixelInfo(int x, int y, bool inside);
+    /// The action of a menu command by its object name ("fileNew", "editUndo", ...).
+    QAction* action(const QString& name) const;
+
+    /// Every view re-reads the display settings (after the preferences changed).
+    void applyDisplaySettings();
+    /// Stores the window's placement in MainWindowPosition and MainWindowMax.
+    void storePlacement();
+    /// Shows the window as MainWindowMax and MainWindowPosition say.
+    void showWithStoredPlacement();
+
+public slots:
+    void onFileNew();
+    void onFileNewFromModel();
+    void onFileOpen();
+    void onFileSave();
+    void onFileSaveAs();
+    void onFileRevert();
+    void onFileClose();
+    void onPreferences();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    friend class CChildFrame;
+    void createMenus();
+    QAction* addAction(QMenu* menu, const QString& name, const QString& text,
+                       const QList<QKeySequence>& keys, void (CMainFrame::*slot)());
+    CQuorvaleView* addView(CQuorvaleDoc& doc, std::uint32_t channel, bool fit);
+    void updateTitle(CQuorvaleDoc& doc);
+    void updateActions();
+    void addRecentFile(const QString& path);
+    void updateRecentMenu();
+    /// The last window of `doc` is closing: may it (saved or not wanted)?
+    bool mayCloseDocument(CQuorvaleDoc& doc);
+    void windowClosed();
+    void runOnActive(Status (CQuorvaleDoc::*command)());
+    void showChannel(std::uint32_t channel);
+
+    QMdiArea* mdi_;
+    std::unique_ptr<ProgressReporter> progress_;
+    std::vector<std::unique_ptr<CQuorvaleDoc>> documents_;
+    QStringList recent_;
+    QMenu* recentMenu_ = nullptr;
+    QActionGroup* channelGroup_ = nullptr;
+    QLabel* pixelLabel_;
+    QLabel* worldLabel_;
+    QLabel* depthLabel_;
+    QLabel* materialLabel_;
+    bool closing_ = false;
+};

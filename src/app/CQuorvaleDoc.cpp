@@ -1,0 +1,250 @@
+#include "app/CQuorvaleDoc.h"
+
+#include "app/CQuorvaleView.h"
+#include "app/ProgressReporter.h"
+#include "app/QtText.h"
+#include "app/TimingReport.h"
+#include "app/UserMessages.h"
+#include "core/FilePath.h"
+#include "file/FileType.h"
+#include "file/ZmapDocumentCommands.h"
+#include "interchange/ModelImage.h"
+
+#include <QFileInfo>
+
+#include <new>
+
+namespace {
+
+/// The commands of every document: files, and the model kind of new.
+DocumentCommands& commands() {
+    static ModelDocumentCommands model(ZmapDocumentCommands::instance());
+    return model;
+}
+
+int nextUntitled() {
+    static int n = 0;
+    return ++n;
+}
+
+const char* timingName(std::int32_t command) {
+    switch (command) {
+    case commandNew:
+        return "new";
+    case commandOpen:
+        return "open";
+    case commandSave:
+    case commandSaveAs:
+        return "save";
+    case commandRevert:
+        return "revert";
+    default:
+        return "command";
+    }
+}
+
+} // namespace
+
+CQuorvaleDoc::CQuorvaleDoc(ProgressReporter* progress, QWidget* dialogParent)
+    : progress_(progress), dialogParent_(dialogParent), untitledNumber_(nextUntitled()) {
+    editor.setCommands(&commands());
+    editor.setMessages(this);
+    editor.setProgress(progress);
+    setViews(this);
+}
+
+CQuorvaleDoc::~CQuorvaleDoc() {
+    for (CQuorvaleView* v : views_) {
+        v->cancelDrawing();
+    }
+    setViews(nullptr);
+}
+
+Status CQuorvaleDoc::run(std::int32_t command, const CommandArgument& argument, const QString& what,
+                         const char* timingWhat) {
+    pendingMessages_.clear();
+    Status s = status::ok;
+    {
+        std::unique_ptr<ProgressScope> scope;
+        if (progress_ &&
+            (command == commandNew || command == commandOpen || command == commandSave ||
+             command == commandSaveAs || command == commandRevert)) {
+            scope = std::make_unique<ProgressScope>(*progress_, what);
+        }
+        TimingReport timing(timingWhat ? timingWhat : timingName(command), what);
+        try {
+            editor.execute(s, command, argument);
+        } catch (const std::bad_alloc&) {
+            s = status::outOfMemory;
+        }
+    }
+    QStringList shown = pendingMessages_;
+    pendingMessages_.clear();
+    if (s != status::ok && s != status::warning && shown.isEmpty()) {
+        shown << (what.isEmpty() ? statusQText(s) : what + QStringLiteral(": ") + statusQText(s));
+    }
+    if (!shown.isEmpty()) {
+        UserMessages::current().error(dialogParent_, shown.join(QLatin1Char('\n')));
+    }
+    emit titleChanged();
+    emit undoStateUpdated();
+    return s == status::warning ? status::ok : s;
+}
+
+Status CQuorvaleDoc::newImage(const NewImageParams& params) {
+    const QString what = params.kind == NewImageKind::model ? toQString(params.sourcePath)
+                                                            : QStringLiteral("new image");
+    if (params.kind == NewImageKind::model) {
+        // A rendered model is named after its drawing until it is saved.
+        suggestedName_ = QFileInfo(what).completeBaseName();
+    }
+    return run(commandNew, params, what, params.kind == NewImageKind::model ? "render" : "new");
+}
+
+Status CQuorvaleDoc::openFile(const QString& path) {
+    return run(commandOpen, FileArgument{toWString(QFileInfo(path).absoluteFilePath())}, path);
+}
+
+Status CQuorvaleDoc::save() {
+    return run(commandSave, CommandArgument(), path());
+}
+
+Status CQuorvaleDoc::saveAs(const QString& path) {
+    const std::wstring target = toWString(QFileInfo(path).absoluteFilePath());
+    if (!pathName.empty() && target == pathName) {
+        return save();
+    }
+    return run(commandSaveAs, FileArgument{target}, path);
+}
+
+Status CQuorvaleDoc::revert() {
+    return run(commandRevert, CommandArgument(), path());
+}
+
+Status CQuorvaleDoc::undo() {
+    return run(commandUndo, CommandArgument(), tr("Undo"));
+}
+
+Status CQuorvaleDoc::redo() {
+    return run(commandRedo, CommandArgument(), tr("Redo"));
+}
+
+Status CQuorvaleDoc::crop(const IExtent<2>& keep) {
+    return run(commandCrop, keep, tr("Crop"));
+}
+
+Status CQuorvaleDoc::flatten() {
+    return run(commandFlatten, CommandArgument(), loadQString(10059));
+}
+
+Status CQuorvaleDoc::autoLevels() {
+    return run(commandAutoLevels, CommandArgument(), loadQString(10287));
+}
+
+bool CQuorvaleDoc::isPanorama() const {
+    return viewParams().viewCode == ViewParams::cubicCode || fileType(pathName) == fileTypeZmq;
+}
+
+QString CQuorvaleDoc::displayName() const {
+    if (pathName.empty()) {
+        return suggestedName_.isEmpty() ? tr("Untitled %1").arg(untitledNumber_) : suggestedName_;
+    }
+    return QFileInfo(toQString(pathName)).fileName();
+}
+
+QString CQuorvaleDoc::path() const {
+    return toQString(pathName);
+}
+
+bool CQuorvaleDoc::canUndo() const {
+    return editor.undoBuffer && editor.undoBuffer->canUndo();
+}
+
+bool CQuorvaleDoc::canRedo() const {
+    return editor.undoBuffer && editor.undoBuffer->canRedo();
+}
+
+QString CQuorvaleDoc::undoText() const {
+    const std::int32_t id = editor.undoBuffer ? editor.undoBuffer->undoDescription() : 0;
+    const QString name = id ? loadQString(id) : QString();
+    return name.isEmpty() ? tr("&Undo") : tr("&Undo %1").arg(name);
+}
+
+QString CQuorvaleDoc::redoText() const {
+    const std::int32_t id = editor.undoBuffer ? editor.undoBuffer->redoDescription() : 0;
+    const QString name = id ? loadQString(id) : QString();
+    return name.isEmpty() ? tr("&Redo") : tr("&Redo %1").arg(name);
+}
+
+bool CQuorvaleDoc::saveModified(QWidget* parent) {
+    if (!modified_) {
+        return true;
+    }
+    const auto answer =
+        UserMessages::current().ask(parent, tr("Save the changes to %1?").arg(displayName()), true);
+    if (answer == UserMessages::Answer::cancel) {
+        return false;
+    }
+    if (answer == UserMessages::Answer::no) {
+        return true;
+    }
+    if (pathName.empty()) {
+        // A document never saved needs a name: the caller's Save As gives it one.
+        return false;
+    }
+    return save() == status::ok;
+}
+
+void CQuorvaleDoc::addView(CQuorvaleView* view) {
+    views_.push_back(view);
+}
+
+void CQuorvaleDoc::removeView(CQuorvaleView* view) {
+    std::erase(views_, view);
+}
+
+void CQuorvaleDoc::setChanged(bool changed) {
+    if (changed == modified_) {
+        return;
+    }
+    modified_ = changed;
+    emit titleChanged();
+}
+
+void CQuorvaleDoc::cancelDrawing() {
+    for (CQuorvaleView* v : views_) {
+        v->cancelDrawing();
+    }
+}
+
+void CQuorvaleDoc::endCapture() {
+    for (CQuorvaleView* v : views_) {
+        v->endCapture();
+    }
+}
+
+void CQuorvaleDoc::update(std::uint32_t hint) {
+    for (CQuorvaleView* v : views_) {
+        v->OnUpdate(hint);
+    }
+}
+
+void CQuorvaleDoc::invalidate(const IExtent<2>& extent) {
+    for (CQuorvaleView* v : views_) {
+        v->invalidateImage(extent);
+    }
+}
+
+void CQuorvaleDoc::undoStateChanged() {
+    emit undoStateUpdated();
+}
+
+void CQuorvaleDoc::message(std::int32_t, const std::wstring& text) {
+    pendingMessages_ << toQString(text);
+}
+
+void CQuorvaleDoc::progressText(std::int32_t, const std::wstring& text) {
+    if (progress_ && progress_->running()) {
+        progress_->setText(toQString(text));
+    }
+}

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "image/DocumentCommands.h"
+#include "image/DocumentViews.h"
+#include "image/ZmapDocument.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <vector>
+
+class CQuorvaleView;
+class ProgressReporter;
+class QWidget;
+
+/// An open document of the application: a ZmapDocument whose changed flag is the
+/// windows' modified mark ("[*]" in their titles), whose views are CQuorvaleViews, and
+/// whose commands report to the user in message boxes and to the progress bar.
+///
+/// Every operation runs one numbered command of the editor and returns its status; a
+/// failure has been shown to the user (its message, or else the status text) by the time
+/// it returns. Interface thread only.
+class CQuorvaleDoc : public QObject,
+                     public ZmapDocument,
+                     public DocumentViews,
+                     public CommandMessages {
+    Q_OBJECT
+
+public:
+    /// `progress` (may be null) shows long work and its stop key; `dialogParent` is the
+    /// parent of message boxes.
+    CQuorvaleDoc(ProgressReporter* progress, QWidget* dialogParent);
+    ~CQuorvaleDoc() override;
+
+    Status newImage(const NewImageParams& params);
+    /// Opens a .zmp or .zmq file into this (empty) document.
+    Status openFile(const QString& path);
+    /// Saves to the document's path.
+    Status save();
+    /// Saves under `path`: the same path as now is a plain save.
+    Status saveAs(const QString& path);
+    Status revert();
+    Status undo();
+    Status redo();
+    /// Keeps the pixels of `keep` (inclusive image corners).
+    Status crop(const IExtent<2>& keep);
+    Status flatten();
+    Status autoLevels();
+
+    bool isModified() const { return modified_; }
+    /// True for a cube panorama (.zmq).
+    bool isPanorama() const;
+    /// The name shown in titles: the file name, or "Untitled" with a number.
+    QString displayName() const;
+    QString path() const;
+    bool canUndo() const;
+    bool canRedo() const;
+    /// The texts of Undo and Redo with their actions' names, if known.
+    QString undoText() const;
+    QString redoText() const;
+
+    /// Asks whether to save a changed document before it closes: true if it may close
+    /// (saved, or the user chose not to save).
+    bool saveModified(QWidget* parent);
+
+    void addView(CQuorvaleView* view);
+    void removeView(CQuorvaleView* view);
+    const std::vector<CQuorvaleView*>& viewList() const { return views_; }
+
+    // ZmapDocument
+    void setChanged(bool changed) override;
+    // DocumentViews
+    void cancelDrawing() override;
+    void endCapture() override;
+    void update(std::uint32_t hint) override;
+    void invalidate(const IExtent<2>& extent) override;
+    void undoStateChanged() override;
+    // CommandMessages
+    void message(std::int32_t id, const std::wstring& text) override;
+    void progressText(std::int32_t id, const std::wstring& text) override;
+
+signals:
+    /// The modified mark or the name changed.
+    void titleChanged();
+    void undoStateUpdated();
+
+private:
+    /// Runs command `command`; shows a failure (the messages the command gave, or else
+    /// the status text, led by `what`). -20 counts as success and shows its message.
+    Status run(std::int32_t command, const CommandArgument& argument, const QString& what,
+               const char* timingWhat = nullptr);
+
+    ProgressReporter* progress_;
+    QWidget* dialogParent_;
+    std::vector<CQuorvaleView*> views_;
+    QStringList pendingMessages_;
+    bool modified_ = false;
+    int untitledNumber_;
+    QString suggestedName_;
+};

@@ -1,0 +1,397 @@
+#include "app/CQuorvaleView.h"
+
+#include "app/AppSettings.h"
+#include "app/CQuorvaleDoc.h"
+#include "app/QtText.h"
+#include "app/TimingReport.h"
+#include "app/UserMessages.h"
+#include "core/ColourProfile.h"
+#include "image/DocumentViews.h"
+#include "views/ZmapView.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QRubberBand>
+#include <QScrollBar>
+#include <QThread>
+
+#include <algorithm>
+
+namespace {
+
+QColor toQColor(ColourPOD c) {
+    return QColor(c.r, c.g, c.b);
+}
+
+/// BackgroundColour holds red in its low byte, then green, then blue.
+ColourPOD backgroundSetting() {
+    const int v = appsettings::BackgroundColour.value();
+    return ColourPOD{static_cast<std::uint8_t>((v >> 16) & 0xFF),
+                     static_cast<std::uint8_t>((v >> 8) & 0xFF),
+                     static_cast<std::uint8_t>(v & 0xFF)};
+}
+
+/// The display transform the settings ask for: the image (sRGB) to the monitor profile
+/// (a profile file, or sRGB), with the chosen intent; null when matching is off or a
+/// profile can't be had.
+TQL::Handle<TQL::ColourTransform> displayTransform() {
+    if (!appsettings::ICMEnabled.value()) {
+        return {};
+    }
+    const auto image = TQL::ColourProfile::create(TQL::ColourProfileId::sRGB);
+    const std::wstring monitorFile = appsettings::MonitorProfile.value();
+    const auto monitor = monitorFile.empty()
+                             ? TQL::ColourProfile::create(TQL::ColourProfileId::sRGB)
+                             : TQL::ColourProfile::createFromFile(monitorFile);
+    if (!image || !monitor) {
+        return {};
+    }
+    const int intent = std::clamp(appsettings::ICMIntent.value(), 0, 3);
+    return TQL::ColourTransform::create(static_cast<TQL::RenderingIntent>(intent), *image,
+                                        *monitor);
+}
+
+QRect toViewRect(const IExtent<2>& e) {
+    return toQRect(e);
+}
+
+} // namespace
+
+void QuorvalePollingWaiter::poll() const {
+    QThread::msleep(10);
+}
+
+/// The engine view, with the redraw reported when timing reports are on.
+class CQuorvaleView::TimedView : public ZmapView {
+public:
+    using ZmapView::ZmapView;
+    Status drawChannel(const IExtent<2>& extent, IExtent<2>& remaining) override {
+        if (!TimingReport::enabled()) {
+            return ZmapView::drawChannel(extent, remaining);
+        }
+        QElapsedTimer timer;
+        timer.start();
+        const Status s = ZmapView::drawChannel(extent, remaining);
+        TimingReport::print(
+            "redraw",
+            QStringLiteral("%1x%2 pixels%3")
+                .arg(extent.width())
+                .arg(extent.height())
+                .arg(s == status::cancelled ? QStringLiteral(" (stopped)") : QString()),
+            static_cast<double>(timer.nsecsElapsed()) / 1e6);
+        return s;
+    }
+};
+
+DrawThread& CQuorvaleView::drawThread() {
+    static DrawThread thread;
+    return thread;
+}
+
+CQuorvaleView::CQuorvaleView(CQuorvaleDoc& document, std::uint32_t channel, QWidget* parent)
+    : QAbstractScrollArea(parent), document_(document),
+      view_(std::make_unique<TimedView>(document, drawThread(), *this)) {
+    view_->setShownChannel(channel);
+    view_->setFitWindowResize(appsettings::FitWindowResize.value() != 0);
+    view_->setBackgroundColour(backgroundSetting());
+    view_->setColourTransform(displayTransform());
+    viewport()->setMouseTracking(true);
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    viewport()->setAttribute(Qt::WA_NoSystemBackground);
+    setFocusPolicy(Qt::StrongFocus);
+    setFrameShape(QFrame::NoFrame);
+    document_.addView(this);
+}
+
+CQuorvaleView::~CQuorvaleView() {
+    // The drawing thread must let go of the view before anything it posts to goes away.
+    view_->cancelDrawing(QuorvalePollingWaiter());
+    if (ZmapView::activeView() == view_.get()) {
+        ZmapView::setActiveView(nullptr);
+    }
+    document_.removeView(this);
+    view_.reset();
+}
+
+void CQuorvaleView::OnInitialUpdate(bool fit) {
+    const QSize size = viewport()->size();
+    view_->OnInitialUpdate(size.width(), size.height(), fit);
+    initialised_ = true;
+    updateScrollBars();
+    viewport()->update();
+    emit zoomChanged();
+}
+
+void CQuorvaleView::OnUpdate(std::uint32_t hint) {
+    view_->OnUpdate(hint);
+    if (hint == viewHintChanged) {
+        // The image may have another size now (crop, revert).
+        view_->setWindowSize(viewport()->width(), viewport()->height());
+        updateScrollBars();
+        viewport()->update();
+    }
+}
+
+void CQuorvaleView::cancelDrawing() {
+    view_->cancelDrawing(QuorvalePollingWaiter());
+}
+
+void CQuorvaleView::endCapture() {
+    cropDragging_ = false;
+    cropMode_ = false;
+    if (rubberBand_) {
+        rubberBand_->hide();
+    }
+    viewport()->unsetCursor();
+}
+
+void CQuorvaleView::invalidateImage(const IExtent<2>& extent) {
+    view_->invalidateImage(extent);
+}
+
+std::uint32_t CQuorvaleView::shownChannel() const {
+    return view_->shownChannel();
+}
+
+void CQuorvaleView::setShownChannel(std::uint32_t channel) {
+    view_->setShownChannel(channel);
+    viewport()->update();
+}
+
+void CQuorvaleView::zoomIn() {
+    // A zoom the user chose stays through resizes; FitWindowResize keeps fitted views fitted.
+    view_->setFitWindowResize(false);
+    view_->zoomIn();
+    emit zoomChanged();
+}
+
+void CQuorvaleView::zoomOut() {
+    view_->setFitWindowResize(false);
+    view_->zoomOut();
+    emit zoomChanged();
+}
+
+void CQuorvaleView::fitWindow() {
+    view_->setFitWindowResize(appsettings::FitWindowResize.value() != 0);
+    view_->fitWindow();
+    emit zoomChanged();
+}
+
+void CQuorvaleView::zoomActualSize() {
+    view_->setFitWindowResize(false);
+    view_->setZoom(1, 1);
+    emit zoomChanged();
+}
+
+std::pair<int, int> CQuorvaleView::zoom() const {
+    const ViewMapping m = view_->mapping();
+    return {m.zoomNumerator(), m.zoomDenominator()};
+}
+
+void CQuorvaleView::scrollTo(int x, int y) {
+    view_->setScroll(x, y);
+    updateScrollBars();
+    viewport()->update();
+}
+
+void CQuorvaleView::OnColourMatchChange() {
+    view_->setBackgroundColour(backgroundSetting());
+    view_->setFitWindowResize(appsettings::FitWindowResize.value() != 0);
+    view_->setColourTransform(displayTransform());
+    viewport()->update();
+}
+
+void CQuorvaleView::beginCropCapture() {
+    cropMode_ = true;
+    cropDragging_ = false;
+    viewport()->setCursor(Qt::CrossCursor);
+}
+
+bool CQuorvaleView::waitForDrawing(int timeoutMs) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        QCoreApplication::processEvents();
+        if (!view_->redrawQueued() && view_->updateExtent().degenerate() && !drawThread().busy()) {
+            // Deliver the last posted invalidations.
+            QCoreApplication::processEvents();
+            return true;
+        }
+        QThread::msleep(5);
+    }
+    return false;
+}
+
+void CQuorvaleView::postInvalidate(const IExtent<2>& storeRect) {
+    // On the drawing thread: only post. The call runs on the interface thread, and is
+    // dropped if this window is gone by then.
+    QMetaObject::invokeMethod(
+        this,
+        [this, storeRect] {
+            const IExtent<2> viewRect = view_->mapping().storeToView(storeRect);
+            if (!viewRect.degenerate()) {
+                viewport()->update(toViewRect(viewRect));
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+void CQuorvaleView::invalidateWindow() {
+    viewport()->update();
+}
+
+void CQuorvaleView::scrollSizesChanged() {
+    updateScrollBars();
+}
+
+void CQuorvaleView::updateScrollBars() {
+    const ViewMapping m = view_->mapping();
+    const IVector<2> zoomed = m.zoomedSize();
+    const IVector<2> window = m.windowSize();
+    settingScroll_ = true;
+    horizontalScrollBar()->setRange(0, std::max(0, zoomed.x - window.x));
+    horizontalScrollBar()->setPageStep(std::max(1, window.x));
+    horizontalScrollBar()->setSingleStep(std::max(1, window.x / 20));
+    horizontalScrollBar()->setValue(m.scroll().x);
+    verticalScrollBar()->setRange(0, std::max(0, zoomed.y - window.y));
+    verticalScrollBar()->setPageStep(std::max(1, window.y));
+    verticalScrollBar()->setSingleStep(std::max(1, window.y / 20));
+    verticalScrollBar()->setValue(m.scroll().y);
+    settingScroll_ = false;
+}
+
+void CQuorvaleView::paintEvent(QPaintEvent* event) {
+    QPainter painter(viewport());
+    const QRect dirty = event->rect();
+    ZmapView::StoreAccess access(*view_, L"CQuorvaleView::OnPaint");
+    const ViewMapping m = view_->mapping();
+    const QColor background = toQColor(view_->backgroundColour());
+    const BackingStore* store = access.store();
+    // Window position of store pixel (0, 0).
+    const QPoint origin(m.margin().x - m.scroll().x, m.margin().y - m.scroll().y);
+    QRect image;
+    if (store && store->width() > 0 && store->height() > 0) {
+        const BackingStore::Level& level = store->level(0);
+        const QImage picture(level.pixels, level.width, level.height, level.stride,
+                             QImage::Format_BGR888);
+        image = QRect(origin, QSize(level.width, level.height));
+        const QRect shown = image & dirty;
+        if (!shown.isEmpty()) {
+            painter.drawImage(shown.topLeft(), picture, shown.translated(-origin));
+        }
+    } else {
+        // Nothing drawn yet: the image area shows the background until the store fills.
+        image = QRect();
+    }
+    const QRegion outside = QRegion(dirty) - QRegion(image);
+    for (const QRect& r : outside) {
+        painter.fillRect(r, background);
+    }
+    if (!store && initialised_) {
+        const IVector<2> zoomed = m.zoomedSize();
+        painter.fillRect(QRect(origin, QSize(zoomed.x, zoomed.y)) & dirty, background);
+    }
+    view_->RepaintCursors();
+}
+
+void CQuorvaleView::resizeEvent(QResizeEvent* event) {
+    QAbstractScrollArea::resizeEvent(event);
+    if (!initialised_) {
+        return;
+    }
+    const bool refit = view_->fitWindowResize();
+    view_->setWindowSize(viewport()->width(), viewport()->height());
+    updateScrollBars();
+    viewport()->update();
+    if (refit) {
+        emit zoomChanged();
+    }
+}
+
+void CQuorvaleView::scrollContentsBy(int, int) {
+    if (settingScroll_) {
+        return;
+    }
+    // The store covers the whole image at the zoom: scrolling only moves the blit.
+    view_->setScroll(horizontalScrollBar()->value(), verticalScrollBar()->value());
+    viewport()->update();
+}
+
+IExtent<2> CQuorvaleView::imageRectBetween(QPoint a, QPoint b) const {
+    const ViewMapping m = view_->mapping();
+    const IPoint<2> p = m.viewToImage(IPoint<2>(a.x(), a.y()));
+    const IPoint<2> q = m.viewToImage(IPoint<2>(b.x(), b.y()));
+    IExtent<2> rect(std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y));
+    const IVector<2> size = m.imageSize();
+    return rect & IExtent<2>(0, 0, size.x - 1, size.y - 1);
+}
+
+void CQuorvaleView::mousePressEvent(QMouseEvent* event) {
+    emit activated(this);
+    if (cropMode_ && event->button() == Qt::LeftButton) {
+        cropDragging_ = true;
+        cropStart_ = event->position().toPoint();
+        if (!rubberBand_) {
+            rubberBand_ = new QRubberBand(QRubberBand::Rectangle, viewport());
+        }
+        rubberBand_->setGeometry(QRect(cropStart_, QSize()));
+        rubberBand_->show();
+        return;
+    }
+    QAbstractScrollArea::mousePressEvent(event);
+}
+
+void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
+    const QPoint at = event->position().toPoint();
+    if (cropDragging_ && rubberBand_) {
+        rubberBand_->setGeometry(QRect(cropStart_, at).normalized());
+    }
+    const ViewMapping m = view_->mapping();
+    const IPoint<2> p = m.viewToImage(IPoint<2>(at.x(), at.y()));
+    const IVector<2> size = m.imageSize();
+    emit cursorMoved(p.x, p.y, p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y);
+}
+
+void CQuorvaleView::mouseReleaseEvent(QMouseEvent* event) {
+    if (cropDragging_ && event->button() == Qt::LeftButton) {
+        finishCrop(event->position().toPoint());
+        return;
+    }
+    QAbstractScrollArea::mouseReleaseEvent(event);
+}
+
+void CQuorvaleView::finishCrop(QPoint end) {
+    const IExtent<2> keep = imageRectBetween(cropStart_, end);
+    endCapture();
+    if (keep.degenerate() || keep.width() < 2 || keep.height() < 2) {
+        return;
+    }
+    const QString question = loadQString(10414);
+    if (!question.isEmpty() &&
+        UserMessages::current().ask(this, question, false) != UserMessages::Answer::yes) {
+        return;
+    }
+    document_.crop(keep);
+}
+
+void CQuorvaleView::leaveEvent(QEvent* event) {
+    emit cursorMoved(0, 0, false);
+    QAbstractScrollArea::leaveEvent(event);
+}
+
+void CQuorvaleView::focusInEvent(QFocusEvent* event) {
+    emit activated(this);
+    QAbstractScrollArea::focusInEvent(event);
+}
+
+void CQuorvaleView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && (cropMode_ || cropDragging_)) {
+        endCapture();
+        return;
+    }
+    QAbstractScrollArea::keyPressEvent(event);
+}

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "core/DrawThread.h"
+#include "core/Extent.h"
+#include "views/ViewWindow.h"
+
+#include <QAbstractScrollArea>
+#include <QPoint>
+
+#include <memory>
+
+class CQuorvaleDoc;
+class QRubberBand;
+class ZmapView;
+
+/// Waits for the drawing thread on the interface thread: the drawing thread never waits
+/// for the interface thread (its invalidations are posted), so the poll only sleeps 10 ms.
+class QuorvalePollingWaiter : public DrawThread::PollingWaiter {
+public:
+    void poll() const override;
+};
+
+/// The window of one view of a document: a scroll area whose viewport shows the view's
+/// BackingStore. The engine half (ZmapView) keeps the store up to date on the drawing
+/// thread; this half turns Qt's events into its calls: paint blits from the store under
+/// its lock and fills the rest with BackgroundColour, scrolling only moves the blit, a
+/// resize re-fits the zoom when FitWindowResize is on, and the drawing thread's changed
+/// rectangles come back as queued calls. Painting never waits for the drawing.
+class CQuorvaleView : public QAbstractScrollArea, public ViewWindow {
+    Q_OBJECT
+
+public:
+    /// The view of `document` (not owned; it outlives the view) showing `channel`.
+    CQuorvaleView(CQuorvaleDoc& document, std::uint32_t channel, QWidget* parent = nullptr);
+    ~CQuorvaleView() override;
+
+    /// The drawing thread of every view in the process.
+    static DrawThread& drawThread();
+
+    CQuorvaleDoc& document() const { return document_; }
+    ZmapView& zmapView() const { return *view_; }
+
+    /// Sizes and zoom from the document and the window (fitted, or 1:1), the whole image
+    /// queued. Called once the window has its size.
+    void OnInitialUpdate(bool fit);
+    /// The document's update hints (about to change, changed).
+    void OnUpdate(std::uint32_t hint);
+    void cancelDrawing();
+    /// Ends a pending capture: a crop rectangle being dragged is dropped.
+    void endCapture();
+    /// These image pixels changed (empty: all).
+    void invalidateImage(const IExtent<2>& extent);
+
+    std::uint32_t shownChannel() const;
+    void setShownChannel(std::uint32_t channel);
+
+    void zoomIn();
+    void zoomOut();
+    void fitWindow();
+    void zoomActualSize();
+    /// Zoom numerator and denominator.
+    std::pair<int, int> zoom() const;
+    /// Scrolls so that window pixel (0, 0) shows store pixel `scroll`.
+    void scrollTo(int x, int y);
+
+    /// Builds the colour transform from the settings (ICMEnabled, ICMIntent, the monitor
+    /// profile) and the background colour, and redraws: after the preferences change.
+    void OnColourMatchChange();
+
+    /// The next rectangle dragged on the view is a crop: on release the user confirms and
+    /// the document keeps that rectangle.
+    void beginCropCapture();
+    bool cropCaptureActive() const { return cropMode_; }
+
+    /// Waits (running the event loop) until the drawing thread has drawn everything
+    /// queued for this view; false if `timeoutMs` passed first. For screenshots and tests.
+    bool waitForDrawing(int timeoutMs);
+
+    // ViewWindow
+    void postInvalidate(const IExtent<2>& storeRect) override;
+    void invalidateWindow() override;
+    void scrollSizesChanged() override;
+
+signals:
+    /// The mouse is over image pixel (x, y), or left the image (inside false).
+    void cursorMoved(int x, int y, bool inside);
+    /// The view was activated (focus, click): it becomes the main frame's active view.
+    void activated(CQuorvaleView* view);
+    void zoomChanged();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    class TimedView;
+    void updateScrollBars();
+    /// The image rectangle between two window points, clipped to the image.
+    IExtent<2> imageRectBetween(QPoint a, QPoint b) const;
+    void finishCrop(QPoint end);
+
+    CQuorvaleDoc& document_;
+    std::unique_ptr<ZmapView> view_;
+    bool initialised_ = false;
+    bool settingScroll_ = false;
+    bool cropMode_ = false;
+    bool cropDragging_ = false;
+    QPoint cropStart_;
+    QRubberBand* rubberBand_ = nullptr;
+};

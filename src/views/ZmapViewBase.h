@@ -1,0 +1,43 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+class PseudoCursor;
+class ZmapDocument;
+
+/// What every view of a document has, whatever draws it: the channel it shows, and the
+/// process-wide cursor and pick state (which view the mouse was last seen in).
+class ZmapViewBase {
+public:
+    ZmapViewBase() = default;
+    virtual ~ZmapViewBase();
+    ZmapViewBase(const ZmapViewBase&) = delete;
+    ZmapViewBase& operator=(const ZmapViewBase&) = delete;
+
+    virtual ZmapDocument& document() const = 0;
+
+    /// The shown channel, a ChannelId (1 colour by default). Read by the drawing thread.
+    std::uint32_t shownChannel() const { return shownChannel_.load(std::memory_order_acquire); }
+    /// Shows another channel; a drawing view redraws the whole image.
+    virtual void setShownChannel(std::uint32_t channelId);
+
+    /// The current pseudo-cursor (one for the process) and the view it belongs to; null to
+    /// remove it. Interface thread.
+    static void SetPseudoCursor(PseudoCursor* cursor, ZmapViewBase* view);
+    static PseudoCursor* pseudoCursor();
+    static ZmapViewBase* pseudoCursorView();
+
+    /// The view the mouse was last seen in (the pick state); null for none. A view being
+    /// destroyed leaves the pick state and the cursor.
+    static ZmapViewBase* pickView();
+    static void setPickView(ZmapViewBase* view);
+
+protected:
+    void storeShownChannel(std::uint32_t channelId) {
+        shownChannel_.store(channelId, std::memory_order_release);
+    }
+
+private:
+    std::atomic<std::uint32_t> shownChannel_{1};
+};
