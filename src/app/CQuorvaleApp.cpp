@@ -45,7 +45,7 @@ void settingsNames(QString& organisation, QString& application) {
 
 /// The idle work of the main window: the pseudo-cursor's view follows the mouse, and
 /// the tile free list arms its purge. Returns true if the pick view moved.
-bool idleCursorUpdate() {
+bool IdleCursorUpdate() {
     QWidget* under = QApplication::widgetAt(QCursor::pos());
     for (QWidget* w = under; w; w = w->parentWidget()) {
         if (auto* view = qobject_cast<CQuorvaleView*>(w)) {
@@ -167,7 +167,7 @@ void CQuorvaleApp::OnIdle() {
     if (!running_) {
         return;
     }
-    idleCursorUpdate();
+    IdleCursorUpdate();
     TileHeap::idle();
 }
 

@@ -4,15 +4,20 @@
 #include "app/CQuorvaleApp.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
+#include "app/PreferencesDialog.h"
 #include "core/Status.h"
 #include "core/StringUtils.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QDropEvent>
 #include <QFile>
 #include <QImage>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QMimeData>
+#include <QSpinBox>
+#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -299,6 +304,55 @@ TEST_F(DocumentWindows, TimingReportsArePrintedForOpenSaveRenderAndRedraw) {
     for (const char* what : {"timing: render", "timing: save", "timing: open", "timing: redraw"}) {
         EXPECT_NE(printed.find(what), std::string::npos) << what << " in:\n" << printed;
     }
+}
+
+TEST_F(DocumentWindows, PreferencesChangeTheStoredSettingsAndTheViews) {
+    NewImageParams params;
+    params.width = 32;
+    params.height = 32;
+    ASSERT_EQ(frame_->newDocument(params), status::ok);
+    CQuorvaleView* view = frame_->activeView();
+    view->zoomActualSize();
+    ASSERT_TRUE(view->waitForDrawing(10000));
+
+    PreferencesDialog dialog(frame_);
+    dialog.undoKilobytes()->setValue(4096);
+    dialog.setBackground(ColourPOD{200, 100, 50}); // blue, green, red
+    dialog.apply();
+    frame_->applyDisplaySettings();
+    ASSERT_TRUE(view->waitForDrawing(10000));
+
+    EXPECT_EQ(appsettings::UndoBufferKB.value(), 4096);
+    EXPECT_EQ(appsettings::BackgroundColour.value(), 50 | (100 << 8) | (200 << 16));
+    const QImage shown = view->viewport()->grab().toImage();
+    EXPECT_EQ(shown.pixelColor(0, 0), QColor(50, 100, 200)) << "the margin takes the colour";
+    // The next run of the program reads the same.
+    invalidateSettingRecords();
+    EXPECT_TRUE(appsettings::UndoBufferKB.read());
+    EXPECT_EQ(appsettings::UndoBufferKB.value(), 4096);
+}
+
+TEST_F(DocumentWindows, DroppedDocumentsOpenAndOtherFilesAreRefused) {
+    const QString path = sampleFile();
+    ASSERT_TRUE(frame_->closeAll());
+    auto drop = [this](const QString& file) {
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(file)});
+        QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton,
+                              Qt::NoModifier);
+        QApplication::sendEvent(frame_, &enter);
+        if (!enter.isAccepted()) {
+            return false;
+        }
+        QDropEvent event(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(frame_, &event);
+        return true;
+    };
+    EXPECT_FALSE(drop(QString::fromStdString(dir_.file("notes.txt"))));
+    EXPECT_EQ(frame_->documentCount(), 0u);
+    EXPECT_TRUE(drop(path));
+    EXPECT_EQ(frame_->documentCount(), 1u);
+    EXPECT_EQ(frame_->activeDocument()->path(), path);
 }
 
 } // namespace
