@@ -20,6 +20,8 @@ constexpr std::int32_t messageSaveFailed = 10077;
 constexpr std::int32_t messageSaveWarning = 10078;
 constexpr std::int32_t messageNotADocument = 10080;
 constexpr std::int32_t messageUnknownType = 10081;
+/// The number of the text of status 0; status s has statusTextId - s.
+constexpr std::int32_t statusTextId = 11100;
 
 const wchar_t* const productName = L"Quorvale";
 
@@ -174,12 +176,16 @@ void ZmapDocumentCommands::open(Status& status, ZmapDocument& document, const st
         return;
     }
     document.editor.tellProgress(progressReading, commandText(progressReading, {path}));
-    openZmapDocument(status, document, path, document.editor.progress());
+    std::wstring failure;
+    openZmapDocument(status, document, path, document.editor.progress(), &failure);
     if (status == status::ok || status == status::warning) {
         document.editor.tellProgress(progressRead, commandText(progressRead, {path}));
     }
     if (status == status::warning) {
         document.editor.tell(messageOpenWarning, commandText(messageOpenWarning, {path}));
+    } else if (status != status::ok) {
+        // Numbered as the status text it shows, which for a damaged file names the place.
+        document.editor.tell(statusTextId - status, path + L": " + failure);
     }
 }
 
@@ -206,9 +212,11 @@ void ZmapDocumentCommands::revert(Status& status, ZmapDocument& document) {
     }
     const HeldDocument held(document);
     const std::wstring path = document.pathName;
-    openZmapDocument(status, document, path, document.editor.progress());
+    std::wstring failure;
+    openZmapDocument(status, document, path, document.editor.progress(), &failure);
     if (status != status::ok) {
         held.restore(document);
+        document.editor.tell(statusTextId - status, path + L": " + failure);
     }
 }
 

@@ -133,7 +133,7 @@ TEST(DocumentCommands, OpenTakesOnlyDocumentFilesAndLeavesTheImageOnRefusal) {
         {L"/tmp/scene.DXF", status::wrongExtension, 10080},
         {L"/tmp/notes.txt", status::unsupportedVersion, 10081},
         {L"/tmp/no extension", status::unsupportedVersion, 10081},
-        {L"/nonexistent/directory/house.zmp", status::notFound, 0},
+        {L"/nonexistent/directory/house.zmp", status::notFound, 11100 - status::notFound},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(getMBS(c.path));
