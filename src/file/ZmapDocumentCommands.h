@@ -20,7 +20,8 @@ class ZmapDocument;
 ///   takes the new path on success. Paths compare exactly: names that differ in case are
 ///   different files.
 /// - revert reads the document's file anew; if that fails, the document gets back every
-///   channel, its camera, materials, texts and undo store: a failed revert keeps the image.
+///   channel, its camera, materials, texts and undo store: a failed revert keeps the image,
+///   and the failure is reported as for open.
 /// - import into a channel needs raster import and gives -7 until it exists.
 class ZmapDocumentCommands : public DocumentCommands {
 public:
