@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <new>
+#include <system_error>
 #include <unistd.h>
 
 QuorvaleZmapFile::QuorvaleZmapFile() = default;
@@ -17,6 +18,7 @@ QuorvaleZmapFile::QuorvaleZmapFile() = default;
 QuorvaleZmapFile::~QuorvaleZmapFile() = default;
 
 void QuorvaleZmapFile::read(Status& status, const std::wstring& path, ZmapDocument& document) {
+    fault_.clear();
     if (isOpen()) {
         status = status::alreadyOpen;
         return;
@@ -44,6 +46,7 @@ void QuorvaleZmapFile::readMemory(Status& status, const std::uint8_t* data, std:
         return;
     }
     readOnly_ = false;
+    fault_.clear();
     status = openMemory(data, size);
     if (status == status::ok) {
         readOpenStream(status, document);
@@ -51,7 +54,7 @@ void QuorvaleZmapFile::readMemory(Status& status, const std::uint8_t* data, std:
 }
 
 void QuorvaleZmapFile::readOpenStream(Status& status, ZmapDocument& document) {
-    const ZmapFileOptions options{progress_, errors_, maxPixels_};
+    const ZmapFileOptions options{progress_, errors_, maxPixels_, threads_, &fault_};
     status = readZmapStream(*this, options, document);
     close();
     if (status == status::ok) {
@@ -73,7 +76,7 @@ void QuorvaleZmapFile::write(Status& status, const ZmapDocument& document,
     if (status != status::ok) {
         return;
     }
-    const ZmapFileOptions options{progress_, errors_, maxPixels_};
+    const ZmapFileOptions options{progress_, errors_, maxPixels_, threads_, nullptr};
     try {
         status = writeZmapStream(*this, options, document);
     } catch (const std::bad_alloc&) {
@@ -82,6 +85,8 @@ void QuorvaleZmapFile::write(Status& status, const ZmapDocument& document,
         status = status::stopped;
     } catch (const TQL::TqlError&) {
         status = status::writeFailed; // the encoder's output overflowed
+    } catch (const std::system_error&) {
+        status = status::outOfMemory; // no thread could be started
     }
     if (status == status::ok && syncOnWrite_ && !sync()) {
         status = StreamImage::status();
@@ -90,4 +95,8 @@ void QuorvaleZmapFile::write(Status& status, const ZmapDocument& document,
     if (status == status::ok) {
         status = closed;
     }
+}
+
+std::wstring QuorvaleZmapFile::failureText(Status status) const {
+    return zmapFailureText(status, fault_);
 }

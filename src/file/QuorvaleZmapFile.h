@@ -23,7 +23,11 @@ class ZmapDocument;
 /// Neither throws: every failure is a status: -2 damaged or not
 /// a Zmap file, -7 an unknown section version, -10 out of memory or an image beyond the
 /// size limit, -11 stopped by the progress reporter, -13 nothing to write, -15 a
-/// read-only file object asked to write, or the status of a failed system call.
+/// read-only file object asked to write, or the status of a failed system call. A read
+/// refused as damaged also says where (fault(), failureText()).
+///
+/// Tiles are decoded and encoded on a few threads (setThreads); the bytes written and the
+/// pixels read are the same for any number of them.
 class QuorvaleZmapFile : public StreamImage {
 public:
     /// The largest image a file may describe unless setMaxPixels says otherwise.
@@ -59,6 +63,15 @@ public:
     void setMaxPixels(std::uint64_t pixels) { maxPixels_ = pixels; }
     /// Flushes the written file to the disk before a successful write() returns.
     void setSyncOnWrite(bool sync) { syncOnWrite_ = sync; }
+    /// Threads that code tiles, this one included; 0 (the default) for one per processor.
+    void setThreads(unsigned threads) { threads_ = threads; }
+
+    /// Where the last read() found the file damaged, and what was wrong there: the
+    /// section and its directory, the tile or strip, the byte offset and the image row
+    /// when known. Empty after a read that failed otherwise, or did not fail.
+    const std::wstring& fault() const { return fault_; }
+    /// The text to show for `status` from the last read(): the status text with fault().
+    std::wstring failureText(Status status) const;
 
 private:
     void readOpenStream(Status& status, ZmapDocument& document);
@@ -69,4 +82,6 @@ private:
     RecordingErrorReporter recorder_;
     ImageErrorReporter* errors_ = &recorder_;
     std::uint64_t maxPixels_ = defaultMaxPixels;
+    unsigned threads_ = 0;
+    std::wstring fault_;
 };

@@ -215,6 +215,31 @@ bool StreamImage::readAt(std::uint64_t offset, std::uint8_t* out, std::size_t co
     return false;
 }
 
+Status StreamImage::readShared(std::uint64_t offset, std::uint8_t* out, std::size_t count,
+                               const std::uint8_t** view) const {
+    *view = out;
+    if ((mode_ != Mode::read && mode_ != Mode::memory) || offset > size_ ||
+        count > size_ - offset) {
+        return status::damaged;
+    }
+    if (mode_ == Mode::memory) {
+        *view = memory_ + offset;
+        return status::ok;
+    }
+    for (std::size_t done = 0; done < count;) {
+        const ssize_t got =
+            ::pread(fd_, out + done, count - done, static_cast<off_t>(offset + done));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return got < 0 ? status::fromErrno(errno, status::readFailed) : status::damaged;
+        }
+        done += static_cast<std::size_t>(got);
+    }
+    return status::ok;
+}
+
 bool StreamImage::readBytes(void* out, std::size_t count) {
     const bool ok = readAt(position_, static_cast<std::uint8_t*>(out), count);
     if (ok) {

@@ -66,6 +66,13 @@ public:
     /// buffer, valid until the next read) instead of in `out`; pass null to always copy.
     bool readAt(std::uint64_t offset, std::uint8_t* out, std::size_t count,
                 const std::uint8_t** view = nullptr);
+    /// Reads `count` bytes at `offset` for one of several threads at once: the position,
+    /// the read-ahead buffer and the recorded failure are left alone. `*view` is set to the
+    /// bytes: in place in a memory stream, else read into `out`. Returns 0; -2 when the
+    /// bytes lie beyond the end or the file ends first; the errno's status (-5 by default)
+    /// when the system read fails.
+    [[nodiscard]] Status readShared(std::uint64_t offset, std::uint8_t* out, std::size_t count,
+                                    const std::uint8_t** view) const;
     std::uint8_t read8();
     std::uint16_t read16();
     std::uint32_t read32();

@@ -41,6 +41,22 @@ public:
     /// or ends before `count` bytes came out; `out[0, count)` is then all zero, and every
     /// later call fails too until the next start().
     virtual bool decode(std::uint8_t* out, std::uint32_t count) = 0;
+
+    /// Where and why the last block that failed went wrong, for a message that names the
+    /// place; cleared by start().
+    struct Fault {
+        /// Bytes of the block that came out before the fault.
+        std::uint64_t produced = 0;
+        /// Offset in the compressed data of the code at fault, or its size when the data
+        /// ended too soon.
+        std::uint64_t inputOffset = 0;
+        /// What went wrong, in words; empty while nothing did.
+        std::wstring what;
+    };
+    const Fault& fault() const { return fault_; }
+
+protected:
+    Fault fault_;
 };
 
 /// Compresses one block at a time into an output buffer of its own, which is kept (and

@@ -149,15 +149,16 @@ void ZmapDocumentCommands::open(Status& status, ZmapDocument& document, const st
         return;
     }
     document.editor.tellProgress(progressReading, commandText(progressReading, {path}));
-    openZmapDocument(status, document, path, document.editor.progress());
+    std::wstring failure;
+    openZmapDocument(status, document, path, document.editor.progress(), &failure);
     if (status == status::ok || status == status::warning) {
         document.editor.tellProgress(progressRead, commandText(progressRead, {path}));
     }
     if (status == status::warning) {
         document.editor.tell(messageOpenWarning, commandText(messageOpenWarning, {path}));
     } else if (status != status::ok) {
-        // Every other failure says why, in the status's own text.
-        document.editor.tell(statusTextId - status, statusText(status));
+        // Numbered as the status text it shows, which for a damaged file names the place.
+        document.editor.tell(statusTextId - status, path + L": " + failure);
     }
 }
 
@@ -184,9 +185,11 @@ void ZmapDocumentCommands::revert(Status& status, ZmapDocument& document) {
     }
     const HeldDocument held(document);
     const std::wstring path = document.pathName;
-    openZmapDocument(status, document, path, document.editor.progress());
+    std::wstring failure;
+    openZmapDocument(status, document, path, document.editor.progress(), &failure);
     if (status != status::ok) {
         held.restore(document);
+        document.editor.tell(statusTextId - status, path + L": " + failure);
     }
 }
 

@@ -11,14 +11,17 @@ class ZmapDocument;
 ///   raster import and the model renderer and give -7 until those exist.
 /// - open takes only Zmap files (.zmp, .zmq): another known type reports message 10080
 ///   and gives -26, an unknown one message 10081 and -7. Progress texts 10074 and 10076
-///   frame the reading; a warning (-20) reports 10072.
+///   frame the reading; a warning (-20) reports 10072; any other failure reports the path
+///   and the status text (numbered as that text, 11100 - status), which for a damaged
+///   file goes on to say where the damage lies.
 /// - save and save as fill in the program's texts (fillTexts) and save safely
 ///   (saveZmapDocument); save needs a path (-18 without). A warning reports 10078 and
 ///   counts as success; a failure reports 10077 with the path and the status text. Save as
 ///   takes the new path on success. Paths compare exactly: names that differ in case are
 ///   different files.
 /// - revert reads the document's file anew; if that fails, the document gets back every
-///   channel, its camera, materials, texts and undo store: a failed revert keeps the image.
+///   channel, its camera, materials, texts and undo store: a failed revert keeps the image,
+///   and the failure is reported as for open.
 /// - import into a channel needs raster import and gives -7 until it exists.
 class ZmapDocumentCommands : public DocumentCommands {
 public:

@@ -80,14 +80,20 @@ Status moveAside(const std::string& target, std::string& backup) {
 } // namespace
 
 void openZmapDocument(Status& status, ZmapDocument& document, const std::wstring& path,
-                      Reporter* progress) {
+                      Reporter* progress, std::wstring* failureText) {
     QuorvaleZmapFile file;
     file.setProgress(progress);
     file.read(status, path, document);
     if (status != status::ok) {
+        if (failureText) {
+            *failureText = file.failureText(status);
+        }
         return;
     }
     status = document.allocateChannels();
+    if (status != status::ok && failureText) {
+        *failureText = statusText(status);
+    }
     if (status == status::ok) {
         document.pathName = path;
         document.fromFile = 1;

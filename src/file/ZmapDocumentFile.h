@@ -16,9 +16,11 @@ inline constexpr const wchar_t* copyrightKey = L"Copyright";
 
 /// Reads the Zmap file at `path` into `document` and makes its missing channels
 /// (allocateChannels); on success the document's path is `path` and its fromFile flag is
-/// set. On failure the document is left as it was. `progress` may be null.
+/// set. On failure the document is left as it was, and `failureText`, if given, receives
+/// the text to show: the status text, with the place of the fault in a damaged file.
+/// `progress` may be null.
 void openZmapDocument(Status& status, ZmapDocument& document, const std::wstring& path,
-                      Reporter* progress = nullptr);
+                      Reporter* progress = nullptr, std::wstring* failureText = nullptr);
 
 /// Saves `document` to `path` so that a failure never costs the file that was there:
 ///

@@ -8,6 +8,9 @@ namespace TQL {
 FileStatusError::FileStatusError(Status status, const std::wstring& path)
     : TqlError(path + L": " + statusText(status)), status_(status) {}
 
+FileStatusError::FileStatusError(Status status, const std::wstring& path, const std::wstring& text)
+    : TqlError(path + L": " + text), status_(status) {}
+
 void ZmapFile::write(const ZmapDocument& document, Reporter* progress) const {
     QuorvaleZmapFile file;
     file.setProgress(progress);
@@ -20,9 +23,10 @@ void ZmapFile::write(const ZmapDocument& document, Reporter* progress) const {
 
 void ZmapFile::read(ZmapDocument& document, Reporter* progress) const {
     Status status = status::ok;
-    openZmapDocument(status, document, path_, progress);
+    std::wstring text;
+    openZmapDocument(status, document, path_, progress, &text);
     if (status != status::ok) {
-        throw BadFile(status, path_);
+        throw BadFile(status, path_, text);
     }
 }
 

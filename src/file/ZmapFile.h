@@ -14,13 +14,16 @@ namespace TQL {
 class FileStatusError : public TqlError {
 public:
     FileStatusError(Status status, const std::wstring& path);
+    /// With `text` in place of the status text, for a failure that says more.
+    FileStatusError(Status status, const std::wstring& path, const std::wstring& text);
     Status status() const { return status_; }
 
 private:
     Status status_;
 };
 
-/// Raised by readers of Zmap data that can't go on; status() says why.
+/// Raised by readers of Zmap data that can't go on; status() says why, and the message
+/// also where a damaged file is damaged.
 class BadFile : public FileStatusError {
 public:
     using FileStatusError::FileStatusError;

@@ -3,6 +3,8 @@
 #include "file/ImageErrorReporter.h"
 #include "file/LZWCodes.h"
 
+#include "core/StringUtils.h"
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -103,6 +105,7 @@ std::unique_ptr<ZmapLZWDecoder> ZmapLZWDecoder::create(Status& status,
 LZWDecodeState::~LZWDecodeState() = default;
 
 bool LZWDecodeState::start(const std::uint8_t* data, std::uint32_t size) {
+    data_ = data;
     in_ = data;
     inEnd_ = data + size;
     bitBuffer_ = 0;
@@ -115,12 +118,19 @@ bool LZWDecodeState::start(const std::uint8_t* data, std::uint32_t size) {
     pendingCode_ = 0;
     pendingDone_ = 0;
     failed_ = false;
+    fault_ = Fault();
     // Entries from the first free code on need no clearing: decode() refuses any code above
     // the next free one, so an entry is always written before it is read.
     return true;
 }
 
-bool LZWDecodeState::fail(std::uint8_t* out, std::uint32_t count) {
+bool LZWDecodeState::fail(std::uint8_t* out, std::uint32_t count, std::uint64_t produced,
+                          std::uint64_t inputOffset, std::wstring what) {
+    if (!failed_) {
+        fault_.produced = produced;
+        fault_.inputOffset = inputOffset;
+        fault_.what = std::move(what);
+    }
     failed_ = true;
     if (count > 0) {
         std::memset(out, 0, count);
@@ -130,7 +140,7 @@ bool LZWDecodeState::fail(std::uint8_t* out, std::uint32_t count) {
 
 bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
     if (failed_ || in_ == nullptr) {
-        return fail(out, count);
+        return fail(out, count, produced_, 0, L"no block was started");
     }
     Entry* const table = table_.get();
     // Offsets in the block's output of out[0]; strings before it are out of reach.
@@ -156,6 +166,8 @@ bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
     std::uint32_t freeCode = freeCode_;
     std::uint32_t previous = previous_;
     std::uint64_t previousAt = previousAt_;
+    // Where the code just read starts in the compressed data, for the fault record.
+    const auto codeOffset = [&] { return (std::uint64_t(in - data_) * 8 - accBits - bits) / 8; };
 
     while (pos < count) {
         if (accBits < bits) {
@@ -178,7 +190,9 @@ bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
         if (previous == lzw::noCode) [[unlikely]] {
             // The first code of a table is a byte of its own and defines nothing.
             if (code >= 256) {
-                return fail(out, count);
+                return fail(
+                    out, count, base + pos, codeOffset(),
+                    stringPrintf(L"code %u where a clear code must be followed by a byte", code));
             }
             previousAt = base + pos;
             out[pos++] = static_cast<std::uint8_t>(code);
@@ -186,7 +200,10 @@ bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
             continue;
         }
         if (code > freeCode || freeCode >= lzw::tableSize) [[unlikely]] {
-            return fail(out, count); // a code not yet defined, or a table that overflows
+            return fail(out, count, base + pos, codeOffset(),
+                        freeCode >= lzw::tableSize
+                            ? std::wstring(L"the code table overflows without a clear code")
+                            : stringPrintf(L"code %u is not defined yet", code));
         }
         // The new entry is previous's string plus the first byte of this code's string;
         // when the code is the one being defined (the KwKwK case), that byte is
@@ -226,7 +243,9 @@ bool LZWDecodeState::decode(std::uint8_t* out, std::uint32_t count) {
         }
     }
     if (pos < count) {
-        return fail(out, count); // the data ended first
+        // The data ended first, or its end code came too soon.
+        return fail(out, count, base + pos, std::uint64_t(in - data_) - accBits / 8,
+                    L"the data ends too soon");
     }
 
     produced_ = base + count;

@@ -43,11 +43,14 @@ private:
     friend class ZmapLZWDecoder;
     LZWDecodeState() = default;
 
-    /// Fails the block: the whole request is zeroed.
-    bool fail(std::uint8_t* out, std::uint32_t count);
+    /// Fails the block: the whole request is zeroed, and the fault recorded with the
+    /// output and input positions it happened at.
+    bool fail(std::uint8_t* out, std::uint32_t count, std::uint64_t produced,
+              std::uint64_t inputOffset, std::wstring what);
 
     std::unique_ptr<Entry[]> table_;
 
+    const std::uint8_t* data_ = nullptr; ///< the block's first compressed byte
     const std::uint8_t* in_ = nullptr;
     const std::uint8_t* inEnd_ = nullptr;
     std::uint64_t bitBuffer_ = 0; ///< bits read but not used, right-aligned

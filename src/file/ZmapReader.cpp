@@ -4,6 +4,7 @@
 #include "core/StringUtils.h"
 #include "file/ImageErrorReporter.h"
 #include "file/StreamImage.h"
+#include "file/TileWorkers.h"
 #include "file/ZmapCodec.h"
 #include "file/ZmapPredictor.h"
 #include "file/ZmapSection.h"
@@ -19,6 +20,7 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -76,11 +78,82 @@ private:
 class Reader {
 public:
     Reader(StreamImage& stream, const ZmapFileOptions& options)
-        : s_(stream), options_(options), errors_(*options.errors) {}
+        : s_(stream), options_(options), errors_(*options.errors), workers_(options.threads),
+          compressed_(workers_.threads()), raw_(workers_.threads()), results_(workers_.window()) {}
 
     Status read(ZmapDocument& document);
+    /// Where the file was found damaged; empty if it wasn't.
+    const std::wstring& fault() const { return fault_; }
 
 private:
+    /// One strip or tile of a section, in file pixels.
+    struct Block {
+        std::size_t index = 0;
+        std::uint64_t x0 = 0, y0 = 0; ///< its first pixel
+        std::uint64_t w = 0, h = 0;   ///< its pixels inside the image
+        std::uint64_t rows = 0;       ///< rows stored: all of a tile's, a strip's own
+        std::uint64_t rawSize = 0;    ///< bytes it decodes to
+        std::uint64_t offset = 0;
+        std::uint64_t count = 0; ///< bytes stored
+    };
+    /// What became of a block, for the calling thread.
+    struct BlockResult {
+        Status status = status::ok;
+        std::wstring fault;
+        bool shared = false; ///< left out of a difference section
+        /// Decoded rows for the calling thread to place; null when the block is stored.
+        const std::uint8_t* raw = nullptr;
+        Scratch rows; ///< where `raw` lies unless in place in memory
+        /// Reports of the conversion on a worker, passed on by the calling thread.
+        RecordingErrorReporter errors;
+    };
+    /// The pixel layout of the section being read, shared by the threads.
+    struct PixelJob {
+        const ZmapSection* section = nullptr;
+        TileBitmap* bitmap = nullptr;
+        FilePixelType storeType = FilePixelType::none;
+        FilePixelType fileType = FilePixelType::none;
+        std::size_t fileBytes = 0;
+        bool lzw = false;
+        bool predict = false;
+        const ZmapPredictor* predictor = nullptr;
+        const std::vector<std::uint32_t>* offsets = nullptr;
+        const std::vector<std::uint32_t>* counts = nullptr;
+        bool tiled = false;
+        std::uint64_t blockWidth = 0;
+        std::uint64_t blockRows = 0;
+        std::uint64_t across = 1;
+        /// Each block is exactly one tile of the document, with the same index, and no
+        /// other block writes there: it can be stored by the thread that decodes it.
+        bool exclusive = false;
+        std::wstring where; ///< the section, for messages
+
+        Block block(std::size_t i) const {
+            Block b;
+            b.index = i;
+            b.x0 = tiled ? (i % across) * blockWidth : 0;
+            b.y0 = (tiled ? i / across : i) * blockRows;
+            b.w = std::min<std::uint64_t>(blockWidth, section->width - b.x0);
+            b.h = std::min<std::uint64_t>(blockRows, section->height - b.y0);
+            b.rows = tiled ? blockRows : b.h;
+            b.rawSize = blockWidth * b.rows * fileBytes;
+            b.offset = (*offsets)[i];
+            b.count = (*counts)[i];
+            return b;
+        }
+        /// "colour section (directory 1 at byte 1234), tile 5 (x 640, y 0) at byte 8000".
+        std::wstring blockPlace(const Block& b) const {
+            return where +
+                   (tiled ? stringPrintf(L", tile %zu (x %llu, y %llu)", b.index,
+                                         static_cast<unsigned long long>(b.x0),
+                                         static_cast<unsigned long long>(b.y0))
+                          : stringPrintf(L", strip %zu (rows %llu to %llu)", b.index,
+                                         static_cast<unsigned long long>(b.y0),
+                                         static_cast<unsigned long long>(b.y0 + b.h - 1))) +
+                   stringPrintf(L" at byte %llu", static_cast<unsigned long long>(b.offset));
+        }
+    };
+
     Status readHeaderAndSections();
     Status planGeometry();
     Status readSection(const ZmapSection& section, ZmapDocument& document);
@@ -89,16 +162,31 @@ private:
     Status readMaterials(const ZmapSection& section);
     void takeTexts(const ZmapSection& section);
     void takeResolution(const ZmapSection& section);
-    /// Decodes the section's strips or tiles into `bitmap`.
+    /// Decodes the section's strips or tiles into `bitmap`, on the worker threads.
     Status readPixels(const ZmapSection& section, TileBitmap& bitmap);
+    /// The work on block `index` on any thread: read, decode, undo the prediction, and
+    /// store into the block's own tile, or into `result` for the calling thread to place.
+    void decodeBlock(const PixelJob& job, std::size_t index, unsigned thread, BlockResult& result);
+    /// Reads the block's bytes and decodes them into `out` (rawSize bytes); the result
+    /// lies at `*data`, which is `out` unless raw bytes lie in place in memory.
+    Status readBlock(const PixelJob& job, const Block& block, unsigned thread, std::uint8_t* out,
+                     const std::uint8_t** data, std::wstring& fault);
+    /// Places the decoded rows of a block into the bitmap; calling thread only.
+    Status placeBlock(const PixelJob& job, const Block& block, const std::uint8_t* raw,
+                      TileRowWriter& writer);
     /// Fills the blocks that a difference section shares with the main channel, where
     /// they don't make up whole tiles of the document.
     void fillSharedBlocks();
-    /// Decodes the block of `count` bytes at `offset` into `out`, `rawSize` bytes: LZW
-    /// with a decoder, else the bytes themselves.
-    bool decodeBlock(ZmapDecoder* decoder, std::uint64_t offset, std::uint64_t count,
-                     std::uint8_t* out, std::uint64_t rawSize);
     void commit(ZmapDocument& document);
+    /// Records the first fault and returns `s`.
+    Status fail(Status s, std::wstring fault) {
+        if (fault_.empty()) {
+            fault_ = std::move(fault);
+        }
+        return s;
+    }
+    /// "colour section (directory 1 at byte 1234)".
+    std::wstring where(const ZmapSection& section) const;
     bool reportProgress();
     /// Where pixel (x, y) of the file goes in the document: with stacked faces, row y of
     /// the file is row y % n of face y / n, whose columns start at (y / n) * n.
@@ -132,8 +220,16 @@ private:
 
     std::uint64_t bytesTotal_ = 0;
     std::uint64_t bytesDone_ = 0;
-    Scratch compressed_;
-    Scratch raw_;
+    std::wstring fault_;
+
+    TileWorkers workers_;
+    /// One decoder and scratch of each kind per thread; decoders made at the first LZW
+    /// section.
+    std::vector<std::unique_ptr<ZmapDecoder>> decoders_;
+    std::vector<Scratch> compressed_;
+    std::vector<Scratch> raw_;
+    /// Per slot of the workers: the outcome of a block, taken by the calling thread.
+    std::vector<BlockResult> results_;
 };
 
 Status Reader::read(ZmapDocument& document) {
@@ -150,7 +246,7 @@ Status Reader::read(ZmapDocument& document) {
             continue; // not a document channel
         }
         if (done & section.channel) {
-            return status::damaged;
+            return fail(status::damaged, where(section) + L": a second section of its channel");
         }
         done |= section.channel;
         s = readSection(section, document);
@@ -176,7 +272,7 @@ Status Reader::read(ZmapDocument& document) {
 
 Status Reader::readHeaderAndSections() {
     if (s_.size() == 0) {
-        return status::damaged;
+        return fail(status::damaged, L"the file is empty");
     }
     std::uint8_t order[2] = {};
     s_.readBytes(order, 2);
@@ -185,32 +281,38 @@ Status Reader::readHeaderAndSections() {
     } else if (order[0] == 'M' && order[1] == 'M') {
         s_.setSwapped(std::endian::native != std::endian::big);
     } else {
-        return status::damaged;
+        return fail(status::damaged, L"at byte 0: the file starts with neither II nor MM");
     }
-    if (s_.read16() != 42) {
-        return status::damaged;
+    const std::uint16_t version = s_.read16();
+    if (!s_.failed() && version != 42) {
+        return fail(status::damaged,
+                    stringPrintf(L"at byte 2: %u where a TIFF file has 42", unsigned{version}));
     }
     std::uint32_t offset = s_.read32();
     if (s_.failed()) {
-        return status::damaged;
+        return fail(status::damaged, L"the file ends inside its header");
     }
     std::uint32_t mask = 0;
     while (offset != 0 && sections_.size() < maxSections) {
         ZmapSection section;
         std::uint32_t next = 0;
         Status s = readZmapSection(s_, offset, section, next);
-        if (s == status::ok) {
-            s = checkZmapSection(section);
-        }
         if (s != status::ok) {
-            return s;
+            return fail(s,
+                        stringPrintf(L"directory %zu at byte %u: ", sections_.size() + 1, offset) +
+                            section.fault);
         }
-        mask |= section.channel;
+        s = checkZmapSection(section);
         sections_.push_back(std::move(section));
+        if (s != status::ok) {
+            return fail(s, where(sections_.back()) + L": " + sections_.back().fault);
+        }
+        mask |= sections_.back().channel;
         offset = next;
     }
     if ((mask & (channelRgb | channelZ)) != (channelRgb | channelZ)) {
-        return status::damaged;
+        return fail(status::damaged, (mask & channelRgb) ? L"the file has no depth section"
+                                                         : L"the file has no colour section");
     }
     return status::ok;
 }
@@ -225,7 +327,11 @@ Status Reader::planGeometry() {
             fileWidth_ = section.width;
             fileHeight_ = section.height;
         } else if (section.width != fileWidth_ || section.height != fileHeight_) {
-            return status::damaged;
+            return fail(status::damaged,
+                        where(section) + stringPrintf(L": %u x %u pixels where the first "
+                                                      L"section has %u x %u",
+                                                      section.width, section.height, fileWidth_,
+                                                      fileHeight_));
         }
         if (section.channel == channelZ && !depth) {
             depth = &section;
@@ -240,7 +346,11 @@ Status Reader::planGeometry() {
             stacked_ = true;
             std::swap(width, height);
         } else if (height * 6 != width) {
-            return status::damaged;
+            return fail(status::damaged,
+                        where(*depth) + stringPrintf(L": %llu x %llu pixels are not six square "
+                                                     L"faces",
+                                                     static_cast<unsigned long long>(width),
+                                                     static_cast<unsigned long long>(height)));
         }
         faceSize_ = static_cast<std::int32_t>(height);
     }
@@ -295,8 +405,15 @@ Status Reader::readColourData(const ZmapSection& section) {
     if (section.revision < 1) {
         return status::ok;
     }
+    const auto damaged = [&](const wchar_t* why) {
+        return fail(status::damaged,
+                    where(section) +
+                        stringPrintf(L", private data at byte %llu: %ls",
+                                     static_cast<unsigned long long>(section.privateDataOffset()),
+                                     why));
+    };
     if (!s_.seek(section.privateDataOffset())) {
-        return status::damaged;
+        return damaged(L"it lies beyond the end of the file");
     }
     const std::uint32_t wanted = s_.read32();
     content_.compression =
@@ -308,25 +425,34 @@ Status Reader::readColourData(const ZmapSection& section) {
             const std::uint32_t end = s_.read32();
             const std::uint32_t length = s_.read32();
             if (s_.failed()) {
-                return status::damaged;
+                return damaged(L"the embedded block's header runs past the end of the file");
             }
             if (type == 1) {
                 if (length > s_.size() - s_.tell()) {
-                    return status::damaged;
+                    return damaged(L"the cut-out block runs past the end of the file");
                 }
                 content_.cutoutBlock.resize(length);
                 s_.readBytes(content_.cutoutBlock.data(), length);
                 content_.cutoutBlockItems = items;
             }
-            s_.seek(end);
+            if (!s_.seek(end)) {
+                return damaged(L"the embedded block ends beyond the end of the file");
+            }
         }
     }
-    return s_.failed() ? status::damaged : status::ok;
+    return s_.failed() ? damaged(L"it runs past the end of the file") : status::ok;
 }
 
 Status Reader::readCamera(const ZmapSection& section) {
+    const auto damaged = [&](std::wstring why) {
+        return fail(status::damaged,
+                    where(section) +
+                        stringPrintf(L", camera record at byte %llu: ",
+                                     static_cast<unsigned long long>(section.privateDataOffset())) +
+                        why);
+    };
     if (!s_.seek(section.privateDataOffset())) {
-        return status::damaged;
+        return damaged(L"it lies beyond the end of the file");
     }
     ViewParams& v = content_.view;
     v.projection = s_.read32();
@@ -355,20 +481,28 @@ Status Reader::readCamera(const ZmapSection& section) {
     v.farDepth = s_.readDouble();
     v.modelScale = s_.readDouble();
     v.unitCode = static_cast<std::int32_t>(s_.read32());
-    if (s_.failed() || v.projection > 1) {
-        return status::damaged;
+    if (s_.failed()) {
+        return damaged(L"it runs past the end of the file");
+    }
+    if (v.projection > 1) {
+        return damaged(stringPrintf(L"projection %u is neither 0 nor 1", v.projection));
     }
     return status::ok;
 }
 
 Status Reader::readMaterials(const ZmapSection& section) {
+    const auto damaged = [&](std::uint64_t at, const wchar_t* why) {
+        return fail(status::damaged,
+                    where(section) + stringPrintf(L", material table at byte %llu: %ls",
+                                                  static_cast<unsigned long long>(at), why));
+    };
     if (!s_.seek(section.privateDataOffset())) {
-        return status::damaged;
+        return damaged(section.privateDataOffset(), L"it lies beyond the end of the file");
     }
     const auto count = static_cast<std::int32_t>(s_.read32());
     auto offset = static_cast<std::int32_t>(s_.read32());
     if (s_.failed()) {
-        return status::damaged;
+        return damaged(section.privateDataOffset(), L"it runs past the end of the file");
     }
     // A file can't hold more nodes than fit in it; a longer chain goes round in a circle.
     std::uint64_t remaining = count <= 0 ? 0 : std::uint64_t(count);
@@ -377,8 +511,9 @@ Status Reader::readMaterials(const ZmapSection& section) {
         return section.revision > 0 ? utf8(bytes) : fromWindows1252(bytes);
     };
     for (; remaining > 0 && offset > 0; --remaining) {
-        if (!s_.seek(static_cast<std::uint32_t>(offset))) {
-            return status::damaged;
+        const auto at = static_cast<std::uint32_t>(offset);
+        if (!s_.seek(at)) {
+            return damaged(at, L"a node lies beyond the end of the file");
         }
         MaterialEntry m;
         offset = static_cast<std::int32_t>(s_.read32());
@@ -395,7 +530,7 @@ Status Reader::readMaterials(const ZmapSection& section) {
             m.hotLink.flag = s_.read8();
         }
         if (s_.failed()) {
-            return status::damaged;
+            return damaged(at, L"a node runs past the end of the file");
         }
         if (m.id != 0) {
             content_.materials.push_back(std::move(m));
@@ -409,7 +544,7 @@ Status Reader::readSection(const ZmapSection& section, ZmapDocument& document) {
     Status s = status::ok;
     const ChannelInfo* channel = ChannelTable::find(section.channel);
     if (!channel || !channel->saved) {
-        return status::damaged;
+        return fail(status::damaged, where(section) + L": not a channel of a document");
     }
     switch (section.channel) {
     case channelRgb:
@@ -437,130 +572,210 @@ Status Reader::readSection(const ZmapSection& section, ZmapDocument& document) {
 }
 
 Status Reader::readPixels(const ZmapSection& section, TileBitmap& bitmap) {
-    const FilePixelType storeType = filePixelTypeOfStore(static_cast<int>(bitmap.format()));
-    const FilePixelType fileType = section.pixelType;
-    const std::size_t fileBytes = static_cast<std::size_t>(bitsPerPixel(fileType) / 8);
-    const bool lzw = section.compression == zmapCompression::lzw;
-    Status s = status::ok;
-    std::unique_ptr<ZmapDecoder> decoder;
-    if (lzw) {
-        decoder = makeZmapDecoder(s, zmapCompression::lzw, errors_);
-        if (!decoder) {
-            return s;
+    PixelJob job;
+    job.section = &section;
+    job.bitmap = &bitmap;
+    job.where = where(section);
+    job.storeType = filePixelTypeOfStore(static_cast<int>(bitmap.format()));
+    job.fileType = section.pixelType;
+    job.fileBytes = static_cast<std::size_t>(bitsPerPixel(job.fileType) / 8);
+    job.lzw = section.compression == zmapCompression::lzw;
+    if (job.lzw && decoders_.empty()) {
+        // Made here, on the calling thread, which is where failures are reported.
+        for (unsigned t = 0; t < workers_.threads(); ++t) {
+            Status s = status::ok;
+            decoders_.push_back(makeZmapDecoder(s, zmapCompression::lzw, errors_));
+            if (!decoders_.back()) {
+                decoders_.clear();
+                return s;
+            }
         }
     }
-    const bool predict = lzw && section.predictor == 2u;
-    const std::unique_ptr<ZmapPredictor> predictor = makePredictor(fileType, s_.swapped());
-
-    const std::vector<std::uint32_t>& offsets = section.offsets();
-    const std::vector<std::uint32_t>& counts = section.byteCounts();
-    const bool tiled = section.tiled();
-    const std::uint64_t blockWidth = tiled ? *section.tileWidth : section.width;
-    const std::uint64_t blockRows =
-        tiled ? *section.tileLength
-              : std::min<std::uint64_t>(*section.rowsPerStrip, section.height);
-    if (blockWidth * blockRows > options_.maxPixels ||
-        blockWidth * blockRows * fileBytes > std::numeric_limits<std::int32_t>::max()) {
-        return status::outOfMemory;
+    job.predict = job.lzw && section.predictor == 2u;
+    const std::unique_ptr<ZmapPredictor> predictor = makePredictor(job.fileType, s_.swapped());
+    job.predictor = predictor.get();
+    job.offsets = &section.offsets();
+    job.counts = &section.byteCounts();
+    job.tiled = section.tiled();
+    job.blockWidth = job.tiled ? *section.tileWidth : section.width;
+    job.blockRows = job.tiled ? *section.tileLength
+                              : std::min<std::uint64_t>(*section.rowsPerStrip, section.height);
+    if (job.blockWidth * job.blockRows > options_.maxPixels ||
+        job.blockWidth * job.blockRows * job.fileBytes > std::numeric_limits<std::int32_t>::max()) {
+        return fail(status::outOfMemory,
+                    job.where + stringPrintf(L": blocks of %llu x %llu pixels are too large",
+                                             static_cast<unsigned long long>(job.blockWidth),
+                                             static_cast<unsigned long long>(job.blockRows)));
     }
-    const std::uint64_t across = tiled ? (section.width + blockWidth - 1) / blockWidth : 1;
-    const std::uint64_t fileSize = s_.size();
+    job.across = job.tiled ? (section.width + job.blockWidth - 1) / job.blockWidth : 1;
+    job.exclusive = job.tiled && !stacked_ &&
+                    job.blockWidth == std::uint64_t(geometry_.tileWidth) &&
+                    job.blockRows == std::uint64_t(geometry_.tileHeight);
+
     TileRowWriter writer(bitmap);
-    // Tiles of the document's own grid whose bytes are the store's (depth and material
-    // ids in the machine's order) are decoded straight into the document's tiles.
-    const bool direct = tiled && !stacked_ && blockWidth == std::uint64_t(geometry_.tileWidth) &&
-                        blockRows == std::uint64_t(geometry_.tileHeight) && fileType == storeType &&
-                        !s_.swapped();
+    Status result = status::ok;
+    workers_.run(
+        job.offsets->size(),
+        [&](std::size_t index, std::size_t slot, unsigned thread) {
+            decodeBlock(job, index, thread, results_[slot]);
+        },
+        [&](std::size_t index, std::size_t slot) {
+            BlockResult& r = results_[slot];
+            if (r.errors.count() > 0) {
+                errors_.report(r.errors.lastModule(), r.errors.lastText());
+            }
+            const Block b = job.block(index);
+            if (r.status == status::ok && r.shared) {
+                sharedBlocks_.push_back({&bitmap, section.channel, static_cast<std::int32_t>(b.x0),
+                                         static_cast<std::int32_t>(b.y0),
+                                         static_cast<std::int32_t>(b.w),
+                                         static_cast<std::int32_t>(b.h)});
+            } else if (r.status == status::ok && r.raw) {
+                r.status = placeBlock(job, b, r.raw, writer);
+                if (r.status != status::ok && r.fault.empty()) {
+                    r.fault = job.blockPlace(b) + L": its pixels can't be converted";
+                }
+            }
+            if (r.status != status::ok) {
+                result = fail(r.status, std::move(r.fault));
+                return false;
+            }
+            bytesDone_ += b.w * b.h * job.fileBytes;
+            return true;
+        });
+    return result;
+}
 
-    for (std::size_t i = 0; i < offsets.size(); ++i) {
-        const std::uint64_t x0 = tiled ? (i % across) * blockWidth : 0;
-        const std::uint64_t y0 = (tiled ? i / across : i) * blockRows;
-        const std::uint64_t w = std::min<std::uint64_t>(blockWidth, section.width - x0);
-        const std::uint64_t h = std::min<std::uint64_t>(blockRows, section.height - y0);
-        if (offsets[i] == 0) {
-            // A tile shared with the main channel: only 34954 allows it.
-            sharedBlocks_.push_back({&bitmap, section.channel, static_cast<std::int32_t>(x0),
-                                     static_cast<std::int32_t>(y0), static_cast<std::int32_t>(w),
-                                     static_cast<std::int32_t>(h)});
-            continue;
+void Reader::decodeBlock(const PixelJob& job, std::size_t index, unsigned thread,
+                         BlockResult& result) {
+    result.status = status::ok;
+    result.fault.clear();
+    result.shared = false;
+    result.raw = nullptr;
+    result.errors.clear();
+    const Block b = job.block(index);
+    if (b.offset == 0) {
+        // A tile shared with the main channel: only 34954 allows it.
+        result.shared = true;
+        return;
+    }
+    const std::uint8_t* data = nullptr;
+    if (!job.exclusive) {
+        result.status = readBlock(job, b, thread, result.rows.get(b.rawSize), &data, result.fault);
+        result.raw = data;
+        return;
+    }
+    TileBitmap& bitmap = *job.bitmap;
+    const auto tileIndex = static_cast<std::int32_t>(index);
+    const auto column = static_cast<std::int32_t>(index % job.across);
+    const auto bytes = static_cast<std::size_t>(bitmap.bytesPerPixel());
+    const auto stride =
+        static_cast<std::size_t>(geometry_.rowStride(column, bitmap.bytesPerPixel()));
+    const std::size_t fileRow = job.blockWidth * job.fileBytes;
+    TileHandle hold;
+    std::uint8_t* tile = bitmap.tileForWrite(tileIndex, hold);
+    if (!tile) {
+        result.status = status::damaged;
+        result.fault = job.blockPlace(b) + L": no tile to store it in";
+        return;
+    }
+    // Bytes that are the store's own, whole rows of a whole tile: decoded in place.
+    const bool inPlace = job.fileType == job.storeType && !s_.swapped() && stride == fileRow &&
+                         b.h == job.blockRows && bytes == job.fileBytes;
+    std::uint8_t* out = inPlace ? tile : raw_[thread].get(b.rawSize);
+    result.status = readBlock(job, b, thread, out, &data, result.fault);
+    if (result.status != status::ok) {
+        return;
+    }
+    if (inPlace) {
+        if (data != tile) {
+            std::memcpy(tile, data, b.rawSize); // raw bytes in place in memory
         }
-        // A strip holds only its own rows; a tile is always whole.
-        const std::uint64_t rows = tiled ? blockRows : h;
-        const std::uint64_t rawSize = blockWidth * rows * fileBytes;
-        const std::uint64_t count = counts[i];
-        if (count >= fileSize || offsets[i] > fileSize - count) {
-            return status::damaged;
+        return;
+    }
+    for (std::uint64_t r = 0; r < b.h; ++r) {
+        const Status s = convertPixels(tile + r * stride, job.storeType, data + r * fileRow,
+                                       job.fileType, b.w, s_.swapped(), result.errors);
+        if (s != status::ok) {
+            result.status = s;
+            result.fault = job.blockPlace(b) + L": its pixels can't be converted";
+            return;
         }
-        if (lzw ? count > 2 * rawSize : (tiled ? count < rawSize : count != rawSize)) {
-            return status::damaged;
-        }
-        const auto column = static_cast<std::int32_t>(i % across);
-        if (direct &&
-            geometry_.rowStride(column, bitmap.bytesPerPixel()) ==
-                geometry_.tileWidth * bitmap.bytesPerPixel() &&
-            h == blockRows) {
-            TileHandle hold;
-            std::uint8_t* tile = bitmap.tileForWrite(static_cast<std::int32_t>(i), hold);
-            if (!tile || !decodeBlock(decoder.get(), offsets[i], count, tile, rawSize)) {
-                return status::damaged;
-            }
-            if (predict) {
-                predictor->decodeRows(tile, static_cast<std::uint32_t>(blockWidth),
-                                      static_cast<std::uint32_t>(rows));
-            }
-            bytesDone_ += w * h * fileBytes;
-            continue;
-        }
-        const std::uint8_t* raw = nullptr;
-        if (lzw) {
-            std::uint8_t* out = raw_.get(rawSize);
-            if (!decodeBlock(decoder.get(), offsets[i], count, out, rawSize)) {
-                return status::damaged;
-            }
-            if (predict) {
-                predictor->decodeRows(out, static_cast<std::uint32_t>(blockWidth),
-                                      static_cast<std::uint32_t>(rows));
-            }
-            raw = out;
-        } else if (!s_.readAt(offsets[i], compressed_.get(rawSize), rawSize, &raw)) {
-            return status::damaged;
-        }
-        for (std::uint64_t r = 0; r < h; ++r) {
-            const std::uint8_t* from = raw + r * blockWidth * fileBytes;
-            auto [x, y] = place(static_cast<std::int32_t>(x0), static_cast<std::int32_t>(y0 + r));
-            for (std::uint64_t left = w; left > 0;) {
-                std::int32_t run = 0;
-                std::uint8_t* to = writer.run(x, y, run);
-                run = static_cast<std::int32_t>(std::min<std::uint64_t>(left, std::uint64_t(run)));
-                if (!to || run <= 0) {
-                    return status::damaged;
-                }
-                s = convertPixels(to, storeType, from, fileType, static_cast<std::size_t>(run),
-                                  s_.swapped(), errors_);
-                if (s != status::ok) {
-                    return s;
-                }
-                from += static_cast<std::size_t>(run) * fileBytes;
-                x += run;
-                left -= static_cast<std::uint64_t>(run);
-            }
-        }
-        bytesDone_ += w * h * fileBytes;
+    }
+}
+
+Status Reader::readBlock(const PixelJob& job, const Block& b, unsigned thread, std::uint8_t* out,
+                         const std::uint8_t** data, std::wstring& fault) {
+    *data = out;
+    const std::uint64_t fileSize = s_.size();
+    const auto damaged = [&](std::wstring why) {
+        fault = job.blockPlace(b) + L": " + why;
+        return status::damaged;
+    };
+    if (b.count >= fileSize || b.offset > fileSize - b.count) {
+        return damaged(stringPrintf(L"its %llu bytes run past the end of the file of %llu bytes",
+                                    static_cast<unsigned long long>(b.count),
+                                    static_cast<unsigned long long>(fileSize)));
+    }
+    if (job.lzw && b.count > 2 * b.rawSize) {
+        return damaged(stringPrintf(L"%llu bytes of LZW data for %llu bytes of pixels",
+                                    static_cast<unsigned long long>(b.count),
+                                    static_cast<unsigned long long>(b.rawSize)));
+    }
+    if (!job.lzw && (job.tiled ? b.count < b.rawSize : b.count != b.rawSize)) {
+        return damaged(stringPrintf(L"%llu bytes stored for %llu bytes of uncompressed pixels",
+                                    static_cast<unsigned long long>(b.count),
+                                    static_cast<unsigned long long>(b.rawSize)));
+    }
+    if (!job.lzw) {
+        const Status s = s_.readShared(b.offset, out, b.rawSize, data);
+        return s == status::damaged ? damaged(L"the file ends first") : s;
+    }
+    const std::uint8_t* compressed = nullptr;
+    Status s = s_.readShared(b.offset, compressed_[thread].get(b.count), b.count, &compressed);
+    if (s != status::ok) {
+        return s == status::damaged ? damaged(L"the file ends first") : s;
+    }
+    ZmapDecoder& decoder = *decoders_[thread];
+    decoder.start(compressed, static_cast<std::uint32_t>(b.count));
+    if (!decoder.decode(out, static_cast<std::uint32_t>(b.rawSize))) {
+        // Name the row, as the place in the image where the pixels stop.
+        const ZmapDecoder::Fault& f = decoder.fault();
+        const std::uint64_t row = b.y0 + f.produced / (job.blockWidth * job.fileBytes);
+        return damaged(stringPrintf(L"LZW data at byte %llu, image row %llu: %ls",
+                                    static_cast<unsigned long long>(b.offset + f.inputOffset),
+                                    static_cast<unsigned long long>(row), f.what.c_str()));
+    }
+    if (job.predict) {
+        job.predictor->decodeRows(out, static_cast<std::uint32_t>(job.blockWidth),
+                                  static_cast<std::uint32_t>(b.rows));
     }
     return status::ok;
 }
 
-bool Reader::decodeBlock(ZmapDecoder* decoder, std::uint64_t offset, std::uint64_t count,
-                         std::uint8_t* out, std::uint64_t rawSize) {
-    if (!decoder) {
-        return s_.readAt(offset, out, rawSize);
+Status Reader::placeBlock(const PixelJob& job, const Block& b, const std::uint8_t* raw,
+                          TileRowWriter& writer) {
+    for (std::uint64_t r = 0; r < b.h; ++r) {
+        const std::uint8_t* from = raw + r * job.blockWidth * job.fileBytes;
+        auto [x, y] = place(static_cast<std::int32_t>(b.x0), static_cast<std::int32_t>(b.y0 + r));
+        for (std::uint64_t left = b.w; left > 0;) {
+            std::int32_t run = 0;
+            std::uint8_t* to = writer.run(x, y, run);
+            run = static_cast<std::int32_t>(std::min<std::uint64_t>(left, std::uint64_t(run)));
+            if (!to || run <= 0) {
+                return status::damaged;
+            }
+            const Status s = convertPixels(to, job.storeType, from, job.fileType,
+                                           static_cast<std::size_t>(run), s_.swapped(), errors_);
+            if (s != status::ok) {
+                return s;
+            }
+            from += static_cast<std::size_t>(run) * job.fileBytes;
+            x += run;
+            left -= static_cast<std::uint64_t>(run);
+        }
     }
-    const std::uint8_t* data = nullptr;
-    if (!s_.readAt(offset, compressed_.get(count), count, &data)) {
-        return false;
-    }
-    decoder->start(data, static_cast<std::uint32_t>(count));
-    return decoder->decode(out, static_cast<std::uint32_t>(rawSize));
+    return status::ok;
 }
 
 void Reader::fillSharedBlocks() {
@@ -598,6 +813,15 @@ void Reader::fillSharedBlocks() {
     }
 }
 
+std::wstring Reader::where(const ZmapSection& section) const {
+    std::size_t directory = 1;
+    while (directory <= sections_.size() && &sections_[directory - 1] != &section) {
+        ++directory;
+    }
+    return zmapSectionName(section) +
+           stringPrintf(L" section (directory %zu at byte %u)", directory, section.ifdOffset);
+}
+
 void Reader::commit(ZmapDocument& document) {
     const std::wstring path = document.pathName;
     document.clearDocument();
@@ -632,14 +856,31 @@ void Reader::commit(ZmapDocument& document) {
 } // namespace
 
 Status readZmapStream(StreamImage& stream, const ZmapFileOptions& options, ZmapDocument& document) {
+    std::unique_ptr<Reader> reader;
+    Status s = status::ok;
     try {
-        Reader reader(stream, options);
-        return reader.read(document);
+        reader = std::make_unique<Reader>(stream, options);
+        s = reader->read(document);
     } catch (const std::bad_alloc&) {
-        return status::outOfMemory;
+        s = status::outOfMemory;
     } catch (const Reporter::Abandoned&) {
-        return status::stopped;
-    } catch (const TQL::TqlError&) {
-        return status::damaged;
+        s = status::stopped;
+    } catch (const TQL::TqlError& e) {
+        s = status::damaged;
+        if (options.fault) {
+            *options.fault = e.wWhat();
+        }
+        return s;
+    } catch (const std::system_error&) {
+        s = status::outOfMemory; // no thread could be started
     }
+    if (options.fault && reader && !reader->fault().empty() &&
+        (s == status::damaged || s == status::unsupportedVersion)) {
+        *options.fault = reader->fault();
+    }
+    return s;
+}
+
+std::wstring zmapFailureText(Status status, const std::wstring& fault) {
+    return fault.empty() ? statusText(status) : statusText(status) + L" (" + fault + L")";
 }

@@ -126,6 +126,10 @@ struct ZmapSection {
     std::uint32_t channel = 0; ///< ChannelId; 64 for the thumbnail
     FilePixelType pixelType = FilePixelType::none;
 
+    /// Why the directory could not be read or failed the validity test, in words that
+    /// name the tag or value at fault; empty while nothing failed.
+    std::wstring fault;
+
     bool tiled() const { return tileWidth.has_value(); }
     /// The offsets of the blocks: tiles (324 or 34954) or strips.
     const std::vector<std::uint32_t>& offsets() const;
@@ -134,14 +138,22 @@ struct ZmapSection {
     std::uint64_t privateDataOffset() const { return std::uint64_t{*headerOffset} + 8; }
 };
 
+/// The name of a tag for messages: "StripOffsets", or the number for a private one.
+std::wstring zmapTagName(std::uint16_t tag);
+/// What a section holds, for messages: "colour", "depth", "panorama depth", "material",
+/// "original colour", "original depth", "original material" or "thumbnail".
+std::wstring zmapSectionName(const ZmapSection& section);
+
 /// Reads the directory at `offset` and its section header into `section`, and the offset
 /// of the next directory into `next`. Value fields follow the stream's byte order; tags the
 /// reader doesn't use are skipped. -2 for a directory or field that can't be read or
-/// breaks a rule of its tag, -7 for a section version other than 1.
+/// breaks a rule of its tag, -7 for a section version other than 1; either way
+/// `section.fault` says what failed.
 [[nodiscard]] Status readZmapSection(StreamImage& stream, std::uint32_t offset,
                                      ZmapSection& section, std::uint32_t& next);
 
 /// The validity test: nonzero size, complete strips or tiles whose counts match the size,
 /// compression 1 or 5 (a predictor only with 5), and a pixel layout that the channel can
-/// hold, which sets `section.pixelType`. -2 when any of it fails.
+/// hold, which sets `section.pixelType`. -2 when any of it fails, and `section.fault` says
+/// which.
 [[nodiscard]] Status checkZmapSection(ZmapSection& section);

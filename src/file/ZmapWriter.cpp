@@ -4,6 +4,7 @@
 #include "core/StringUtils.h"
 #include "file/ImageErrorReporter.h"
 #include "file/StreamImage.h"
+#include "file/TileWorkers.h"
 #include "file/ZmapCodec.h"
 #include "file/ZmapPredictor.h"
 #include "file/ZmapSection.h"
@@ -103,11 +104,39 @@ struct Thumbnail {
     }
 };
 
+/// Aligned memory for a tile, grown on demand and kept from tile to tile.
+class TileBuffer {
+public:
+    std::uint8_t* get(std::size_t bytes) {
+        if (bytes > capacity_) {
+            words_ = std::make_unique<std::uint64_t[]>((bytes + 7) / 8);
+            capacity_ = (bytes + 7) / 8 * 8;
+        }
+        return reinterpret_cast<std::uint8_t*>(words_.get());
+    }
+
+private:
+    std::unique_ptr<std::uint64_t[]> words_;
+    std::size_t capacity_ = 0;
+};
+
+/// A tile made ready for the file by a worker, waiting for the calling thread to write it.
+struct CodedTile {
+    Status status = status::ok;
+    bool shared = false; ///< left out: the main channel's tile
+    const std::uint8_t* data = nullptr;
+    std::uint32_t size = 0;
+    TileBuffer bytes; ///< where `data` lies
+    /// Reports of the conversion on a worker, passed on by the calling thread.
+    RecordingErrorReporter errors;
+};
+
 class Writer {
 public:
     Writer(StreamImage& stream, const ZmapFileOptions& options, const ZmapDocument& document)
         : s_(stream), options_(options), errors_(*options.errors), doc_(document),
-          g_(document.geometry()) {}
+          g_(document.geometry()), workers_(options.threads), tiles_(workers_.threads()),
+          coded_(workers_.window()) {}
 
     Status write();
 
@@ -115,8 +144,14 @@ private:
     Status writeSection(const Channel& channel);
     Status writeTiles(const Channel& channel, std::vector<std::uint32_t>& offsets,
                       std::vector<std::uint32_t>& counts);
+    /// The work on tile `index` on any thread: convert, predict and compress it into
+    /// `result`.
+    void codeTile(const Channel& channel, std::int32_t index, unsigned thread, CodedTile& result);
     /// Converts tile `index` of `bitmap` into `out`: a whole file tile, zero-padded.
-    Status buildTile(const Channel& channel, std::int32_t index, std::uint8_t* out);
+    Status buildTile(const Channel& channel, std::int32_t index, std::uint8_t* out,
+                     ImageErrorReporter& errors);
+    /// Takes the thumbnail's pixels from the composed colour of tile `index`.
+    void sampleThumbnail(std::int32_t index);
     void writePrivateData(const Channel& channel);
     void writeColourData();
     void writeCamera(std::uint32_t kind);
@@ -136,9 +171,16 @@ private:
     const ZmapDocument& doc_;
     const TileGeometry& g_;
     std::int32_t compression_ = zmapCompression::lzw;
-    std::unique_ptr<ZmapEncoder> encoder_;
     std::unique_ptr<Thumbnail> thumbnail_;
-    std::unique_ptr<std::uint64_t[]> tile_;
+    TileWorkers workers_;
+    /// One encoder and one tile buffer per thread; the encoders are kept for the whole
+    /// file, so their tables and buffers are made once.
+    std::vector<std::unique_ptr<ZmapEncoder>> encoders_;
+    std::vector<TileBuffer> tiles_;
+    /// The predictor of the section being written; stateless, shared by the threads.
+    const ZmapPredictor* predictor_ = nullptr;
+    /// Per slot of the workers.
+    std::vector<CodedTile> coded_;
     /// Where the link to the next directory (or the header's first link) lies.
     std::uint64_t linkAt_ = 4;
     std::uint64_t bytesTotal_ = 0;
@@ -201,15 +243,15 @@ Status Writer::write() {
     compression_ =
         doc_.compression == zmapCompression::lzw ? zmapCompression::lzw : zmapCompression::none;
     if (compression_ == zmapCompression::lzw) {
-        Status s = status::ok;
-        encoder_ = makeZmapEncoder(s, compression_, errors_);
-        if (!encoder_) {
-            return s;
+        for (unsigned t = 0; t < workers_.threads(); ++t) {
+            Status s = status::ok;
+            encoders_.push_back(makeZmapEncoder(s, compression_, errors_));
+            if (!encoders_.back()) {
+                return s;
+            }
         }
     }
     thumbnail_ = std::make_unique<Thumbnail>(panorama ? g_.width / 6 : g_.width, g_.height);
-    tile_ = std::make_unique<std::uint64_t[]>(
-        (static_cast<std::size_t>(g_.tileWidth) * g_.tileHeight * 4 + 7) / 8);
 
     s_.writeBytes("II", 2);
     s_.write16(42);
@@ -239,7 +281,8 @@ bool Writer::addDone(const Channel& channel) {
     return reportProgress(double(bytesDone_) / double(bytesTotal_));
 }
 
-Status Writer::buildTile(const Channel& channel, std::int32_t index, std::uint8_t* out) {
+Status Writer::buildTile(const Channel& channel, std::int32_t index, std::uint8_t* out,
+                         ImageErrorReporter& errors) {
     const TileBitmap& bitmap = *channel.bitmap;
     const FilePixelType storeType = filePixelTypeOfStore(static_cast<int>(bitmap.format()));
     const std::size_t fileBytes = static_cast<std::size_t>(bitsPerPixel(channel.fileType) / 8);
@@ -259,12 +302,12 @@ Status Writer::buildTile(const Channel& channel, std::int32_t index, std::uint8_
         Status s = status::ok;
         if (pixels) {
             s = convertPixels(to, channel.fileType, pixels + static_cast<std::size_t>(y) * stride,
-                              storeType, static_cast<std::size_t>(w), false, errors_);
+                              storeType, static_cast<std::size_t>(w), false, errors);
         } else {
             // An empty tile holds the bitmap's empty value throughout.
             for (std::int32_t x = 0; x < w && s == status::ok; ++x) {
                 s = convertPixels(to + static_cast<std::size_t>(x) * fileBytes, channel.fileType,
-                                  bitmap.emptyValue(), storeType, 1, false, errors_);
+                                  bitmap.emptyValue(), storeType, 1, false, errors);
             }
         }
         if (s != status::ok) {
@@ -274,61 +317,101 @@ Status Writer::buildTile(const Channel& channel, std::int32_t index, std::uint8_
     return status::ok;
 }
 
-Status Writer::writeTiles(const Channel& channel, std::vector<std::uint32_t>& offsets,
-                          std::vector<std::uint32_t>& counts) {
+void Writer::codeTile(const Channel& channel, std::int32_t index, unsigned thread,
+                      CodedTile& result) {
+    result.status = status::ok;
+    result.shared = false;
+    result.errors.clear();
+    if (channel.main && channel.bitmap->sharesTile(index, *channel.main)) {
+        result.shared = true; // shared with the main channel: offset 0, count 0
+        return;
+    }
     const std::size_t fileBytes = static_cast<std::size_t>(bitsPerPixel(channel.fileType) / 8);
     const auto rawSize =
         static_cast<std::uint32_t>(std::size_t(g_.tileWidth) * g_.tileHeight * fileBytes);
+    if (compression_ != zmapCompression::lzw) {
+        std::uint8_t* tile = result.bytes.get(rawSize);
+        result.status = buildTile(channel, index, tile, result.errors);
+        result.data = tile;
+        result.size = rawSize;
+        return;
+    }
+    std::uint8_t* tile = tiles_[thread].get(rawSize);
+    result.status = buildTile(channel, index, tile, result.errors);
+    if (result.status != status::ok) {
+        return;
+    }
+    if (channel.predict) {
+        predictor_->encodeRows(tile, static_cast<std::uint32_t>(g_.tileWidth),
+                               static_cast<std::uint32_t>(g_.tileHeight));
+    }
+    ZmapEncoder& encoder = *encoders_[thread];
+    encoder.start(rawSize);
+    encoder.encode(tile, rawSize);
+    encoder.finish();
+    result.size = encoder.encodedSize();
+    std::uint8_t* out = result.bytes.get(result.size);
+    std::memcpy(out, encoder.encodedData(), result.size);
+    result.data = out;
+}
+
+void Writer::sampleThumbnail(std::int32_t index) {
+    const IExtent<2> r = g_.tileExtent(index);
+    const auto w = static_cast<std::int32_t>(r.width());
+    const auto h = static_cast<std::int32_t>(r.height());
+    if (thumbnail_->needs(r.lo().x, r.lo().y, w, h)) {
+        TileHandle hold;
+        const std::uint8_t* composed =
+            doc_.rgb->displayRgbComposite(r.lo().x, r.lo().y, w, h, hold, true);
+        thumbnail_->sample(r.lo().x, r.lo().y, w, h, composed, doc_.rgb->displayStride(r.lo().x));
+    }
+}
+
+Status Writer::writeTiles(const Channel& channel, std::vector<std::uint32_t>& offsets,
+                          std::vector<std::uint32_t>& counts) {
     const std::unique_ptr<ZmapPredictor> predictor = makePredictor(channel.fileType, false);
-    auto* tile = reinterpret_cast<std::uint8_t*>(tile_.get());
-    const bool lzw = compression_ == zmapCompression::lzw;
+    predictor_ = predictor.get();
     const bool sampleThumbnail = channel.kind == zmapKind::colour;
     offsets.assign(static_cast<std::size_t>(g_.tileCount()), 0);
     counts.assign(static_cast<std::size_t>(g_.tileCount()), 0);
-    for (std::int32_t i = 0; i < g_.tileCount(); ++i) {
-        if (channel.main && channel.bitmap->sharesTile(i, *channel.main)) {
-            continue; // shared with the main channel: offset 0, count 0
-        }
-        Status s = buildTile(channel, i, tile);
-        if (s != status::ok) {
-            return s;
-        }
-        if (sampleThumbnail) {
-            const IExtent<2> r = g_.tileExtent(i);
-            const auto w = static_cast<std::int32_t>(r.width());
-            const auto h = static_cast<std::int32_t>(r.height());
-            if (thumbnail_->needs(r.lo().x, r.lo().y, w, h)) {
-                TileHandle hold;
-                const std::uint8_t* composed =
-                    doc_.rgb->displayRgbComposite(r.lo().x, r.lo().y, w, h, hold, true);
-                thumbnail_->sample(r.lo().x, r.lo().y, w, h, composed,
-                                   doc_.rgb->displayStride(r.lo().x));
+    Status result = status::ok;
+    // Tiles are coded on the workers and written here in order, so the file is the same
+    // for any number of threads.
+    workers_.run(
+        static_cast<std::size_t>(g_.tileCount()),
+        [&](std::size_t index, std::size_t slot, unsigned thread) {
+            codeTile(channel, static_cast<std::int32_t>(index), thread, coded_[slot]);
+        },
+        [&](std::size_t index, std::size_t slot) {
+            CodedTile& tile = coded_[slot];
+            if (tile.errors.count() > 0) {
+                errors_.report(tile.errors.lastModule(), tile.errors.lastText());
             }
-        }
-        const std::uint8_t* data = tile;
-        std::uint32_t size = rawSize;
-        if (lzw) {
-            if (channel.predict) {
-                predictor->encodeRows(tile, static_cast<std::uint32_t>(g_.tileWidth),
-                                      static_cast<std::uint32_t>(g_.tileHeight));
+            if (tile.status != status::ok) {
+                result = tile.status;
+                return false;
             }
-            encoder_->start(rawSize);
-            encoder_->encode(tile, rawSize);
-            encoder_->finish();
-            data = encoder_->encodedData();
-            size = encoder_->encodedSize();
-        }
-        if (s_.tell() + size > std::numeric_limits<std::uint32_t>::max()) {
-            return status::writeFailed; // beyond the 32-bit offsets of the format
-        }
-        offsets[static_cast<std::size_t>(i)] = static_cast<std::uint32_t>(s_.tell());
-        counts[static_cast<std::size_t>(i)] = size;
-        s_.writeBytes(data, size);
-        if (s_.failed()) {
-            return s_.status();
-        }
-    }
-    return status::ok;
+            if (tile.shared) {
+                return true;
+            }
+            if (sampleThumbnail) {
+                this->sampleThumbnail(static_cast<std::int32_t>(index));
+            }
+            if (s_.tell() + tile.size > std::numeric_limits<std::uint32_t>::max()) {
+                result = status::writeFailed; // beyond the 32-bit offsets of the format
+                return false;
+            }
+            offsets[index] = static_cast<std::uint32_t>(s_.tell());
+            counts[index] = tile.size;
+            s_.writeBytes(tile.data, tile.size);
+            if (s_.failed()) {
+                result = s_.status();
+                return false;
+            }
+            return true;
+        });
+    predictor_ = nullptr;
+    return result;
 }
 
 Entry Writer::arrayEntry(std::uint16_t tag, const std::vector<std::uint32_t>& values) {

@@ -71,6 +71,9 @@ TEST(ZmapFileCommands, InfoDescribesTheFile) {
     const auto bad = runCli({"info", dir.file("bad.zmp")});
     EXPECT_EQ(bad.exitCode, 1);
     EXPECT_NE(bad.err.find("bad.zmp"), std::string::npos);
+    // The message says where the file is damaged.
+    EXPECT_NE(bad.err.find("at byte 0: the file starts with neither II nor MM"), std::string::npos)
+        << bad.err;
     EXPECT_EQ(runCli({"info"}).exitCode, 2);
 }
 

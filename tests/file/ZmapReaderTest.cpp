@@ -3,12 +3,17 @@
 
 #include "ZmapTestFiles.h"
 
+#include "core/StringUtils.h"
 #include "file/QuorvaleZmapFile.h"
+#include "file/ZmapDocumentFile.h"
+#include "file/ZmapFile.h"
+#include "support/TempDir.h"
 #include "views/cameras/FaceSize.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <optional>
 
 using namespace zmap_test;
@@ -776,7 +781,359 @@ TEST(ZmapReader, RejectsDamagedFilesAndLeavesTheDocumentAlone) {
         EXPECT_EQ(status, c.expected);
         EXPECT_EQ(doc.description, L"untouched");
         EXPECT_FALSE(doc.rgb);
+        // Every refusal of a damaged file says where the damage is.
+        EXPECT_EQ(file.fault().empty(), c.expected == status::outOfMemory) << getMBS(file.fault());
     }
+}
+
+} // namespace
+
+// Where a damaged file is damaged: the reader's text names the section and its directory,
+// the tile or strip, the byte offset and, inside compressed data, the image row.
+
+namespace {
+
+/// The offsets of the directories of a file, read from its links.
+std::vector<std::uint32_t> directoryOffsets(const Bytes& file) {
+    const bool big = file[0] == 'M';
+    const auto get = [&](std::size_t at, int bytes) {
+        std::uint32_t v = 0;
+        for (int k = 0; k < bytes; ++k) {
+            const std::uint32_t byte = file[at + static_cast<std::size_t>(big ? k : bytes - 1 - k)];
+            v = (v << 8) | byte;
+        }
+        return v;
+    };
+    std::vector<std::uint32_t> offsets;
+    for (std::uint32_t at = get(4, 4); at != 0 && at + 2 <= file.size();) {
+        offsets.push_back(at);
+        at = get(at + 2 + 12 * std::size_t{get(at, 2)}, 4);
+    }
+    return offsets;
+}
+
+/// 9-bit LZW codes, most significant bit first, padded to whole bytes.
+Bytes lzwCodes(std::initializer_list<std::uint32_t> codes) {
+    Bytes out;
+    std::uint32_t acc = 0;
+    int bits = 0;
+    for (const std::uint32_t code : codes) {
+        acc = (acc << 9) | code;
+        for (bits += 9; bits >= 8; bits -= 8) {
+            out.push_back(static_cast<std::uint8_t>(acc >> (bits - 8)));
+        }
+    }
+    if (bits > 0) {
+        out.push_back(static_cast<std::uint8_t>(acc << (8 - bits)));
+    }
+    return out;
+}
+
+/// Replaces block `which` of a section with `bytes` (all of them when empty: halved), and
+/// records the offset it is stored at.
+std::function<void(Bytes&)> damageBlock(TiffBuilder& f, std::size_t which, Bytes bytes,
+                                        std::uint32_t& offset) {
+    auto index = std::make_shared<std::size_t>(0);
+    return [&f, which, bytes, &offset, index](Bytes& block) {
+        if ((*index)++ == which) {
+            offset = f.nextData();
+            block = bytes.empty() ? Bytes(block.begin(), block.begin() + block.size() / 2) : bytes;
+        }
+    };
+}
+
+struct Refusal {
+    Status status = status::ok;
+    std::wstring fault;
+    std::vector<std::uint32_t> directories;
+};
+
+Refusal refuse(const Bytes& bytes, unsigned threads = 0) {
+    test::TestDocument doc;
+    QuorvaleZmapFile file;
+    file.setThreads(threads);
+    Refusal r;
+    file.readMemory(r.status, bytes.data(), bytes.size(), doc);
+    r.fault = file.fault();
+    r.directories = directoryOffsets(bytes);
+    return r;
+}
+
+std::wstring num(std::uint64_t v) {
+    return std::to_wstring(v);
+}
+
+#define EXPECT_HAS(text, part) EXPECT_NE((text).find(part), std::wstring::npos) << getMBS(text)
+
+TEST(ZmapReaderFaults, DamagedBlocksAreNamedBySectionBlockByteAndRow) {
+    {
+        SCOPED_TRACE("a strip whose LZW data ends early");
+        TiffBuilder f(false);
+        std::uint32_t at = 0;
+        HandSection colour = colourSection(Layout{false, true, 5});
+        // Clear, one byte, end: a strip of 15 bytes ends after one.
+        colour.alterBlock = damageBlock(f, 1, lzwCodes({256, 65, 257}), at);
+        addSection(f, colour);
+        addSection(f, depthSection(f, Layout{false, true, 5}));
+        const Refusal r = refuse(f.build());
+        EXPECT_EQ(r.status, status::damaged);
+        EXPECT_HAS(r.fault, L"colour section (directory 1 at byte " + num(r.directories[0]) +
+                                L"), strip 1 (rows 2 to 2) at byte " + num(at) +
+                                L": LZW data at byte ");
+        EXPECT_HAS(r.fault, L"image row 2: the data ends too soon");
+    }
+    {
+        SCOPED_TRACE("a tile of LZW data with a code not yet defined");
+        TiffBuilder f(false);
+        std::uint32_t at = 0;
+        HandSection depth = depthSection(f, Layout{false, false, 5});
+        // The third code starts at bit 18, in byte 2; the table's next code is 258.
+        depth.alterBlock = damageBlock(f, 1, lzwCodes({256, 65, 400}), at);
+        addSection(f, colourSection(Layout{false, false, 5}));
+        addSection(f, depth);
+        const Refusal r = refuse(f.build());
+        EXPECT_EQ(r.status, status::damaged);
+        EXPECT_HAS(r.fault, L"depth section (directory 2 at byte " + num(r.directories[1]) +
+                                L"), tile 1 (x 4, y 0) at byte " + num(at) +
+                                L": LZW data at byte " + num(at + 2) +
+                                L", image row 0: code 400 is not defined yet");
+    }
+    {
+        SCOPED_TRACE("a truncated tile");
+        TiffBuilder f(false);
+        std::uint32_t at = 0;
+        HandSection depth = depthSection(f, Layout{false, false, 5});
+        depth.alterBlock = damageBlock(f, 0, {}, at);
+        addSection(f, colourSection(Layout{false, false, 5}));
+        addSection(f, depth);
+        const Refusal r = refuse(f.build());
+        EXPECT_EQ(r.status, status::damaged);
+        EXPECT_HAS(r.fault, L"tile 0 (x 0, y 0) at byte " + num(at) + L": LZW data at byte ");
+        EXPECT_HAS(r.fault, L"the data ends too soon");
+    }
+    {
+        SCOPED_TRACE("a raw strip of the wrong size");
+        TiffBuilder f(false);
+        std::uint32_t at = 0;
+        HandSection colour = colourSection(Layout{false, true, 1});
+        colour.alterBlock = damageBlock(f, 0, Bytes(31, 0), at);
+        addSection(f, colour);
+        addSection(f, depthSection(f, Layout{false, true, 1}));
+        const Refusal r = refuse(f.build());
+        EXPECT_HAS(r.fault, L"strip 0 (rows 0 to 1) at byte " + num(at) +
+                                L": 31 bytes stored for 30 bytes of uncompressed pixels");
+    }
+    {
+        SCOPED_TRACE("LZW data beyond twice the raw size");
+        TiffBuilder f(false);
+        std::uint32_t at = 0;
+        HandSection depth = depthSection(f, Layout{false, false, 5});
+        depth.alterBlock = damageBlock(f, 1, Bytes(200, 0), at);
+        addSection(f, colourSection(Layout{false, false, 5}));
+        addSection(f, depth);
+        const Refusal r = refuse(f.build());
+        EXPECT_HAS(r.fault, L"tile 1 (x 4, y 0) at byte " + num(at) +
+                                L": 200 bytes of LZW data for 64 bytes of pixels");
+    }
+    {
+        SCOPED_TRACE("a tile offset beyond the end");
+        const Bytes bytes = makeFile(Layout{}, [](TiffBuilder& f, std::vector<HandSection>& s) {
+            s[0].extra = {f.longs(324, {8, 0x7FFFFF})};
+        });
+        const Refusal r = refuse(bytes);
+        EXPECT_HAS(r.fault, L"colour section (directory 1 at byte " + num(r.directories[0]) +
+                                L"), tile 1 (x 4, y 0) at byte 8388607: its 48 bytes run past "
+                                L"the end of the file of " +
+                                num(bytes.size()) + L" bytes");
+    }
+}
+
+TEST(ZmapReaderFaults, DamagedHeadersDirectoriesAndPrivateDataAreNamed) {
+    using Sections = std::vector<HandSection>;
+    struct Case {
+        const char* name;
+        Adjust adjust;
+        std::function<void(Bytes&)> patch;
+        Status status;
+        /// The text expected, given the directory offsets and the file.
+        std::function<std::wstring(const std::vector<std::uint32_t>&, const Bytes&)> text;
+    };
+    const Case cases[] = {
+        {"byte order mark",
+         {},
+         [](Bytes& b) { b[1] = 'M'; },
+         status::damaged,
+         [](auto&, auto&) {
+             return std::wstring(L"at byte 0: the file starts with neither II nor MM");
+         }},
+        {"not 42",
+         {},
+         [](Bytes& b) { b[2] = 43; },
+         status::damaged,
+         [](auto&, auto&) { return std::wstring(L"at byte 2: 43 where a TIFF file has 42"); }},
+        {"empty file",
+         {},
+         [](Bytes& b) { b.clear(); },
+         status::damaged,
+         [](auto&, auto&) { return std::wstring(L"the file is empty"); }},
+        {"colour alone",
+         [](TiffBuilder&, Sections& s) { s.pop_back(); },
+         {},
+         status::damaged,
+         [](auto&, auto&) { return std::wstring(L"the file has no depth section"); }},
+        {"next directory beyond the end",
+         {},
+         [](Bytes& b) { b[b.size() - 2] = 0x7F; },
+         status::damaged,
+         [](auto&, const Bytes& b) {
+             return L"directory 3 at byte " + num(0x7F0000) +
+                    L": the directory offset lies outside the file of " + num(b.size()) + L" bytes";
+         }},
+        {"bits as LONG",
+         [](TiffBuilder& f, Sections& s) { s[1].extra = {f.longValue(258, 32)}; },
+         {},
+         status::damaged,
+         [](const std::vector<std::uint32_t>& d, auto&) {
+             // The third entry: entries are in tag order, after ImageWidth and ImageLength.
+             return L"directory 2 at byte " + num(d[1]) +
+                    L": tag 258 (BitsPerSample) (entry at "
+                    L"byte " +
+                    num(d[1] + 2 + 2 * 12) + L"): it must be 1 to 4 SHORT values, not 1 of type 4";
+         }},
+        {"too few tile counts",
+         [](TiffBuilder& f, Sections& s) { s[1].extra = {f.longs(325, {64})}; },
+         {},
+         status::damaged,
+         [](const std::vector<std::uint32_t>& d, auto&) {
+             return L"depth section (directory 2 at byte " + num(d[1]) +
+                    L"): 2 tile offsets and 1 byte counts where 2 x 1 tiles need 2";
+         }},
+        {"section version 2",
+         [](TiffBuilder&, Sections& s) { s[1].version = 2; },
+         {},
+         status::unsupportedVersion,
+         [](const std::vector<std::uint32_t>& d, auto&) {
+             return L"directory 2 at byte " + num(d[1]) + L": section version 2 is not supported";
+         }},
+        {"unknown kind",
+         [](TiffBuilder&, Sections& s) { s[1].kind = 9; },
+         {},
+         status::damaged,
+         [](const std::vector<std::uint32_t>& d, auto&) {
+             return L"directory 2 at byte " + num(d[1]) + L": section kind 9 is not known";
+         }},
+        {"camera record of projection 2",
+         [](TiffBuilder& f, Sections& s) {
+             ViewParams v = fileView();
+             v.projection = 2;
+             s[1].privateData = cameraRecord(f, v);
+         },
+         {},
+         status::damaged,
+         [](const std::vector<std::uint32_t>& d, auto&) {
+             return L"depth section (directory 2 at byte " + num(d[1]) +
+                    L"), camera record at byte ";
+         }},
+        {"material node beyond the end",
+         [](TiffBuilder& f, Sections& s) {
+             s.push_back(materialSection(f, Layout{}));
+             Bytes table;
+             f.put32(table, 1);
+             f.put32(table, 0x7FFFFFF0);
+             s.back().privateData = table;
+         },
+         {},
+         status::damaged,
+         [](const std::vector<std::uint32_t>& d, auto&) {
+             return L"material section (directory 3 at byte " + num(d[2]) +
+                    L"), material table at byte " + num(0x7FFFFFF0) +
+                    L": a node lies beyond the end of the file";
+         }},
+        {"sections of two sizes",
+         [](TiffBuilder& f, Sections& s) { s[1] = depthSection(f, Layout{}, W, H + 1); },
+         {},
+         status::damaged,
+         [](const std::vector<std::uint32_t>& d, auto&) {
+             return L"depth section (directory 2 at byte " + num(d[1]) +
+                    L"): 5 x 4 pixels where the first section has 5 x 3";
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Bytes bytes = makeFile(Layout{}, c.adjust);
+        if (c.patch) {
+            c.patch(bytes);
+        }
+        const Refusal r = refuse(bytes);
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_HAS(r.fault, c.text(directoryOffsets(bytes), bytes));
+    }
+}
+
+TEST(ZmapReaderFaults, TheFirstDamagedTileIsNamedWhateverTheThreads) {
+    // 80 x 8 pixels in 40 tiles of 4 x 4, two of them damaged: the one named is the first
+    // in the file's order, however the threads share the work.
+    std::uint32_t first = 0;
+    std::uint32_t later = 0;
+    TiffBuilder f(false);
+    HandSection colour = colourSection(Layout{false, false, 5}, 80, 8);
+    const auto damageFirst = damageBlock(f, 7, lzwCodes({256, 65, 257}), first);
+    const auto damageLater = damageBlock(f, 30, lzwCodes({256, 65, 257}), later);
+    colour.alterBlock = [&](Bytes& b) {
+        damageFirst(b);
+        damageLater(b);
+    };
+    addSection(f, colour);
+    addSection(f, depthSection(f, Layout{false, false, 5}, 80, 8));
+    const Bytes bytes = f.build();
+    for (const unsigned threads : {1u, 2u, 3u, 4u}) {
+        for (int round = 0; round < 5; ++round) {
+            const Refusal r = refuse(bytes, threads);
+            EXPECT_HAS(r.fault, L"tile 7 (x 28, y 0) at byte " + num(first));
+        }
+    }
+}
+
+TEST(ZmapReaderFaults, TheTextShownToTheUserCarriesThePlace) {
+    test::TempDir dir;
+    const std::string path = dir.file("damaged.zmp");
+    const Bytes bytes = makeFile(Layout{}, [](TiffBuilder& f, std::vector<HandSection>& s) {
+        s[1].extra = {f.longs(325, {64})};
+    });
+    writeBytes(path, bytes);
+    const std::wstring place =
+        L"depth section (directory 2 at byte " + num(directoryOffsets(bytes)[1]) + L")";
+
+    test::TestDocument doc;
+    Status status = status::ok;
+    std::wstring text;
+    openZmapDocument(status, doc, utf8(path), nullptr, &text);
+    EXPECT_EQ(status, status::damaged);
+    EXPECT_EQ(text.find(statusText(status::damaged)), 0u);
+    EXPECT_HAS(text, place);
+    EXPECT_FALSE(doc.rgb);
+
+    try {
+        TQL::ZmapFile(utf8(path)).read(doc);
+        ADD_FAILURE() << "a damaged file was read";
+    } catch (const TQL::BadFile& e) {
+        EXPECT_EQ(e.status(), status::damaged);
+        EXPECT_HAS(e.wWhat(), utf8(path) + L": " + statusText(status::damaged));
+        EXPECT_HAS(e.wWhat(), place);
+    }
+
+    // A good read clears the fault of the last one; other failures have none.
+    QuorvaleZmapFile file;
+    file.readMemory(status, bytes.data(), bytes.size(), doc);
+    EXPECT_FALSE(file.fault().empty());
+    const Bytes good = makeFile(Layout{});
+    file.readMemory(status, good.data(), good.size(), doc);
+    EXPECT_EQ(status, status::ok);
+    EXPECT_TRUE(file.fault().empty());
+    file.read(status, utf8(dir.file("missing.zmp")), doc);
+    EXPECT_EQ(status, status::notFound);
+    EXPECT_TRUE(file.fault().empty());
+    EXPECT_EQ(file.failureText(status), statusText(status::notFound));
 }
 
 } // namespace

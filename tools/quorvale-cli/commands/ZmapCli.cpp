@@ -18,16 +18,19 @@ bool openForCommand(const char* command, const std::string& path, ZmapDocument& 
                     bool allocate) {
     FileProgress progress("reading");
     Status status = status::ok;
+    std::wstring text;
     if (allocate) {
-        openZmapDocument(status, document, utf8(path), &progress);
+        openZmapDocument(status, document, utf8(path), &progress, &text);
     } else {
         QuorvaleZmapFile file;
         file.setProgress(&progress);
         file.read(status, utf8(path), document);
+        text = file.failureText(status);
     }
     progress.report(1, 1, 0);
     if (status != status::ok) {
-        operationFailed(command, path, status);
+        // The text names the place of the fault in a damaged file.
+        failed(command, path + ": " + utf8(text));
         return false;
     }
     return true;
