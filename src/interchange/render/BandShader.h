@@ -10,7 +10,7 @@
 class Camera;
 class Lighting;
 class ModelShadows;
-struct Plane;
+class Plane;
 
 /// The shading of a rendering: colour = material colour x (sum over lights i of
 /// illumination_i(n)), per component, clamped to 1, with n the unit normal turned towards

@@ -5,6 +5,7 @@
 #include "interchange/render/TriangleClipper.h"
 
 #include <algorithm>
+#include <thread>
 
 ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights, TriangleClipper& clipper,
                            double bias) {
@@ -25,6 +26,9 @@ ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights, Trian
     }
     if (lights_.empty()) {
         return;
+    }
+    for (ShadowLight& l : lights_) {
+        l.caster->reserve(model.triangleCount());
     }
     // The section box's planes cut the casters too: what is cut away throws no shadow.
     const std::uint32_t sectionBits = clipper.sectionBits();
@@ -52,8 +56,9 @@ ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights, Trian
             }
         }
     }
+    const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
     for (ShadowLight& l : lights_) {
-        l.caster->build();
+        l.caster->build(threads);
     }
 }
 

@@ -5,9 +5,14 @@
 
 namespace {
 
-/// The triangle's value at (x, y) must exceed -slack on every edge: points on a shared edge
-/// belong to both neighbours, so no light leaks between them.
-constexpr double slack = 1e-9;
+/// How far outside a triangle's edges its footprint reaches: the test's slack and more
+/// than enough for the rounding of an edge value in the light's frame of 100 units.
+constexpr double reach = 2 * ShadowTriangle::slack;
+/// Corners sharper than this (1 + the cosine of the angle between the edge normals) are
+/// too sharp to box: the triangle is tried at every point.
+constexpr double sharpest = 1e-8;
+/// A relative allowance for rounding in footprints and depth bounds.
+constexpr double rounding = 1e-9;
 
 } // namespace
 
@@ -47,7 +52,7 @@ void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
         // Left of s -> e (for a positive area) is inside.
         double nx = -(e.y() - s.y()) * sign;
         double ny = (e.x() - s.x()) * sign;
-        const double length = std::hypot(nx, ny);
+        const double length = std::sqrt(nx * nx + ny * ny);
         nx /= length;
         ny /= length;
         t.edge[k][0] = nx;
@@ -62,80 +67,47 @@ void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
              area;
     t.z0 = p[0].z() - t.dzdx * p[0].x() - t.dzdy * p[0].y();
     t.owner = owner;
-    t.zmin = std::min({p[0].z(), p[1].z(), p[2].z()});
-    Extent<2> footprint;
-    for (const Point<3>& q : p) {
-        footprint += Point<2>(q.x(), q.y());
+
+    // The footprint: the triangle grown by `reach` at every edge, whose corners are the
+    // corners moved out along their bisectors, and its least depth (at one of them).
+    ShadowFootprint f{INFINITY, INFINITY, -INFINITY, -INFINITY, INFINITY, nullptr};
+    double largest = 0;
+    for (int k = 0; k < 3; ++k) {
+        const double* na = t.edge[(k + 2) % 3];
+        const double* nb = t.edge[k];
+        const double denominator = 1 + na[0] * nb[0] + na[1] * nb[1];
+        if (!(denominator > sharpest)) {
+            f = {1, 1, 0, 0, -INFINITY, nullptr};
+            break;
+        }
+        const double dx = -reach * (na[0] + nb[0]) / denominator;
+        const double dy = -reach * (na[1] + nb[1]) / denominator;
+        const double pad = rounding * (1 + std::fabs(dx) + std::fabs(dy));
+        const double x = p[k].x() + dx, y = p[k].y() + dy;
+        f.x0 = std::min(f.x0, x - pad);
+        f.y0 = std::min(f.y0, y - pad);
+        f.x1 = std::max(f.x1, x + pad);
+        f.y1 = std::max(f.y1, y + pad);
+        f.zLow = std::min(f.zLow, t.dzdx * x + t.dzdy * y + t.z0 -
+                                      (std::fabs(t.dzdx) + std::fabs(t.dzdy)) * pad);
+        largest = std::max({largest, std::fabs(x), std::fabs(y)});
     }
+    // What rounding can take off a depth worked out anywhere in the footprint.
+    f.zLow -= rounding * (1 + (std::fabs(t.dzdx) + std::fabs(t.dzdy)) * largest + std::fabs(t.z0));
     store_.push_back(t);
-    footprints_.push_back(footprint);
+    footprints_.push_back(f);
 }
 
-void ShadowCaster::build() {
-    Extent<2> all;
-    for (const Extent<2>& f : footprints_) {
-        all |= f;
+void ShadowCaster::reserve(std::size_t triangles) {
+    store_.reserve(triangles);
+    footprints_.reserve(triangles);
+}
+
+void ShadowCaster::build(unsigned threads) {
+    for (std::size_t i = 0; i < store_.size(); ++i) {
+        footprints_[i].edges = &store_[i].edge[0][0];
     }
-    if (all.degenerate()) {
-        root_ = nullptr;
-        return;
-    }
-    std::vector<std::uint32_t> every(store_.size());
-    for (std::uint32_t i = 0; i < every.size(); ++i) {
-        every[i] = i;
-    }
-    root_ = TQL::makeHandle<ShadowNode>(all, 0);
-    root_->build(footprints_, std::move(every));
-    // Each node's triangles nearest the light first, so that a look-up stops at the first
-    // one that lies beyond its point.
-    std::vector<ShadowNode*> nodes{root_.get()};
-    while (!nodes.empty()) {
-        ShadowNode* node = nodes.back();
-        nodes.pop_back();
-        std::sort(
-            node->triangles.begin(), node->triangles.end(),
-            [&](std::uint32_t a, std::uint32_t b) { return store_[a].zmin < store_[b].zmin; });
-        for (const auto& child : node->children) {
-            if (child) {
-                nodes.push_back(child.get());
-            }
-        }
-    }
+    tree_.build(footprints_, ShadowTriangle::slack, threads);
     footprints_.clear();
     footprints_.shrink_to_fit();
-}
-
-bool ShadowCaster::blocked(const Point<3>& q, std::uint32_t owner, std::uint32_t& hint) const {
-    const double x = q.x();
-    const double y = q.y();
-    const double limit = q.z() - bias_;
-    auto blocks = [&](const ShadowTriangle& t) {
-        return t.owner != owner && t.edge[0][0] * x + t.edge[0][1] * y + t.edge[0][2] >= -slack &&
-               t.edge[1][0] * x + t.edge[1][1] * y + t.edge[1][2] >= -slack &&
-               t.edge[2][0] * x + t.edge[2][1] * y + t.edge[2][2] >= -slack &&
-               t.dzdx * x + t.dzdy * y + t.z0 < limit;
-    };
-    // Neighbouring points are mostly blocked by the same triangle.
-    if (hint < store_.size() && blocks(store_[hint])) {
-        return true;
-    }
-    const ShadowNode* node = root_.get();
-    if (!node || x < node->extent.lo().x() || x > node->extent.hi().x() ||
-        y < node->extent.lo().y() || y > node->extent.hi().y()) {
-        return false;
-    }
-    // The quarters below hold the point if the root does.
-    for (; node; node = node->children[node->quarterOf(x, y)].get()) {
-        for (std::uint32_t i : node->triangles) {
-            const ShadowTriangle& t = store_[i];
-            if (t.zmin >= limit) {
-                break; // the rest lie no nearer the light than the point
-            }
-            if (blocks(t)) {
-                hint = i;
-                return true;
-            }
-        }
-    }
-    return false;
 }

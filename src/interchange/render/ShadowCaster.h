@@ -3,7 +3,7 @@
 #include "core/Extent.h"
 #include "core/Handle.h"
 #include "core/Point.h"
-#include "interchange/render/ShadowNode.h"
+#include "interchange/render/ShadowTree.h"
 #include "views/cameras/ParallelCamera.h"
 
 #include <cstdint>
@@ -13,18 +13,29 @@
 /// y across the light, z the depth along it (growing away from the light).
 struct ShadowTriangle {
     /// Inside where e[k][0] x + e[k][1] y + e[k][2] >= 0 for the three edges (scaled so that
-    /// the value is a distance).
+    /// the value is a distance). Edge k runs from corner k to corner k + 1.
     double edge[3][3];
     /// The triangle's depth at (x, y): dzdx x + dzdy y + z0.
     double dzdx, dzdy, z0;
-    /// The depth of its corner nearest the light.
-    double zmin;
     /// The model triangle it comes from: a surface doesn't shadow itself.
     std::uint32_t owner;
+
+    /// The exact shadow test: whether this triangle, unless it is `owner`, holds (x, y)
+    /// (points within `slack` of an edge included, so that no light leaks between
+    /// neighbours) and lies there nearer the light than `limit`.
+    bool blocks(double x, double y, double limit, std::uint32_t owner) const {
+        return this->owner != owner && edge[0][0] * x + edge[0][1] * y + edge[0][2] >= -slack &&
+               edge[1][0] * x + edge[1][1] * y + edge[1][2] >= -slack &&
+               edge[2][0] * x + edge[2][1] * y + edge[2][2] >= -slack &&
+               dzdx * x + dzdy * y + z0 < limit;
+    }
+    static constexpr double slack = 1e-9;
 };
 
 /// The shadows of one light: the model's triangles projected along the light by a
-/// ParallelCamera of 100 by 100 set up on the light, in a tree of ShadowNodes.
+/// ParallelCamera of 100 by 100 set up on the light, in a ShadowTree. A point is blocked
+/// when some triangle passes ShadowTriangle::blocks there; the tree only narrows down which
+/// triangles are tried, so its answer is that of trying them all.
 class ShadowCaster {
 public:
     /// A light travelling along `axes.z()`, over a model bounded by `bounds`. `bias` is the
@@ -32,10 +43,12 @@ public:
     /// a point to shadow it.
     ShadowCaster(const Ray& axes, const Extent<3>& bounds, double bias);
 
+    /// Makes room for `triangles` triangles.
+    void reserve(std::size_t triangles);
     /// Adds the triangle a, b, c (model coordinates) of model triangle `owner`.
     void add(const Point<3>& a, const Point<3>& b, const Point<3>& c, std::uint32_t owner);
-    /// Builds the tree once everything is added.
-    void build();
+    /// Builds the tree once everything is added, on up to `threads` threads.
+    void build(unsigned threads = 1);
 
     /// A model point in the light's coordinates.
     Point<3> toLight(const Point<3>& p) const {
@@ -43,15 +56,33 @@ public:
                 p.x() * m_[0][1] + p.y() * m_[1][1] + p.z() * m_[2][1] + m_[3][1],
                 p.x() * m_[0][2] + p.y() * m_[1][2] + p.z() * m_[2][2] + m_[3][2]};
     }
+    /// The depth below which a triangle blocks the point `q` (light coordinates): its own
+    /// depth less the bias.
+    double limitAt(const Point<3>& q) const { return q.z() - bias_; }
+
     /// Whether a triangle other than `owner` lies between the light and the point `q`
     /// (in the light's coordinates). `hint` names a triangle to try first (the caller's
     /// last blocker, since neighbouring points are mostly blocked by the same one); it is
     /// set to the blocker found. Start with noHint.
-    bool blocked(const Point<3>& q, std::uint32_t owner, std::uint32_t& hint) const;
+    bool blocked(const Point<3>& q, std::uint32_t owner, std::uint32_t& hint) const {
+        const double x = q.x(), y = q.y(), limit = limitAt(q);
+        if (hint < store_.size() && store_[hint].blocks(x, y, limit, owner)) {
+            return true;
+        }
+        return tree_.any(x, y, limit, [&](std::uint32_t i) {
+            if (!store_[i].blocks(x, y, limit, owner)) {
+                return false;
+            }
+            hint = i;
+            return true;
+        });
+    }
     static constexpr std::uint32_t noHint = 0xFFFFFFFFu;
 
-    std::size_t triangleCount() const { return store_.size(); }
-    const ShadowNode* root() const { return root_.get(); }
+    /// The triangles as the light sees them, in the order added (those edge on to the
+    /// light, which hide nothing, left out).
+    const std::vector<ShadowTriangle>& triangles() const { return store_; }
+    const ShadowTree& tree() const { return tree_; }
 
 private:
     TQL::Handle<ParallelCamera> camera_;
@@ -59,6 +90,6 @@ private:
     double m_[4][3];
     double bias_;
     std::vector<ShadowTriangle> store_;
-    std::vector<Extent<2>> footprints_;
-    TQL::Handle<ShadowNode> root_;
+    std::vector<ShadowFootprint> footprints_;
+    ShadowTree tree_;
 };

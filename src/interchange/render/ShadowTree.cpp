@@ -1,0 +1,336 @@
+#include "interchange/render/ShadowTree.h"
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cmath>
+#include <exception>
+#include <limits>
+#include <thread>
+
+namespace {
+
+/// The finest grid has no more nodes than this, whatever the count of triangles.
+constexpr int deepestLevel = 12;
+/// A triangle is listed in at most this many nodes of its level: more nodes make shorter
+/// lists at the cost of more entries.
+constexpr std::size_t nodesPerTriangle = 8;
+/// A relative allowance for the rounding of an edge value worked out in floats (some ten
+/// times the worst case for a point and edge rounded to floats).
+constexpr double floatRounding = 1e-5;
+/// The main level takes a triangle that meets at most this many of its nodes, ...
+constexpr std::size_t mainNodesPerTriangle = 16;
+/// ... and must take this share of the triangles ...
+constexpr double mainShare = 0.9;
+/// ... with no more entries than this a triangle.
+constexpr double mainEntriesPerTriangle = 4;
+
+float roundedDown(double v) {
+    float f = static_cast<float>(v);
+    if (static_cast<double>(f) > v) {
+        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
+    }
+    return f;
+}
+
+bool bounded(const ShadowFootprint& f) {
+    return f.x0 <= f.x1 && f.y0 <= f.y1;
+}
+
+/// Less work than this many items a part isn't worth a thread.
+constexpr std::size_t leastPerPart = 4096;
+
+/// Runs work(begin, end) over [0, count) in up to `threads` contiguous parts at once, one of
+/// them on the calling thread; rethrows the first failure once all have finished.
+template <class Work> void inParts(std::size_t count, unsigned threads, Work&& work) {
+    const std::size_t parts =
+        std::clamp<std::size_t>(count / leastPerPart, 1, std::max(threads, 1u));
+    if (parts == 1) {
+        work(std::size_t(0), count);
+        return;
+    }
+    std::vector<std::exception_ptr> failures(parts);
+    std::vector<std::thread> helpers;
+    helpers.reserve(parts - 1);
+    auto part = [&](std::size_t p) {
+        try {
+            work(count * p / parts, count * (p + 1) / parts);
+        } catch (...) {
+            failures[p] = std::current_exception();
+        }
+    };
+    for (std::size_t p = 1; p < parts; ++p) {
+        helpers.emplace_back(part, p);
+    }
+    part(0);
+    for (std::thread& t : helpers) {
+        t.join();
+    }
+    for (const std::exception_ptr& f : failures) {
+        if (f) {
+            std::rethrow_exception(f);
+        }
+    }
+}
+
+} // namespace
+
+int ShadowTree::maxLevelFor(std::size_t triangles) {
+    int level = 0;
+    while (level < deepestLevel && (std::size_t(4) << (2 * level)) <= 4 * triangles) {
+        ++level;
+    }
+    return level;
+}
+
+std::size_t ShadowTree::entryCount() const {
+    std::size_t count = unbounded_.size();
+    for (const Level& level : levels_) {
+        count += level.blocks.size() * Block::lanes;
+    }
+    return count;
+}
+
+void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double slack,
+                       unsigned threads) {
+    levels_.clear();
+    unbounded_.clear();
+    x0_ = y0_ = std::numeric_limits<double>::infinity();
+    x1_ = y1_ = -std::numeric_limits<double>::infinity();
+    for (std::uint32_t i = 0; i < footprints.size(); ++i) {
+        const ShadowFootprint& f = footprints[i];
+        if (bounded(f)) {
+            x0_ = std::min(x0_, f.x0);
+            y0_ = std::min(y0_, f.y0);
+            x1_ = std::max(x1_, f.x1);
+            y1_ = std::max(y1_, f.y1);
+        } else {
+            unbounded_.push_back(i);
+        }
+    }
+    std::sort(unbounded_.begin(), unbounded_.end(), [&](std::uint32_t a, std::uint32_t b) {
+        return footprints[a].zLow < footprints[b].zLow ||
+               (footprints[a].zLow == footprints[b].zLow && a < b);
+    });
+    if (!(x0_ <= x1_)) {
+        x0_ = y0_ = 0;
+        x1_ = y1_ = -1;
+        return;
+    }
+
+    // Every level's grid, whether it is used or not.
+    const int maxLevel = maxLevelFor(footprints.size());
+    const double width = x1_ - x0_, height = y1_ - y0_;
+    std::vector<Level> grids(static_cast<std::size_t>(maxLevel) + 1);
+    for (int l = 0; l <= maxLevel; ++l) {
+        Level& g = grids[static_cast<std::size_t>(l)];
+        g.depth = l;
+        g.side = std::uint32_t(1) << l;
+        g.scaleX = width > 0 ? g.side / width : 0;
+        g.scaleY = height > 0 ? g.side / height : 0;
+    }
+    // The nodes a footprint meets at a level, as the nodes of its corners: nodeOf rises
+    // with x and y, so every point of the footprint falls in one of them.
+    struct Span {
+        std::uint32_t x0, y0, x1, y1;
+    };
+    auto spanAt = [&](const ShadowFootprint& f, const Level& g) {
+        return Span{g.cell((f.x0 - x0_) * g.scaleX), g.cell((f.y0 - y0_) * g.scaleY),
+                    g.cell((f.x1 - x0_) * g.scaleX), g.cell((f.y1 - y0_) * g.scaleY)};
+    };
+
+    // The level of each triangle: the deepest at which it meets at most 2 by 2 nodes.
+    constexpr std::uint8_t none = 0xFF;
+    std::vector<std::uint8_t> levelOf(footprints.size(), none);
+    inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const ShadowFootprint& f = footprints[i];
+            if (!bounded(f)) {
+                continue;
+            }
+            // A first guess from the sizes: nodes about half the footprint's size.
+            const double sx = f.x1 - f.x0, sy = f.y1 - f.y0;
+            const double rx = sx > 0 ? width / sx : std::numeric_limits<double>::infinity();
+            const double ry = sy > 0 ? height / sy : std::numeric_limits<double>::infinity();
+            const double r = std::min(rx, ry);
+            int l = r >= static_cast<double>(grids[static_cast<std::size_t>(maxLevel)].side)
+                        ? maxLevel
+                        : std::clamp(std::ilogb(r) + 2, 0, maxLevel);
+            for (; l > 0; --l) {
+                const Span s = spanAt(f, grids[static_cast<std::size_t>(l)]);
+                if (std::size_t(s.x1 - s.x0 + 1) * (s.y1 - s.y0 + 1) <= nodesPerTriangle) {
+                    break;
+                }
+            }
+            levelOf[i] = static_cast<std::uint8_t>(l);
+        }
+    });
+
+    // Most triangles go into one main level, in every node they meet there (up to
+    // mainNodesPerTriangle): a point then finds nearly all its candidates in one list, one
+    // cache miss away, instead of one list per level. The main level is the deepest that
+    // takes nearly every triangle without making too many entries; the few triangles too
+    // large for it keep their own, coarser levels.
+    std::vector<std::size_t> ofLevel(grids.size() + 1, 0);
+    for (const std::uint8_t l : levelOf) {
+        ++ofLevel[l == none ? grids.size() : l];
+    }
+    const std::size_t boundedCount = footprints.size() - ofLevel[grids.size()];
+    // A first guess: a level below that of all but a tenth of the triangles.
+    int main = 0;
+    for (std::size_t coarser = 0; main < maxLevel; ++main) {
+        coarser += ofLevel[static_cast<std::size_t>(main)];
+        if (static_cast<double>(coarser) > (1 - mainShare) * static_cast<double>(boundedCount)) {
+            break;
+        }
+    }
+    main = std::min(main + 1, maxLevel);
+    for (;; --main) {
+        const Level& g = grids[static_cast<std::size_t>(main)];
+        std::atomic<std::size_t> entries = 0, kept = 0;
+        inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
+            std::size_t partEntries = 0, partKept = 0;
+            for (std::size_t i = begin; i < end; ++i) {
+                if (levelOf[i] == none) {
+                    continue;
+                }
+                const Span sp = spanAt(footprints[i], g);
+                const std::size_t nodes = std::size_t(sp.x1 - sp.x0 + 1) * (sp.y1 - sp.y0 + 1);
+                if (nodes <= mainNodesPerTriangle) {
+                    partEntries += nodes;
+                    ++partKept;
+                } else {
+                    partEntries += nodesPerTriangle;
+                }
+            }
+            entries += partEntries;
+            kept += partKept;
+        });
+        const double n = static_cast<double>(boundedCount);
+        if (main == 0 || (static_cast<double>(entries) <= mainEntriesPerTriangle * n &&
+                          static_cast<double>(kept) >= mainShare * n)) {
+            break;
+        }
+    }
+    {
+        const Level& g = grids[static_cast<std::size_t>(main)];
+        inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                if (levelOf[i] == none || levelOf[i] == main) {
+                    continue;
+                }
+                const Span sp = spanAt(footprints[i], g);
+                if (std::size_t(sp.x1 - sp.x0 + 1) * (sp.y1 - sp.y0 + 1) <= mainNodesPerTriangle) {
+                    levelOf[i] = static_cast<std::uint8_t>(main);
+                }
+            }
+        });
+    }
+
+    // The lists by counting: the entries each node gets, their starts, then the entries,
+    // placed in order of zLow, so that every list comes out nearest the light first.
+    std::vector<std::uint32_t> order;
+    order.reserve(boundedCount);
+    for (std::uint32_t i = 0; i < footprints.size(); ++i) {
+        if (levelOf[i] != none) {
+            order.push_back(i);
+        }
+    }
+    // A stable radix sort on zLow as floats (the order of equal ones kept).
+    {
+        std::vector<std::uint32_t> keys(footprints.size());
+        for (const std::uint32_t i : order) {
+            // Float bits to unsigned keys in the order of the floats.
+            const std::uint32_t bits =
+                std::bit_cast<std::uint32_t>(roundedDown(footprints[i].zLow));
+            keys[i] = bits & 0x80000000u ? ~bits : bits | 0x80000000u;
+        }
+        std::vector<std::uint32_t> other(order.size());
+        for (int shift = 0; shift < 32; shift += 8) {
+            std::size_t counts[257] = {};
+            for (const std::uint32_t i : order) {
+                ++counts[((keys[i] >> shift) & 0xFF) + 1];
+            }
+            for (int d = 1; d < 257; ++d) {
+                counts[d] += counts[d - 1];
+            }
+            for (const std::uint32_t i : order) {
+                other[counts[(keys[i] >> shift) & 0xFF]++] = i;
+            }
+            order.swap(other);
+        }
+    }
+
+    std::vector<bool> used(grids.size(), false);
+    for (const std::uint8_t l : levelOf) {
+        if (l != none) {
+            used[l] = true;
+        }
+    }
+    for (std::size_t l = 0; l < grids.size(); ++l) {
+        if (used[l]) {
+            grids[l].first.assign(std::size_t(grids[l].side) * grids[l].side + 1, 0);
+        }
+    }
+    for (const std::uint32_t i : order) {
+        Level& g = grids[levelOf[i]];
+        const Span s = spanAt(footprints[i], g);
+        for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
+            for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
+                ++g.first[std::size_t(y) * g.side + x + 1];
+            }
+        }
+    }
+    // Counts to starts, in blocks: a list takes whole blocks.
+    std::vector<std::vector<std::uint32_t>> filled(grids.size());
+    for (std::size_t l = 0; l < grids.size(); ++l) {
+        if (!used[l]) {
+            continue;
+        }
+        Level& g = grids[l];
+        std::uint32_t blocks = 0;
+        for (std::size_t n = 1; n < g.first.size(); ++n) {
+            const std::uint32_t count = g.first[n];
+            g.first[n] = blocks += (count + Block::lanes - 1) / Block::lanes;
+        }
+        Block empty{};
+        for (unsigned k = 0; k < Block::lanes; ++k) {
+            empty.zLow[k] = INFINITY;
+            empty.edge[2][k] = -INFINITY;
+        }
+        g.blocks.assign(blocks, empty);
+        filled[l].assign(g.first.size() - 1, 0);
+    }
+    for (const std::uint32_t i : order) {
+        Level& g = grids[levelOf[i]];
+        const ShadowFootprint& f = footprints[i];
+        const Span s = spanAt(f, g);
+        const float zLow = roundedDown(f.zLow);
+        float edge[9];
+        for (int k = 0; k < 9; ++k) {
+            edge[k] = static_cast<float>(f.edges[k]);
+        }
+        for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
+            for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
+                const std::size_t node = std::size_t(y) * g.side + x;
+                const std::uint32_t slot = filled[levelOf[i]][node]++;
+                Block& b = g.blocks[g.first[node] + slot / Block::lanes];
+                const unsigned lane = slot % Block::lanes;
+                b.zLow[lane] = zLow;
+                for (int k = 0; k < 9; ++k) {
+                    b.edge[k][lane] = edge[k];
+                }
+                b.triangle[lane] = i;
+            }
+        }
+    }
+    // What rounding to floats can take off an edge value, over the tree's box; the exact
+    // test's own slack comes on top.
+    const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
+    edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
+    for (std::size_t l = 0; l < grids.size(); ++l) {
+        if (used[l]) {
+            levels_.push_back(std::move(grids[l]));
+        }
+    }
+}

@@ -1,0 +1,188 @@
+// A light's shadow test through its tree must answer as trying every triangle would, at
+// every point: on the triangles' faces, edges and corners, between them and beside them.
+
+#include "interchange/render/ShadowCaster.h"
+
+#include "core/Angle.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <random>
+#include <vector>
+
+namespace {
+
+using Triangle = std::array<Point<3>, 3>;
+
+/// Every triangle tried: the answer the tree must give.
+bool blockedByAny(const ShadowCaster& caster, const Point<3>& q, std::uint32_t owner) {
+    const double limit = caster.limitAt(q);
+    for (const ShadowTriangle& t : caster.triangles()) {
+        if (t.blocks(q.x(), q.y(), limit, owner)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+Point<3> lerp(const Point<3>& a, const Point<3>& b, double f) {
+    return a + (b - a) * f;
+}
+
+/// Random scenes of different make-up, all in the box [-50, 50]^2 x [0, 40].
+std::vector<Triangle> boxes(std::mt19937& random) {
+    // A town of boxes on a ground, as a renderer's models are: walls and roofs share edges.
+    std::uniform_real_distribution<double> tall(0.5, 30);
+    std::vector<Triangle> out = {Triangle{{{-50, -50, 0}, {50, -50, 0}, {50, 50, 0}}},
+                                 Triangle{{{-50, -50, 0}, {50, 50, 0}, {-50, 50, 0}}}};
+    for (int j = 0; j < 12; ++j) {
+        for (int i = 0; i < 12; ++i) {
+            const double x = -48 + 8 * i, y = -48 + 8 * j, h = tall(random);
+            const Point<3> c[8] = {{x, y, 0}, {x + 5, y, 0}, {x + 5, y + 5, 0}, {x, y + 5, 0},
+                                   {x, y, h}, {x + 5, y, h}, {x + 5, y + 5, h}, {x, y + 5, h}};
+            const int faces[10][3] = {{4, 5, 6}, {4, 6, 7}, {0, 1, 5}, {0, 5, 4}, {1, 2, 6},
+                                      {1, 6, 5}, {2, 3, 7}, {2, 7, 6}, {3, 0, 4}, {3, 4, 7}};
+            for (const auto& f : faces) {
+                out.push_back({c[f[0]], c[f[1]], c[f[2]]});
+            }
+        }
+    }
+    return out;
+}
+
+std::vector<Triangle> cloud(std::mt19937& random) {
+    // Overlapping triangles of every size, from a hundredth of the scene to all of it.
+    std::uniform_real_distribution<double> across(-50, 50), up(0, 40), scale(-4.6, 0);
+    std::vector<Triangle> out;
+    for (int i = 0; i < 1500; ++i) {
+        const Point<3> c(across(random), across(random), up(random));
+        const double s = 50 * std::exp(scale(random));
+        std::uniform_real_distribution<double> near(-s, s);
+        out.push_back({c + Vector<3>(near(random), near(random), near(random) / 2),
+                       c + Vector<3>(near(random), near(random), near(random) / 2),
+                       c + Vector<3>(near(random), near(random), near(random) / 2)});
+    }
+    return out;
+}
+
+std::vector<Triangle> slivers(std::mt19937& random) {
+    // Long thin triangles and ones nearly edge on to the light (straight down here), whose
+    // footprints are sharp or hard to box, over a fan of triangles meeting at one point.
+    std::uniform_real_distribution<double> across(-50, 50), up(0, 40), thin(1e-9, 1e-3);
+    std::vector<Triangle> out;
+    for (int i = 0; i < 300; ++i) {
+        const Point<3> a(across(random), across(random), up(random));
+        const Point<3> b(across(random), across(random), up(random));
+        const double t = thin(random);
+        out.push_back({a, b, lerp(a, b, 0.5) + Vector<3>(t, -t, 1)});
+        out.push_back({a, b, lerp(a, b, 0.3) + Vector<3>(t * t, t, 0)});
+    }
+    const int spokes = 40;
+    for (int i = 0; i < spokes; ++i) {
+        const double a0 = 2 * 3.14159265358979 * i / spokes,
+                     a1 = 2 * 3.14159265358979 * (i + 1) / spokes;
+        out.push_back({Point<3>(0, 0, 20), Point<3>(40 * std::cos(a0), 40 * std::sin(a0), 25),
+                       Point<3>(40 * std::cos(a1), 40 * std::sin(a1), 25)});
+    }
+    return out;
+}
+
+struct SceneCase {
+    const char* name;
+    std::function<std::vector<Triangle>(std::mt19937&)> make;
+    Angle azimuth, altitude;
+};
+
+TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
+    const SceneCase cases[] = {
+        {"boxes, low sun", boxes, Angle::degrees(240), Angle::degrees(-35)},
+        {"boxes, sun overhead", boxes, Angle::degrees(10), Angle::degrees(-90)},
+        {"cloud", cloud, Angle::degrees(75), Angle::degrees(-50)},
+        {"slivers", slivers, Angle::degrees(0), Angle::degrees(-90)},
+        {"slivers, slanted", slivers, Angle::degrees(130), Angle::degrees(-20)},
+    };
+    for (const SceneCase& c : cases) {
+        for (const unsigned threads : {1u, 2u}) {
+            SCOPED_TRACE(testing::Message() << c.name << ", " << threads << " threads");
+            std::mt19937 random(17);
+            const std::vector<Triangle> scene = c.make(random);
+            Extent<3> bounds;
+            for (const Triangle& t : scene) {
+                for (const Point<3>& p : t) {
+                    bounds += p;
+                }
+            }
+            ShadowCaster caster(Ray(Point<3>::m_origin, c.azimuth, c.altitude), bounds, 0.002);
+            for (std::uint32_t i = 0; i < scene.size(); ++i) {
+                caster.add(scene[i][0], scene[i][1], scene[i][2], i);
+            }
+            caster.build(threads);
+
+            // Points on the triangles (inside, on edges and at corners) as their own, and
+            // anywhere in the scene's box as no triangle's; one running hint, as a
+            // renderer keeps it.
+            std::uniform_real_distribution<double> unit(0, 1);
+            std::uniform_int_distribution<std::size_t> pick(0, scene.size() - 1);
+            std::uint32_t hint = ShadowCaster::noHint;
+            int blocked = 0, lit = 0, wrong = 0;
+            for (int n = 0; n < 20000; ++n) {
+                Point<3> p;
+                std::uint32_t owner = 0xFFFFFFF0u;
+                if (n % 4 == 3) {
+                    const Vector<3> size = bounds.size();
+                    p = bounds.lo() + Vector<3>(size.x() * unit(random), size.y() * unit(random),
+                                                size.z() * unit(random));
+                } else {
+                    owner = static_cast<std::uint32_t>(pick(random));
+                    const Triangle& t = scene[owner];
+                    double u = unit(random), v = unit(random);
+                    if (n % 4 == 1) {
+                        v = 0; // on an edge
+                    } else if (n % 4 == 2 && n % 8 == 2) {
+                        u = v = 0; // at a corner
+                    }
+                    if (u + v > 1) {
+                        u = 1 - u;
+                        v = 1 - v;
+                    }
+                    p = t[0] + (t[1] - t[0]) * u + (t[2] - t[0]) * v;
+                }
+                const Point<3> q = caster.toLight(p);
+                const bool expected = blockedByAny(caster, q, owner);
+                const bool got = caster.blocked(q, owner, hint);
+                wrong += got != expected;
+                (expected ? blocked : lit)++;
+            }
+            EXPECT_EQ(wrong, 0);
+            // Both answers were asked for often enough to matter.
+            EXPECT_GT(blocked, 1000);
+            EXPECT_GT(lit, 1000);
+        }
+    }
+}
+
+TEST(ShadowCaster, PointsOnSharedEdgesAndBesideTheModel) {
+    // Two triangles sharing an edge under a floor-wide one: the gap between them lets no
+    // light through, and beyond the model nothing is blocked.
+    ShadowCaster caster(Ray(Point<3>::m_origin, Angle::degrees(0), Angle::degrees(-90)),
+                        Extent<3>(Point<3>(-10, -10, 0), Point<3>(10, 10, 5)), 0.002);
+    caster.add({-2, -2, 5}, {2, -2, 5}, {2, 2, 5}, 0);
+    caster.add({-2, -2, 5}, {2, 2, 5}, {-2, 2, 5}, 1);
+    caster.add({-10, -10, 0}, {10, -10, 0}, {10, 10, 0}, 2);
+    caster.build(1);
+    std::uint32_t hint = ShadowCaster::noHint;
+    for (int i = 0; i <= 400; ++i) {
+        const double f = -2 + i / 100.0;
+        EXPECT_TRUE(caster.blocked(caster.toLight(Point<3>(f, f, 0)), 2, hint)) << f;
+        hint = ShadowCaster::noHint;
+    }
+    EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(2.01, 0, 0)), 2, hint));
+    EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(30, 30, 0)), 5, hint));
+    // A triangle doesn't shadow itself, nor what lies nearer the light than it.
+    EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(1, 0, 5)), 0, hint));
+    EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(1, 0, 6)), 7, hint));
+}
+
+} // namespace
