@@ -97,10 +97,12 @@ StrokeView* DocumentEditor::runningView() {
 
 void DocumentEditor::releaseRunningStroke(const ZmapDocument* owner) {
     if (owner && running.document == owner) {
-        if (running.applicator && isLive(*running.applicator)) {
-            running.applicator->abandon();
-        }
+        // The document is being taken apart: the stroke is dropped without a look at it.
+        const TQL::Handle<StrokeApplicator> applicator = running.applicator;
         running = RunningStroke();
+        if (applicator && isLive(*applicator)) {
+            applicator->abandon();
+        }
     }
 }
 
