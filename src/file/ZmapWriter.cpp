@@ -371,7 +371,7 @@ Status Writer::writeTiles(const Channel& channel, std::vector<std::uint32_t>& of
                           std::vector<std::uint32_t>& counts) {
     const std::unique_ptr<ZmapPredictor> predictor = makePredictor(channel.fileType, false);
     predictor_ = predictor.get();
-    const bool sampleThumbnail = channel.kind == zmapKind::colour;
+    const bool withThumbnail = channel.kind == zmapKind::colour;
     offsets.assign(static_cast<std::size_t>(g_.tileCount()), 0);
     counts.assign(static_cast<std::size_t>(g_.tileCount()), 0);
     Status result = status::ok;
@@ -394,8 +394,8 @@ Status Writer::writeTiles(const Channel& channel, std::vector<std::uint32_t>& of
             if (tile.shared) {
                 return true;
             }
-            if (sampleThumbnail) {
-                this->sampleThumbnail(static_cast<std::int32_t>(index));
+            if (withThumbnail) {
+                sampleThumbnail(static_cast<std::int32_t>(index));
             }
             if (s_.tell() + tile.size > std::numeric_limits<std::uint32_t>::max()) {
                 result = status::writeFailed; // beyond the 32-bit offsets of the format

@@ -159,8 +159,8 @@ TEST(ZmapThreads, FilesWrittenWithAnyNumberOfThreadsAreTheSameBytes) {
         // Painted tiles, so that the originals are written too, in part by difference.
         TileHandle hold;
         *doc->rgbWrite(10, 10, hold) = ColourPOD{1, 2, 3};
-        *doc->zWrite(5, 30, hold) = 12345;
-        *doc->matWrite(20, 35, hold) = 4;
+        *doc->zWrite(5, 20, hold) = 12345;
+        *doc->matWrite(20, 25, hold) = 4;
         ASSERT_EQ(writeWith(1, *doc, dir.file("one.zmp")), status::ok);
         const Bytes one = readBytes(dir.file("one.zmp"));
         for (const unsigned threads : {2u, 3u}) {
