@@ -43,8 +43,7 @@ void settingsNames(QString& organisation, QString& application) {
     }
 }
 
-/// The idle work of the main window: the pseudo-cursor's view follows the mouse, and
-/// the tile free list arms its purge. Returns true if the pick view moved.
+/// The pseudo-cursor's view follows the mouse. Returns true if the pick view moved.
 bool IdleCursorUpdate() {
     QWidget* under = QApplication::widgetAt(QCursor::pos());
     for (QWidget* w = under; w; w = w->parentWidget()) {
@@ -168,6 +167,13 @@ void CQuorvaleApp::OnIdle() {
         return;
     }
     IdleCursorUpdate();
+    // A draw cancelled before a command or a stroke left its rows waiting in the update
+    // extent: hand those views to the drawing thread again.
+    if (frame_) {
+        for (CQuorvaleView* view : frame_->views()) {
+            view->zmapView().IdleRedraw();
+        }
+    }
     TileHeap::idle();
 }
 
