@@ -1,4 +1,5 @@
 #include "file/ZmapReader.h"
+#include "file/ScratchBuffer.h"
 
 #include "core/Reporter.h"
 #include "core/StringUtils.h"
@@ -59,22 +60,6 @@ struct FileContent {
     std::uint16_t cutoutBlockItems = 0;
 };
 
-/// Aligned scratch memory, grown on demand and kept from block to block.
-class Scratch {
-public:
-    std::uint8_t* get(std::size_t bytes) {
-        if (bytes > capacity_) {
-            words_ = std::make_unique<std::uint64_t[]>((bytes + 7) / 8);
-            capacity_ = (bytes + 7) / 8 * 8;
-        }
-        return reinterpret_cast<std::uint8_t*>(words_.get());
-    }
-
-private:
-    std::unique_ptr<std::uint64_t[]> words_;
-    std::size_t capacity_ = 0;
-};
-
 class Reader {
 public:
     Reader(StreamImage& stream, const ZmapFileOptions& options)
@@ -103,7 +88,7 @@ private:
         bool shared = false; ///< left out of a difference section
         /// Decoded rows for the calling thread to place; null when the block is stored.
         const std::uint8_t* raw = nullptr;
-        Scratch rows; ///< where `raw` lies unless in place in memory
+        ScratchBuffer rows; ///< where `raw` lies unless in place in memory
         /// Reports of the conversion on a worker, passed on by the calling thread.
         RecordingErrorReporter errors;
     };
@@ -226,8 +211,8 @@ private:
     /// One decoder and scratch of each kind per thread; decoders made at the first LZW
     /// section.
     std::vector<std::unique_ptr<ZmapDecoder>> decoders_;
-    std::vector<Scratch> compressed_;
-    std::vector<Scratch> raw_;
+    std::vector<ScratchBuffer> compressed_;
+    std::vector<ScratchBuffer> raw_;
     /// Per slot of the workers: the outcome of a block, taken by the calling thread.
     std::vector<BlockResult> results_;
 };

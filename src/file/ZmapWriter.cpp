@@ -1,4 +1,5 @@
 #include "file/ZmapWriter.h"
+#include "file/ScratchBuffer.h"
 
 #include "core/Reporter.h"
 #include "core/StringUtils.h"
@@ -104,29 +105,13 @@ struct Thumbnail {
     }
 };
 
-/// Aligned memory for a tile, grown on demand and kept from tile to tile.
-class TileBuffer {
-public:
-    std::uint8_t* get(std::size_t bytes) {
-        if (bytes > capacity_) {
-            words_ = std::make_unique<std::uint64_t[]>((bytes + 7) / 8);
-            capacity_ = (bytes + 7) / 8 * 8;
-        }
-        return reinterpret_cast<std::uint8_t*>(words_.get());
-    }
-
-private:
-    std::unique_ptr<std::uint64_t[]> words_;
-    std::size_t capacity_ = 0;
-};
-
 /// A tile made ready for the file by a worker, waiting for the calling thread to write it.
 struct CodedTile {
     Status status = status::ok;
     bool shared = false; ///< left out: the main channel's tile
     const std::uint8_t* data = nullptr;
     std::uint32_t size = 0;
-    TileBuffer bytes; ///< where `data` lies
+    ScratchBuffer bytes; ///< where `data` lies
     /// Reports of the conversion on a worker, passed on by the calling thread.
     RecordingErrorReporter errors;
 };
@@ -176,7 +161,7 @@ private:
     /// One encoder and one tile buffer per thread; the encoders are kept for the whole
     /// file, so their tables and buffers are made once.
     std::vector<std::unique_ptr<ZmapEncoder>> encoders_;
-    std::vector<TileBuffer> tiles_;
+    std::vector<ScratchBuffer> tiles_;
     /// The predictor of the section being written; stateless, shared by the threads.
     const ZmapPredictor* predictor_ = nullptr;
     /// Per slot of the workers.
