@@ -15,7 +15,6 @@
 namespace {
 
 constexpr int exifMarker = JPEG_APP0 + 1;
-constexpr int adobeMarker = JPEG_APP0 + 14;
 
 struct JpegError {
     jpeg_error_mgr manager;
