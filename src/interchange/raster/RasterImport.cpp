@@ -138,8 +138,8 @@ bool RasterImport::readURL(const std::wstring& url, std::wstring& outPath,
     }
     download.start();
     // The calling thread stays responsive: it shows progress and lets its events through
-    // until the worker is done.
-    while (!download.waitFor(50)) {
+    // until the worker is done, and shows the final count once more at the end.
+    auto show = [&]() {
         bool stop = TQL::stopRequested();
         if (progress) {
             progress->pump();
@@ -148,10 +148,14 @@ bool RasterImport::readURL(const std::wstring& url, std::wstring& outPath,
             download.progress(received, total);
             stop = progress->progress(received, total, label) || stop;
         }
-        if (stop) {
+        return stop;
+    };
+    do {
+        if (show()) {
             download.stop();
         }
-    }
+    } while (!download.waitFor(50));
+    show();
     urlStatus_ = download.status();
     if (urlStatus_ != status::ok) {
         errorText_ = url + L": " + download.error();
