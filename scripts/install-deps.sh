@@ -10,6 +10,10 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     # image and colour libraries the engine calls
     libpng-dev libjpeg62-turbo-dev libtiff-dev zlib1g-dev liblcms2-dev
+    # URL downloads of pictures
+    libcurl4-openssl-dev
+    # an outside check of exported files in tests
+    imagemagick
     # benchmark anchors
     libopencv-imgproc-dev
     # the application and a display for it when none is running
