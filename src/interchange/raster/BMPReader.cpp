@@ -314,13 +314,27 @@ Status BMPReader::read(const std::uint8_t* data, std::size_t size, Raster& raste
     const MaskChannel green(h.masks[1]);
     const MaskChannel blue(h.masks[2]);
     const MaskChannel alpha(h.masks[3]);
+    // A row of bit-field pixels through the masks; `value(x)` reads pixel x of the row.
+    std::uint8_t* out = nullptr;
+    std::uint8_t* outAlpha = nullptr;
+    const auto unpackMasked = [&](std::int32_t width, auto value) {
+        for (std::int32_t x = 0; x < width; ++x, out += 3) {
+            const std::uint32_t v = value(x);
+            out[0] = blue(v);
+            out[1] = green(v);
+            out[2] = red(v);
+            if (outAlpha) {
+                outAlpha[x] = alpha(v);
+            }
+        }
+    };
     const bool plain32 = h.bits == 32 && h.masks[0] == 0x00FF0000 && h.masks[1] == 0x0000FF00 &&
                          h.masks[2] == 0x000000FF;
     for (std::int64_t r = 0; r < rows; ++r) {
         const std::uint8_t* in = data + h.pixelOffset + std::size_t(r) * stride;
         const std::int32_t y = outRow(r);
-        std::uint8_t* out = raster.row(y);
-        std::uint8_t* outAlpha = withAlpha ? raster.alphaRow(y) : nullptr;
+        out = raster.row(y);
+        outAlpha = withAlpha ? raster.alphaRow(y) : nullptr;
         switch (h.bits) {
         case 1:
         case 4:
@@ -338,15 +352,7 @@ Status BMPReader::read(const std::uint8_t* data, std::size_t size, Raster& raste
             break;
         }
         case 16:
-            for (std::int32_t x = 0; x < w; ++x, out += 3) {
-                const std::uint32_t v = bytes::le16(in + 2 * x);
-                out[0] = blue(v);
-                out[1] = green(v);
-                out[2] = red(v);
-                if (outAlpha) {
-                    outAlpha[x] = alpha(v);
-                }
-            }
+            unpackMasked(w, [in](std::int32_t x) { return bytes::le16(in + 2 * x); });
             break;
         case 24:
             std::copy(in, in + std::size_t(w) * 3, out);
@@ -363,15 +369,7 @@ Status BMPReader::read(const std::uint8_t* data, std::size_t size, Raster& raste
                 }
                 break;
             }
-            for (std::int32_t x = 0; x < w; ++x, out += 3) {
-                const std::uint32_t v = bytes::le32(in + 4 * x);
-                out[0] = blue(v);
-                out[1] = green(v);
-                out[2] = red(v);
-                if (outAlpha) {
-                    outAlpha[x] = alpha(v);
-                }
-            }
+            unpackMasked(w, [in](std::int32_t x) { return bytes::le32(in + 4 * x); });
             break;
         default:
             break;
