@@ -14,16 +14,6 @@ namespace {
 
 std::atomic<std::int32_t> documentsMade{0};
 
-const std::wstring& noName() {
-    static const std::wstring empty;
-    return empty;
-}
-
-const MatHotLink& noHotLink() {
-    static const MatHotLink empty;
-    return empty;
-}
-
 /// Bytes of a bitmap: its structure and its tiles, leaving out tiles shared with `main`.
 std::int64_t bitmapBytes(const TileBitmap* bitmap, const TileBitmap* main) {
     if (!bitmap) {
@@ -41,29 +31,11 @@ T levelValue(const TQL::Handle<UndoBuffer>& undo,
     return level ? level->valueAt<T>(x, y) : T{};
 }
 
-/// The format of string 10131 must take a text and then a number, and nothing else.
-bool isNameNumberFormat(const std::wstring& format) {
-    const auto text = format.find(L"%ls");
-    const auto number = format.find(L"%d");
-    if (text == std::wstring::npos || number == std::wstring::npos || number < text) {
-        return false;
-    }
-    std::size_t conversions = 0;
-    for (std::size_t i = 0; i < format.size(); ++i) {
-        if (format[i] == L'%') {
-            if (i + 1 < format.size() && format[i + 1] == L'%') {
-                ++i;
-            } else {
-                ++conversions;
-            }
-        }
-    }
-    return conversions == 2;
-}
-
 } // namespace
 
-ZmapDocument::ZmapDocument() : editor(this), serial_(++documentsMade) {}
+ZmapDocument::ZmapDocument() : editor(this), serial_(++documentsMade) {
+    materials_.setChangeCallback([this] { materialsChanged(); });
+}
 
 ZmapDocument::~ZmapDocument() = default;
 
@@ -95,7 +67,7 @@ Status ZmapDocument::allocateChannels() {
     if (made != status::ok) {
         return made;
     }
-    usedMaterials_.clear();
+    materials_.clearUsed();
     TQL::Handle<UndoBuffer> undo;
     try {
         undo = UndoBuffer::create(*this);
@@ -268,11 +240,8 @@ void ZmapDocument::clearDocument() {
     cutoutBlock.clear();
     cutoutBlockItems = 0;
     editor.setChangedSinceOpen(false);
-    usedMaterials_.clear();
-    materials_.clear();
-    palette_.fill(ColourPOD{});
     viewProj_.reset();
-    materialsChanged();
+    materials_.clear();
 }
 
 // The material table.
@@ -280,234 +249,5 @@ void ZmapDocument::clearDocument() {
 void ZmapDocument::materialsChanged() {
     if (materialListener_) {
         materialListener_->materialsChanged(*this);
-    }
-}
-
-const MaterialRecord* ZmapDocument::material(MaterialId id) const {
-    const auto it = materials_.find(id);
-    return it == materials_.end() ? nullptr : &it->second;
-}
-
-MaterialId ZmapDocument::lastMaterialId() const {
-    return materials_.empty() ? 0 : materials_.rbegin()->first;
-}
-
-bool ZmapDocument::materialExists(MaterialId id) const {
-    const MaterialRecord* record = material(id);
-    return record && !record->deleted;
-}
-
-bool ZmapDocument::materialDeleted(MaterialId id) const {
-    const MaterialRecord* record = material(id);
-    return record && record->deleted;
-}
-
-ColourPOD ZmapDocument::materialColour(MaterialId id) const {
-    if (id < palette_.size()) {
-        return palette_[id];
-    }
-    const MaterialRecord* record = material(id);
-    return record ? record->colour : ColourPOD{};
-}
-
-const std::wstring& ZmapDocument::materialName(MaterialId id) const {
-    const MaterialRecord* record = material(id);
-    return record ? record->name : noName();
-}
-
-const MatHotLink& ZmapDocument::materialHotLink(MaterialId id) const {
-    const MaterialRecord* record = material(id);
-    return record ? record->hotLink : noHotLink();
-}
-
-MaterialId ZmapDocument::materialIdOf(const std::wstring& name, MaterialId excludingId) const {
-    for (const auto& [id, record] : materials_) {
-        if (id != excludingId && !record.deleted && compareCaseBlind(record.name, name) == 0) {
-            return id;
-        }
-    }
-    return 0;
-}
-
-bool ZmapDocument::matchMaterials(std::vector<MaterialId>& ids, const std::wstring& pattern,
-                                  MaterialId excludingId) const {
-    ids.clear();
-    const std::wstring lowered = lowercase(pattern);
-    for (const auto& [id, record] : materials_) {
-        if (id != excludingId && !record.deleted && cmpwild(lowercase(record.name), lowered)) {
-            ids.push_back(id);
-        }
-    }
-    return !ids.empty();
-}
-
-bool ZmapDocument::setMaterial(MaterialId id, const std::wstring& name, ColourPOD colour,
-                               bool implicit, const std::wstring& secondName) {
-    if (id == 0) {
-        return false;
-    }
-    const MaterialRecord* existing = material(id);
-    if (existing && !existing->deleted && !existing->implicit && implicit) {
-        return false;
-    }
-    MaterialRecord& record = materials_[id];
-    record.name = name;
-    record.secondName = secondName;
-    record.colour = colour;
-    record.implicit = implicit ? 1 : 0;
-    record.deleted = 0;
-    if (!implicit) {
-        usedMaterials_.insert(id);
-    }
-    if (id < palette_.size()) {
-        palette_[id] = colour;
-    }
-    materialsChanged();
-    return true;
-}
-
-bool ZmapDocument::renameMaterial(MaterialId id, const std::wstring& name, ColourPOD colour) {
-    const auto it = materials_.find(id);
-    if (it == materials_.end()) {
-        return false;
-    }
-    it->second.name = name;
-    it->second.colour = colour;
-    if (id < palette_.size()) {
-        palette_[id] = colour;
-    }
-    materialsChanged();
-    return true;
-}
-
-MaterialId ZmapDocument::addMaterial(const std::wstring& name, ColourPOD colour, bool implicit,
-                                     const std::wstring& secondName) {
-    // The lowest id that no record, live or deleted, holds.
-    std::uint32_t id = 1;
-    for (const auto& entry : materials_) {
-        if (entry.first != id) {
-            break;
-        }
-        ++id;
-    }
-    if (id > 0xFFFF) {
-        return 0;
-    }
-    std::wstring unique = name;
-    if (!implicit) {
-        for (int n = 1; materialIdOf(unique) != 0; ++n) {
-            unique = name + stringPrintf(L" %d", n);
-        }
-    }
-    setMaterial(static_cast<MaterialId>(id), unique, colour, implicit, secondName);
-    return static_cast<MaterialId>(id);
-}
-
-bool ZmapDocument::deleteMaterial(MaterialId id) {
-    const auto it = materials_.find(id);
-    if (it == materials_.end()) {
-        return false;
-    }
-    if (it->second.users > 0) {
-        it->second.deleted = 1;
-    } else {
-        materials_.erase(it);
-        if (id < palette_.size()) {
-            palette_[id] = ColourPOD{};
-        }
-    }
-    usedMaterials_.erase(id);
-    materialsChanged();
-    return true;
-}
-
-bool ZmapDocument::changeMaterialUsers(MaterialId id, std::int32_t delta) {
-    const auto it = materials_.find(id);
-    if (it == materials_.end()) {
-        return false;
-    }
-    it->second.users = std::max(0, it->second.users + delta);
-    if (it->second.deleted && it->second.users == 0) {
-        materials_.erase(it);
-        if (id < palette_.size()) {
-            palette_[id] = ColourPOD{};
-        }
-        materialsChanged();
-    }
-    return true;
-}
-
-void ZmapDocument::restoreMaterial(MaterialId id, const MaterialRecord* record) {
-    if (!record) {
-        deleteMaterial(id);
-        return;
-    }
-    if (id == 0) {
-        return;
-    }
-    MaterialRecord& entry = materials_[id];
-    entry.name = record->name;
-    entry.secondName = record->secondName;
-    entry.hotLink = record->hotLink;
-    entry.colour = record->colour;
-    entry.implicit = record->implicit;
-    entry.deleted = 0;
-    if (entry.implicit) {
-        usedMaterials_.erase(id);
-    } else {
-        usedMaterials_.insert(id);
-    }
-    if (id < palette_.size()) {
-        palette_[id] = record->colour;
-    }
-    materialsChanged();
-}
-
-bool ZmapDocument::setHotLink(MaterialId id, const MatHotLink& link) {
-    const auto it = materials_.find(id);
-    if (it == materials_.end()) {
-        return false;
-    }
-    it->second.hotLink = link;
-    materialsChanged();
-    return true;
-}
-
-void ZmapDocument::makeMaterialNamesUnique() {
-    std::wstring format = TQL::loadString(10131);
-    if (!isNameNumberFormat(format)) {
-        format = L"%ls %d";
-    }
-    // Groups of live materials by name without case, each in order of id.
-    std::map<std::wstring, std::vector<MaterialId>> groups;
-    for (const auto& [id, record] : materials_) {
-        if (!record.deleted) {
-            groups[lowercase(record.name)].push_back(id);
-        }
-    }
-    bool renamed = false;
-    for (const auto& [key, ids] : groups) {
-        if (ids.size() < 2) {
-            continue;
-        }
-        for (std::size_t i = 0; i < ids.size(); ++i) {
-            MaterialRecord& record = materials_[ids[i]];
-            if (i == 0 && !record.hotLink.empty()) {
-                continue;
-            }
-            const std::wstring base = record.name;
-            std::wstring candidate;
-            for (int n = 1;; ++n) {
-                candidate = stringPrintf(format.c_str(), base.c_str(), n);
-                if (materialIdOf(candidate) == 0) {
-                    break;
-                }
-            }
-            record.name = candidate;
-            renamed = true;
-        }
-    }
-    if (renamed) {
-        materialsChanged();
     }
 }

@@ -9,6 +9,7 @@
 #include "image/DocumentEditor.h"
 #include "image/MatBitmap.h"
 #include "image/MaterialRecord.h"
+#include "image/MaterialTable.h"
 #include "image/RgbBitmap.h"
 #include "image/ScratchBitmaps.h"
 #include "image/SpanPlanes.h"
@@ -163,10 +164,8 @@ public:
     std::uint16_t cutoutBlockItems = 0;
 
 private:
-    std::set<MaterialId> usedMaterials_;
     TileGeometry geometry_;
-    std::map<MaterialId, MaterialRecord> materials_;
-    std::array<ColourPOD, 256> palette_{};
+    MaterialTable materials_;
 
 public:
     /// Pixels per metre.
@@ -356,58 +355,49 @@ public:
     std::int32_t spanPlanes(std::int32_t x, std::int32_t y, bool wet, SpanPins& pins,
                             SpanPlanes& planes);
 
-    // The material table. Ids run from 1; the lowest free one is taken. Names are unique
-    // among live materials without regard to case. palette() holds the colours of ids below
-    // 256 and always equals the records.
+    // The material table (see MaterialTable); each change is told to the material listener.
 
-    const std::map<MaterialId, MaterialRecord>& materials() const { return materials_; }
-    const std::array<ColourPOD, 256>& palette() const { return palette_; }
-    /// Ids of the materials the user can see.
-    const std::set<MaterialId>& usedMaterials() const { return usedMaterials_; }
-    /// The record of `id`, deleted or not; null if there is none.
-    const MaterialRecord* material(MaterialId id) const;
-    /// The highest id in the table, 0 if empty.
-    MaterialId lastMaterialId() const;
-    /// A live (not deleted) record exists.
-    bool materialExists(MaterialId id) const;
-    bool materialDeleted(MaterialId id) const;
-    /// False colour: from the palette below 256, else from the record; black for no such id.
-    ColourPOD materialColour(MaterialId id) const;
-    /// Empty for no such id.
-    const std::wstring& materialName(MaterialId id) const;
-    /// An empty link for no such id.
-    const MatHotLink& materialHotLink(MaterialId id) const;
-    /// The live material of that name (case-blind), other than `excludingId`; 0 if none.
-    MaterialId materialIdOf(const std::wstring& name, MaterialId excludingId = 0) const;
-    /// Puts in `ids` the live materials whose names match the wild-card `pattern` ('*', '?',
-    /// case-blind), other than `excludingId`. True if any.
+    const MaterialTable& materialTable() const { return materials_; }
+    const std::map<MaterialId, MaterialRecord>& materials() const { return materials_.records(); }
+    const std::array<ColourPOD, 256>& palette() const { return materials_.palette(); }
+    const std::set<MaterialId>& usedMaterials() const { return materials_.used(); }
+    const MaterialRecord* material(MaterialId id) const { return materials_.record(id); }
+    MaterialId lastMaterialId() const { return materials_.lastId(); }
+    bool materialExists(MaterialId id) const { return materials_.exists(id); }
+    bool materialDeleted(MaterialId id) const { return materials_.isDeleted(id); }
+    ColourPOD materialColour(MaterialId id) const { return materials_.colour(id); }
+    const std::wstring& materialName(MaterialId id) const { return materials_.name(id); }
+    const MatHotLink& materialHotLink(MaterialId id) const { return materials_.hotLink(id); }
+    MaterialId materialIdOf(const std::wstring& name, MaterialId excludingId = 0) const {
+        return materials_.idOf(name, excludingId);
+    }
     bool matchMaterials(std::vector<MaterialId>& ids, const std::wstring& pattern,
-                        MaterialId excludingId = 0) const;
-    /// Creates or overwrites record `id` (1 and up). An explicit record is not overwritten by
-    /// an implicit one: then false. If not implicit, the id joins usedMaterials.
+                        MaterialId excludingId = 0) const {
+        return materials_.match(ids, pattern, excludingId);
+    }
     bool setMaterial(MaterialId id, const std::wstring& name, ColourPOD colour, bool implicit,
-                     const std::wstring& secondName = std::wstring());
-    /// Renames and recolours `id`; false if there is no such id.
-    bool renameMaterial(MaterialId id, const std::wstring& name, ColourPOD colour);
-    /// Adds a material at the lowest free id and returns it (0 if the table is full). An
-    /// explicit material whose name is taken is numbered: "Wall" becomes "Wall 1", "Wall 2"...
+                     const std::wstring& secondName = std::wstring()) {
+        return materials_.set(id, name, colour, implicit, secondName);
+    }
+    bool renameMaterial(MaterialId id, const std::wstring& name, ColourPOD colour) {
+        return materials_.rename(id, name, colour);
+    }
     MaterialId addMaterial(const std::wstring& name, ColourPOD colour, bool implicit,
-                           const std::wstring& secondName = std::wstring());
-    /// Erases `id`, or, if it has users, marks it deleted and keeps the id. False if none.
-    bool deleteMaterial(MaterialId id);
-    /// Adds `delta` to the users of `id`; a deleted record left without users is erased.
-    /// False if there is no such id.
-    bool changeMaterialUsers(MaterialId id, std::int32_t delta);
-    bool setHotLink(MaterialId id, const MatHotLink& link);
-    /// For undo: gives record `id` the name, second name, colour, hot link and implicit flag
-    /// of `record`, live, creating it if need be (a record's users stay as they are); or,
-    /// with a null `record`, deletes it as deleteMaterial does. Keeps the palette and
-    /// usedMaterials.
-    void restoreMaterial(MaterialId id, const MaterialRecord* record);
-    /// After a file is read: live materials of equal names (case-blind) are renamed with
-    /// string 10131 ("%ls %d": the name and a number), taking the first free name. The first
-    /// of a group keeps its name if it has a hot link.
-    void makeMaterialNamesUnique();
+                           const std::wstring& secondName = std::wstring()) {
+        return materials_.add(name, colour, implicit, secondName);
+    }
+    bool deleteMaterial(MaterialId id) { return materials_.remove(id); }
+    bool changeMaterialUsers(MaterialId id, std::int32_t delta) {
+        return materials_.changeUsers(id, delta);
+    }
+    bool setHotLink(MaterialId id, const MatHotLink& link) {
+        return materials_.setHotLink(id, link);
+    }
+    void restoreMaterial(MaterialId id, const MaterialRecord* record) {
+        materials_.restore(id, record);
+    }
+    /// After a file is read: names made unique among live materials.
+    void makeMaterialNamesUnique() { materials_.makeNamesUnique(); }
     /// The listener told of every change of the table (not owned; null for none).
     void setMaterialListener(MaterialListener* listener) { materialListener_ = listener; }
 
