@@ -7,8 +7,9 @@ class ZmapDocument;
 /// The bodies of the document commands that need files: new, open, save, save as, revert
 /// and import into a channel. One object serves every document of the process.
 ///
-/// - new makes a plain image (makePlainImage); the raster, panorama and model kinds need
-///   raster import and the model renderer and give -7 until those exist.
+/// - new makes a plain image (makePlainImage); the raster, panorama and model kinds are
+///   made by the commands that wrap these (raster import, the model renderer), and give -7
+///   here.
 /// - open takes only Zmap files (.zmp, .zmq): another known type reports message 10080
 ///   and gives -26, an unknown one message 10081 and -7. Progress texts 10074 and 10076
 ///   frame the reading; a warning (-20) reports 10072; any other failure reports the path

@@ -45,6 +45,23 @@ TEST(RasterCommands, ImportThenExportKeepsThePixels) {
     EXPECT_EQ(std::vector<int>(png.at(69, 39), png.at(69, 39) + 3), (std::vector<int>{12, 34, 56}));
 }
 
+TEST(RasterCommands, PanoramaImportMakesACubeDocument) {
+    const test::TempDir dir;
+    ASSERT_EQ(runCli({"new", "--size", "96x16", "--png", dir.file("strip.png")}).exitCode, 0);
+    auto result = runCli({"import", "--panorama", dir.file("strip.png"), dir.file("pano.zmq")});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const auto info = runCli({"info", dir.file("pano.zmq")});
+    ASSERT_EQ(info.exitCode, 0) << info.err;
+    EXPECT_NE(info.out.find("view: panorama"), std::string::npos) << info.out;
+    EXPECT_NE(info.out.find("width: 96"), std::string::npos) << info.out;
+    // A picture of another shape is refused with the reason and leaves no file.
+    ASSERT_EQ(runCli({"new", "--size", "50x40", "--png", dir.file("square.png")}).exitCode, 0);
+    result = runCli({"import", "--panorama", dir.file("square.png"), dir.file("no.zmq")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.err.find("50 x 40"), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.file("no.zmq")));
+}
+
 TEST(RasterCommands, BadInputsFailClearlyAndLeaveNoFile) {
     const test::TempDir dir;
     std::filesystem::path junk = dir.file("junk.png");

@@ -6,6 +6,9 @@
 
 /// Messages of the raster document commands: the path, then the reason.
 inline constexpr std::int32_t messageRasterFailed = 10703;
+/// A picture that can't be made into a panorama: the path, then the reason (10705).
+inline constexpr std::int32_t messagePanoramaFailed = 10704;
+inline constexpr std::int32_t messageNotPanoramaShape = 10705;
 
 /// The document commands with rasters: the raster kind of new document (a picture's size
 /// and pixels, its alpha laid over the background colour, no depth anywhere) and the import
@@ -17,6 +20,14 @@ inline constexpr std::int32_t messageRasterFailed = 10703;
 /// the material channels (4, 32) take its grey level (the mean of blue, green and red),
 /// depth as grey * 0x01010101 (white is no depth), material as the grey value. The change
 /// is one undo level and marks the document changed. -12 for another channel.
+///
+/// The panorama kinds of new document (from a file or a raster: both read the picture at
+/// the source path) make a cube panorama without depth, looking along the default camera's
+/// axis. The picture is either six square faces side by side, in the cube image's own face
+/// order (front, right, back, left, up, down), taken as they are; or a spherical
+/// (equirectangular) panorama twice as wide as high, its centre straight ahead, resampled
+/// bilinearly into faces of a quarter of its width. The pixels that neighbouring faces
+/// share are then made equal. Any other shape is refused with -7 and message 10704.
 ///
 /// A picture that can't be read reports message 10703 with the path and the reason and
 /// gives the reader's status.
@@ -37,5 +48,7 @@ public:
                        const ChannelImportArgument& argument) override;
 
 private:
+    void newPanorama(Status& status, ZmapDocument& document, const NewImageParams& params);
+
     DocumentCommands& next_;
 };

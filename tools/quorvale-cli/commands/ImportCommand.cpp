@@ -1,5 +1,7 @@
-// quorvale-cli import IN OUT.zmp: makes a new document from a picture file (BMP, TGA, TIFF,
-// JPEG, PNG, or the colour of another Zmap file): its size and pixels, no depth.
+// quorvale-cli import [--panorama] IN OUT: makes a new document from a picture file (BMP,
+// TGA, TIFF, JPEG, PNG, or the colour of another Zmap file): its size and pixels, no depth;
+// or, with --panorama, a cube panorama (.zmq) from six faces side by side or a spherical
+// picture.
 
 #include "CliSupport.h"
 #include "Command.h"
@@ -29,7 +31,7 @@ public:
 };
 
 int run(const std::vector<std::string>& args) {
-    cli::Arguments a(args, {});
+    cli::Arguments a(args, {}, {"panorama"});
     if (!a.ok()) {
         return cli::usageError(name, a.error());
     }
@@ -45,7 +47,7 @@ int run(const std::vector<std::string>& args) {
         doc.editor.setCommands(&commands);
         doc.editor.setMessages(&messages);
         NewImageParams params;
-        params.kind = NewImageKind::fromRaster;
+        params.kind = a.has("panorama") ? NewImageKind::panoramaFromFile : NewImageKind::fromRaster;
         params.sourcePath = utf8(in);
         Status status = status::ok;
         doc.editor.execute(status, commandNew, params);
@@ -66,9 +68,13 @@ int run(const std::vector<std::string>& args) {
 
 const cli::Command command{
     "import", "make a new document from a picture file",
-    "quorvale-cli import IN OUT.zmp\n"
-    "  IN   a picture: .bmp .dib .tga .tif .tiff .jpg .jpe .jpeg .png (or .zmp/.zmq colour)\n"
-    "  OUT  the new Quorvale document (.zmp); it has the picture's size and no depth",
+    "quorvale-cli import [--panorama] IN OUT\n"
+    "  IN          a picture: .bmp .dib .tga .tif .tiff .jpg .jpe .jpeg .png (or .zmp/.zmq\n"
+    "              colour)\n"
+    "  OUT         the new Quorvale document (.zmp); it has the picture's size and no depth\n"
+    "  --panorama  make a cube panorama (OUT.zmq) instead: IN is six square faces side by\n"
+    "              side (ahead, right, behind, left, up, down) or a spherical panorama twice\n"
+    "              as wide as high",
     run};
 const cli::CommandRegistration registration(command);
 
