@@ -2,9 +2,10 @@
 # One entry point for building and running Quorvale.
 #   ./quorvale.sh run     install what is needed, build, start the application
 #   ./quorvale.sh test    install what is needed, then what CI checks: the format, the gcc
-#                         build with ASan+UBSan and the whole suite
-#   ./quorvale.sh check-all   test, then the clang ThreadSanitizer build with the threaded
-#                         tests and the fuzz targets for 60 s each
+#                         build with ASan+UBSan and the whole suite, the clang build with
+#                         ThreadSanitizer and the threaded tests under it, and each fuzz
+#                         target for 60 s on its corpus (QUORVALE_QUICK=1: only the first
+#                         three, for a quick local run)
 #   ./quorvale.sh tsan    build with ThreadSanitizer and run the threaded tests
 #   ./quorvale.sh bench   build the release preset and run every benchmark
 #   ./quorvale.sh fuzz [seconds]   build the fuzz targets with clang and run each briefly
@@ -16,8 +17,9 @@ jobs=$(nproc)
 
 configure_and_build() {
     local preset=$1
+    shift
     cmake --preset "$preset" >/dev/null
-    cmake --build --preset "$preset" -j "$jobs"
+    cmake --build --preset "$preset" -j "$jobs" "$@"
 }
 
 cmd=${1:-run}
@@ -43,10 +45,10 @@ test)
     stage "format check" scripts/check-format.sh
     stage "gcc build (ASan+UBSan, -Werror)" configure_and_build debug
     stage "whole suite" suite "$@"
-    if [ "${QUORVALE_CHECK_ALL:-0}" = 1 ]; then
+    if [ "${QUORVALE_QUICK:-0}" != 1 ]; then
         stage "clang build (TSan, -Werror)" configure_and_build tsan
         stage "threaded tests under TSan" ctest --preset tsan
-        stage "fuzz targets build (clang)" configure_and_build fuzz
+        stage "fuzz targets build (clang)" configure_and_build fuzz --target fuzzers
         stage "fuzz targets, 60 s each" scripts/run-fuzzers.sh build/fuzz 60
     fi
     echo "=== times (total $SECONDS s)"
@@ -54,10 +56,6 @@ test)
     echo "=== the whole suite closed with:"
     grep -E "tests passed|tests failed out of" "$log" || true
     rm -f "$log"
-    ;;
-check-all)
-    export QUORVALE_CHECK_ALL=1
-    exec "$0" test "$@"
     ;;
 tsan)
     scripts/install-deps.sh
@@ -71,14 +69,14 @@ bench)
     ;;
 fuzz)
     scripts/install-deps.sh
-    configure_and_build fuzz
+    configure_and_build fuzz --target fuzzers
     scripts/run-fuzzers.sh build/fuzz "${1:-60}"
     ;;
 format)
     git ls-files '*.cpp' '*.h' | xargs clang-format -i
     ;;
 *)
-    echo "usage: $0 run|test|check-all|tsan|bench|fuzz [seconds]|format" >&2
+    echo "usage: $0 run|test|tsan|bench|fuzz [seconds]|format" >&2
     exit 2
     ;;
 esac
