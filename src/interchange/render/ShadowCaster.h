@@ -3,6 +3,7 @@
 #include "core/Extent.h"
 #include "core/Handle.h"
 #include "core/Point.h"
+#include "interchange/render/HugePageAllocator.h"
 #include "interchange/render/ShadowTree.h"
 #include "views/cameras/ParallelCamera.h"
 
@@ -81,7 +82,7 @@ public:
 
     /// The triangles as the light sees them, in the order added (those edge on to the
     /// light, which hide nothing, left out).
-    const std::vector<ShadowTriangle>& triangles() const { return store_; }
+    const HugePageVector<ShadowTriangle>& triangles() const { return store_; }
     const ShadowTree& tree() const { return tree_; }
 
 private:
@@ -89,7 +90,7 @@ private:
     /// The camera's projection, which is affine, packed: three rows then the translation.
     double m_[4][3];
     double bias_;
-    std::vector<ShadowTriangle> store_;
-    std::vector<ShadowFootprint> footprints_;
+    HugePageVector<ShadowTriangle> store_;
+    HugePageVector<ShadowFootprint> footprints_;
     ShadowTree tree_;
 };

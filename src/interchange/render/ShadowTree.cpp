@@ -91,7 +91,7 @@ std::size_t ShadowTree::entryCount() const {
     return count;
 }
 
-void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double slack,
+void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack,
                        unsigned threads) {
     levels_.clear();
     unbounded_.clear();
@@ -141,7 +141,7 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
 
     // The level of each triangle: the deepest at which it meets at most 2 by 2 nodes.
     constexpr std::uint8_t none = 0xFF;
-    std::vector<std::uint8_t> levelOf(footprints.size(), none);
+    HugePageVector<std::uint8_t> levelOf(footprints.size(), none);
     inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const ShadowFootprint& f = footprints[i];
@@ -229,7 +229,7 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
 
     // The lists by counting: the entries each node gets, their starts, then the entries,
     // placed in order of zLow, so that every list comes out nearest the light first.
-    std::vector<std::uint32_t> order;
+    HugePageVector<std::uint32_t> order;
     order.reserve(boundedCount);
     for (std::uint32_t i = 0; i < footprints.size(); ++i) {
         if (levelOf[i] != none) {
@@ -238,14 +238,14 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
     }
     // A stable radix sort on zLow as floats (the order of equal ones kept).
     {
-        std::vector<std::uint32_t> keys(footprints.size());
+        HugePageVector<std::uint32_t> keys(footprints.size());
         for (const std::uint32_t i : order) {
             // Float bits to unsigned keys in the order of the floats.
             const std::uint32_t bits =
                 std::bit_cast<std::uint32_t>(roundedDown(footprints[i].zLow));
             keys[i] = bits & 0x80000000u ? ~bits : bits | 0x80000000u;
         }
-        std::vector<std::uint32_t> other(order.size());
+        HugePageVector<std::uint32_t> other(order.size());
         for (int shift = 0; shift < 32; shift += 8) {
             std::size_t counts[257] = {};
             for (const std::uint32_t i : order) {
@@ -282,7 +282,7 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
         }
     }
     // Counts to starts, in blocks: a list takes whole blocks.
-    std::vector<std::vector<std::uint32_t>> filled(grids.size());
+    std::vector<HugePageVector<std::uint32_t>> filled(grids.size());
     for (std::size_t l = 0; l < grids.size(); ++l) {
         if (!used[l]) {
             continue;

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "interchange/render/HugePageAllocator.h"
+
 #include <bit>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -38,7 +41,7 @@ public:
     /// Lists triangle i with footprints[i], using up to `threads` threads for the work.
     /// `slack` is how far below 0 an edge value may be at a point that the exact test
     /// finds inside.
-    void build(const std::vector<ShadowFootprint>& footprints, double slack, unsigned threads);
+    void build(std::span<const ShadowFootprint> footprints, double slack, unsigned threads);
 
     /// Whether `test(i)` holds for some triangle i whose footprint holds (x, y) and whose
     /// zLow is below `limit`. Triangles are tried nearest the light first within a node.
@@ -125,8 +128,8 @@ private:
         /// Nodes per unit of x and y from the tree's low corner.
         double scaleX = 0, scaleY = 0;
         /// Node n's list is blocks[first[n]] to blocks[first[n + 1] - 1], sorted by zLow.
-        std::vector<std::uint32_t> first;
-        std::vector<Block> blocks;
+        HugePageVector<std::uint32_t> first;
+        HugePageVector<Block> blocks;
 
         /// The node of a point at (dx, dy) from the tree's low corner (both >= 0).
         std::size_t nodeOf(double dx, double dy) const {
