@@ -159,6 +159,29 @@ TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
             // Both answers were asked for often enough to matter.
             EXPECT_GT(blocked, 1000);
             EXPECT_GT(lit, 1000);
+
+            // Points beyond a triangle along the light by about the bias, so that it
+            // blocks them or just fails to, some on its edges: where rounding in a quick
+            // test could tip the answer.
+            const Point<3> probe = caster.toLight(bounds.centre());
+            const double bias = probe.z() - caster.limitAt(probe);
+            int near = 0, nearWrong = 0;
+            for (int n = 0; n < 6000; ++n) {
+                const Triangle& t = scene[pick(random)];
+                double u = unit(random), v = n % 3 == 0 ? 0 : unit(random);
+                if (u + v > 1) {
+                    u = 1 - u;
+                    v = 1 - v;
+                }
+                Point<3> q = caster.toLight(t[0] + (t[1] - t[0]) * u + (t[2] - t[0]) * v);
+                const double beyond = bias * (1 + (n % 7 - 3) * 1e-9);
+                q = Point<3>(q.x(), q.y(), q.z() + beyond);
+                const bool expected = blockedByAny(caster, q, 0xFFFFFFF0u);
+                nearWrong += caster.blocked(q, 0xFFFFFFF0u, hint) != expected;
+                near += expected;
+            }
+            EXPECT_EQ(nearWrong, 0);
+            EXPECT_GT(near, 1000);
         }
     }
 }

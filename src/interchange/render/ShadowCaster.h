@@ -70,13 +70,14 @@ public:
         if (hint < store_.size() && store_[hint].blocks(x, y, limit, owner)) {
             return true;
         }
-        return tree_.any(x, y, limit, [&](std::uint32_t i) {
-            if (!store_[i].blocks(x, y, limit, owner)) {
-                return false;
-            }
-            hint = i;
-            return true;
+        const std::uint32_t found = tree_.find(x, y, limit, owner, [&](std::uint32_t i) {
+            return store_[i].blocks(x, y, limit, owner);
         });
+        if (found == ShadowTree::none) {
+            return false;
+        }
+        hint = found;
+        return true;
     }
     static constexpr std::uint32_t noHint = 0xFFFFFFFFu;
 

@@ -18,20 +18,16 @@ constexpr std::size_t nodesPerTriangle = 8;
 /// A relative allowance for the rounding of an edge value worked out in floats (some ten
 /// times the worst case for a point and edge rounded to floats).
 constexpr double floatRounding = 1e-5;
+/// The same for a depth, whose plane is not scaled as the edges are: more than twice the
+/// worst case, so that a depth plane raised or lowered by it, worked out in floats, still
+/// lies above or below the plane worked out in doubles.
+constexpr double depthRounding = 1e-6;
 /// The main level takes a triangle that meets at most this many of its nodes, ...
 constexpr std::size_t mainNodesPerTriangle = 16;
 /// ... and must take this share of the triangles ...
 constexpr double mainShare = 0.9;
 /// ... with no more entries than this a triangle.
 constexpr double mainEntriesPerTriangle = 4;
-
-float roundedDown(double v) {
-    float f = static_cast<float>(v);
-    if (static_cast<double>(f) > v) {
-        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
-    }
-    return f;
-}
 
 bool bounded(const ShadowFootprint& f) {
     return f.x0 <= f.x1 && f.y0 <= f.y1;
@@ -140,8 +136,8 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
     };
 
     // The level of each triangle: the deepest at which it meets at most 2 by 2 nodes.
-    constexpr std::uint8_t none = 0xFF;
-    HugePageVector<std::uint8_t> levelOf(footprints.size(), none);
+    constexpr std::uint8_t noLevel = 0xFF;
+    HugePageVector<std::uint8_t> levelOf(footprints.size(), noLevel);
     inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const ShadowFootprint& f = footprints[i];
@@ -173,7 +169,7 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
     // large for it keep their own, coarser levels.
     std::vector<std::size_t> ofLevel(grids.size() + 1, 0);
     for (const std::uint8_t l : levelOf) {
-        ++ofLevel[l == none ? grids.size() : l];
+        ++ofLevel[l == noLevel ? grids.size() : l];
     }
     const std::size_t boundedCount = footprints.size() - ofLevel[grids.size()];
     // A first guess: a level below that of all but a tenth of the triangles.
@@ -191,7 +187,7 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
             std::size_t partEntries = 0, partKept = 0;
             for (std::size_t i = begin; i < end; ++i) {
-                if (levelOf[i] == none) {
+                if (levelOf[i] == noLevel) {
                     continue;
                 }
                 const Span sp = spanAt(footprints[i], g);
@@ -216,7 +212,7 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         const Level& g = grids[static_cast<std::size_t>(main)];
         inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
-                if (levelOf[i] == none || levelOf[i] == main) {
+                if (levelOf[i] == noLevel || levelOf[i] == main) {
                     continue;
                 }
                 const Span sp = spanAt(footprints[i], g);
@@ -232,7 +228,7 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
     HugePageVector<std::uint32_t> order;
     order.reserve(boundedCount);
     for (std::uint32_t i = 0; i < footprints.size(); ++i) {
-        if (levelOf[i] != none) {
+        if (levelOf[i] != noLevel) {
             order.push_back(i);
         }
     }
@@ -263,7 +259,7 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
 
     std::vector<bool> used(grids.size(), false);
     for (const std::uint8_t l : levelOf) {
-        if (l != none) {
+        if (l != noLevel) {
             used[l] = true;
         }
     }
@@ -301,6 +297,10 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         g.blocks.assign(blocks, empty);
         filled[l].assign(g.first.size() - 1, 0);
     }
+    // What rounding to floats can take off an edge value, over the tree's box; the exact
+    // test's own slack comes on top.
+    const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
+    edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
     for (const std::uint32_t i : order) {
         Level& g = grids[levelOf[i]];
         const ShadowFootprint& f = footprints[i];
@@ -310,6 +310,11 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         for (int k = 0; k < 9; ++k) {
             edge[k] = static_cast<float>(f.edges[k]);
         }
+        const double* d = f.depth;
+        const double allowance =
+            depthRounding * (1 + (std::fabs(d[0]) + std::fabs(d[1])) * reach + std::fabs(d[2]));
+        const float depth[4] = {static_cast<float>(d[0]), static_cast<float>(d[1]),
+                                roundedUp(d[2] + allowance), roundedDown(d[2] - allowance)};
         for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
             for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
                 const std::size_t node = std::size_t(y) * g.side + x;
@@ -320,14 +325,14 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
                 for (int k = 0; k < 9; ++k) {
                     b.edge[k][lane] = edge[k];
                 }
+                for (int k = 0; k < 4; ++k) {
+                    b.depth[k][lane] = depth[k];
+                }
                 b.triangle[lane] = i;
+                b.owner[lane] = f.owner;
             }
         }
     }
-    // What rounding to floats can take off an edge value, over the tree's box; the exact
-    // test's own slack comes on top.
-    const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
-    edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
     for (std::size_t l = 0; l < grids.size(); ++l) {
         if (used[l]) {
             levels_.push_back(std::move(grids[l]));
