@@ -125,7 +125,7 @@ TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
             // renderer keeps it.
             std::uniform_real_distribution<double> unit(0, 1);
             std::uniform_int_distribution<std::size_t> pick(0, scene.size() - 1);
-            std::uint32_t hint = ShadowCaster::noHint;
+            ShadowCaster::Hint hint;
             int blocked = 0, lit = 0, wrong = 0;
             for (int n = 0; n < 20000; ++n) {
                 Point<3> p;
@@ -195,11 +195,11 @@ TEST(ShadowCaster, PointsOnSharedEdgesAndBesideTheModel) {
     caster.add({-2, -2, 5}, {2, 2, 5}, {-2, 2, 5}, 1);
     caster.add({-10, -10, 0}, {10, -10, 0}, {10, 10, 0}, 2);
     caster.build(1);
-    std::uint32_t hint = ShadowCaster::noHint;
+    ShadowCaster::Hint hint;
     for (int i = 0; i <= 400; ++i) {
         const double f = -2 + i / 100.0;
         EXPECT_TRUE(caster.blocked(caster.toLight(Point<3>(f, f, 0)), 2, hint)) << f;
-        hint = ShadowCaster::noHint;
+        hint = {};
     }
     EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(2.01, 0, 0)), 2, hint));
     EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(30, 30, 0)), 5, hint));

@@ -48,11 +48,21 @@ public:
     /// finds inside.
     void build(std::span<const ShadowFootprint> footprints, double slack, unsigned threads);
 
+    struct Block;
+    /// An entry of the tree to try first: the last blocker found, which mostly blocks the
+    /// next point too. It belongs to the tree that set it; start with a default one.
+    struct Hint {
+        const Block* block = nullptr;
+        unsigned lane = 0;
+    };
+
     /// A triangle i other than `owner` that blocks (x, y) at `limit`, or `none`: one whose
-    /// exact test `test(i)` holds. Triangles are tried nearest the light first within a
-    /// node; the floats answer for the triangles whose exact test they can foretell.
+    /// exact test `test(i)` holds. The hint's entry is tried first, then the triangles of
+    /// the point's nodes, nearest the light first; the floats answer for the triangles
+    /// whose exact test they can foretell. The hint is set to the blocker found in a list.
     template <class Test>
-    std::uint32_t find(double x, double y, double limit, std::uint32_t owner, Test&& test) const {
+    std::uint32_t find(double x, double y, double limit, std::uint32_t owner, Hint& hint,
+                       Test&& test) const {
         for (const std::uint32_t i : unbounded_) {
             if (test(i)) {
                 return i;
@@ -66,6 +76,13 @@ public:
         // a triangle that may be nearer.
         const Query q{static_cast<float>(x), static_cast<float>(y), roundedDown(limit),
                       roundedUp(limit), owner};
+        if (hint.block) {
+            const Block::Answer a = hint.block->test(q, edgeAllowance_);
+            const std::uint32_t i = hint.block->triangle[hint.lane];
+            if (((a.sure >> hint.lane) & 1) || (((a.may >> hint.lane) & 1) && test(i))) {
+                return i;
+            }
+        }
         for (const Level& level : levels_) {
             const std::size_t node = level.nodeOf(x - x0_, y - y0_);
             const Block* b = level.blocks.data() + level.first[node];
@@ -76,12 +93,14 @@ public:
                 }
                 const Block::Answer a = b->test(q, edgeAllowance_);
                 if (a.sure) {
-                    return b->triangle[std::countr_zero(a.sure)];
+                    hint = {b, static_cast<unsigned>(std::countr_zero(a.sure))};
+                    return b->triangle[hint.lane];
                 }
                 for (unsigned may = a.may; may; may &= may - 1) {
-                    const std::uint32_t i = b->triangle[std::countr_zero(may)];
-                    if (test(i)) {
-                        return i;
+                    const auto lane = static_cast<unsigned>(std::countr_zero(may));
+                    if (test(b->triangle[lane])) {
+                        hint = {b, lane};
+                        return b->triangle[lane];
                     }
                 }
             }
@@ -114,6 +133,7 @@ private:
         std::uint32_t owner;
     };
 
+public:
     /// Four entries of a list, side by side for testing them at once. A list ends in
     /// entries that hold no point (zLow infinite, an edge -infinite everywhere).
     struct alignas(64) Block {
@@ -182,6 +202,8 @@ private:
 #endif
         }
     };
+
+private:
     struct Level {
         int depth = 0;
         std::uint32_t side = 1;
