@@ -223,6 +223,51 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         });
     }
 
+    // Each listed triangle's entry, packed as a list holds it, and the nodes it meets at
+    // its level, worked out in the triangles' order (on every core): the passes below
+    // then read these small records rather than the footprints and exact records.
+    struct Packed {
+        float zLow;
+        float edge[9];
+        float depth[4];
+        std::uint32_t triangle, owner;
+    };
+    struct Nodes {
+        std::uint16_t x0, y0, x1, y1;
+    };
+    static_assert(deepestLevel <= 16, "node numbers are kept in 16 bits");
+    // What rounding to floats can take off an edge value, over the tree's box; the exact
+    // test's own slack comes on top.
+    const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
+    edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
+    HugePageVector<Packed> packed(footprints.size());
+    HugePageVector<Nodes> nodes(footprints.size());
+    inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            if (levelOf[i] == noLevel) {
+                continue;
+            }
+            const ShadowFootprint& f = footprints[i];
+            const Span s = spanAt(f, grids[levelOf[i]]);
+            nodes[i] = {static_cast<std::uint16_t>(s.x0), static_cast<std::uint16_t>(s.y0),
+                        static_cast<std::uint16_t>(s.x1), static_cast<std::uint16_t>(s.y1)};
+            Packed& e = packed[i];
+            e.zLow = roundedDown(f.zLow);
+            for (int k = 0; k < 9; ++k) {
+                e.edge[k] = static_cast<float>(f.edges[k]);
+            }
+            const double* d = f.depth;
+            const double allowance =
+                depthRounding * (1 + (std::fabs(d[0]) + std::fabs(d[1])) * reach + std::fabs(d[2]));
+            e.depth[0] = static_cast<float>(d[0]);
+            e.depth[1] = static_cast<float>(d[1]);
+            e.depth[2] = roundedUp(d[2] + allowance);
+            e.depth[3] = roundedDown(d[2] - allowance);
+            e.triangle = static_cast<std::uint32_t>(i);
+            e.owner = f.owner;
+        }
+    });
+
     // The lists by counting: the entries each node gets, their starts, then the entries,
     // placed in order of zLow, so that every list comes out nearest the light first.
     HugePageVector<std::uint32_t> order;
@@ -237,8 +282,7 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         HugePageVector<std::uint32_t> keys(footprints.size());
         for (const std::uint32_t i : order) {
             // Float bits to unsigned keys in the order of the floats.
-            const std::uint32_t bits =
-                std::bit_cast<std::uint32_t>(roundedDown(footprints[i].zLow));
+            const std::uint32_t bits = std::bit_cast<std::uint32_t>(packed[i].zLow);
             keys[i] = bits & 0x80000000u ? ~bits : bits | 0x80000000u;
         }
         HugePageVector<std::uint32_t> other(order.size());
@@ -268,17 +312,23 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
             grids[l].first.assign(std::size_t(grids[l].side) * grids[l].side + 1, 0);
         }
     }
-    for (const std::uint32_t i : order) {
+    for (std::uint32_t i = 0; i < footprints.size(); ++i) {
+        if (levelOf[i] == noLevel) {
+            continue;
+        }
         Level& g = grids[levelOf[i]];
-        const Span s = spanAt(footprints[i], g);
+        const Nodes s = nodes[i];
         for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
             for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
                 ++g.first[std::size_t(y) * g.side + x + 1];
             }
         }
     }
-    // Counts to starts, in blocks: a list takes whole blocks.
-    std::vector<HugePageVector<std::uint32_t>> filled(grids.size());
+    // Counts to starts, in blocks (a list takes whole blocks); then the triangle of every
+    // entry, in order of zLow, at its place in its node's list (none in the unused places
+    // at a list's end).
+    constexpr std::uint32_t noEntry = 0xFFFFFFFFu;
+    std::vector<HugePageVector<std::uint32_t>> filled(grids.size()), entries(grids.size());
     for (std::size_t l = 0; l < grids.size(); ++l) {
         if (!used[l]) {
             continue;
@@ -289,49 +339,61 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
             const std::uint32_t count = g.first[n];
             g.first[n] = blocks += (count + Block::lanes - 1) / Block::lanes;
         }
-        Block empty{};
-        for (unsigned k = 0; k < Block::lanes; ++k) {
-            empty.zLow[k] = INFINITY;
-            empty.edge[2][k] = -INFINITY;
-        }
-        g.blocks.assign(blocks, empty);
+        entries[l].assign(std::size_t(blocks) * Block::lanes, noEntry);
         filled[l].assign(g.first.size() - 1, 0);
     }
-    // What rounding to floats can take off an edge value, over the tree's box; the exact
-    // test's own slack comes on top.
-    const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
-    edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
     for (const std::uint32_t i : order) {
-        Level& g = grids[levelOf[i]];
-        const ShadowFootprint& f = footprints[i];
-        const Span s = spanAt(f, g);
-        const float zLow = roundedDown(f.zLow);
-        float edge[9];
-        for (int k = 0; k < 9; ++k) {
-            edge[k] = static_cast<float>(f.edges[k]);
-        }
-        const double* d = f.depth;
-        const double allowance =
-            depthRounding * (1 + (std::fabs(d[0]) + std::fabs(d[1])) * reach + std::fabs(d[2]));
-        const float depth[4] = {static_cast<float>(d[0]), static_cast<float>(d[1]),
-                                roundedUp(d[2] + allowance), roundedDown(d[2] - allowance)};
+        const std::uint8_t l = levelOf[i];
+        const Level& g = grids[l];
+        const Nodes s = nodes[i];
         for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
             for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
                 const std::size_t node = std::size_t(y) * g.side + x;
-                const std::uint32_t slot = filled[levelOf[i]][node]++;
-                Block& b = g.blocks[g.first[node] + slot / Block::lanes];
-                const unsigned lane = slot % Block::lanes;
-                b.zLow[lane] = zLow;
-                for (int k = 0; k < 9; ++k) {
-                    b.edge[k][lane] = edge[k];
-                }
-                for (int k = 0; k < 4; ++k) {
-                    b.depth[k][lane] = depth[k];
-                }
-                b.triangle[lane] = i;
-                b.owner[lane] = f.owner;
+                entries[l][std::size_t(g.first[node]) * Block::lanes + filled[l][node]++] = i;
             }
         }
+    }
+    // The blocks in the order they lie in memory (on every core), each lane copied from
+    // its triangle's packed entry; a lane without one holds no point.
+    for (std::size_t l = 0; l < grids.size(); ++l) {
+        if (!used[l]) {
+            continue;
+        }
+        Level& g = grids[l];
+        g.blocks.resize(entries[l].size() / Block::lanes);
+        const std::uint32_t* entry = entries[l].data();
+        inParts(g.blocks.size(), threads, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t j = begin; j < end; ++j) {
+                Block& b = g.blocks[j];
+                for (unsigned lane = 0; lane < Block::lanes; ++lane) {
+                    const std::uint32_t i = entry[j * Block::lanes + lane];
+                    if (i == noEntry) {
+                        b.zLow[lane] = INFINITY;
+                        for (int k = 0; k < 9; ++k) {
+                            b.edge[k][lane] = 0;
+                        }
+                        b.edge[2][lane] = -INFINITY;
+                        for (int k = 0; k < 4; ++k) {
+                            b.depth[k][lane] = 0;
+                        }
+                        b.triangle[lane] = noEntry;
+                        b.owner[lane] = noEntry;
+                        continue;
+                    }
+                    const Packed& e = packed[i];
+                    b.zLow[lane] = e.zLow;
+                    for (int k = 0; k < 9; ++k) {
+                        b.edge[k][lane] = e.edge[k];
+                    }
+                    for (int k = 0; k < 4; ++k) {
+                        b.depth[k][lane] = e.depth[k];
+                    }
+                    b.triangle[lane] = e.triangle;
+                    b.owner[lane] = e.owner;
+                }
+            }
+        });
+        entries[l] = {};
     }
     for (std::size_t l = 0; l < grids.size(); ++l) {
         if (used[l]) {

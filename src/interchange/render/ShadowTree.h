@@ -138,6 +138,8 @@ public:
     /// entries that hold no point (zLow infinite, an edge -infinite everywhere).
     struct alignas(64) Block {
         static constexpr unsigned lanes = 4;
+        /// Left as they are when made: the tree's build writes every field.
+        Block() {}
         float zLow[lanes];
         /// The edge equations in floats: a, b, c of each edge in turn.
         float edge[9][lanes];
