@@ -125,7 +125,7 @@ TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
             // renderer keeps it.
             std::uniform_real_distribution<double> unit(0, 1);
             std::uniform_int_distribution<std::size_t> pick(0, scene.size() - 1);
-            std::uint32_t hint = ShadowCaster::noHint;
+            ShadowCaster::Hint hint;
             int blocked = 0, lit = 0, wrong = 0;
             for (int n = 0; n < 20000; ++n) {
                 Point<3> p;
@@ -159,6 +159,29 @@ TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
             // Both answers were asked for often enough to matter.
             EXPECT_GT(blocked, 1000);
             EXPECT_GT(lit, 1000);
+
+            // Points beyond a triangle along the light by about the bias, so that it
+            // blocks them or just fails to, some on its edges: where rounding in a quick
+            // test could tip the answer.
+            const Point<3> probe = caster.toLight(bounds.centre());
+            const double bias = probe.z() - caster.limitAt(probe);
+            int near = 0, nearWrong = 0;
+            for (int n = 0; n < 6000; ++n) {
+                const Triangle& t = scene[pick(random)];
+                double u = unit(random), v = n % 3 == 0 ? 0 : unit(random);
+                if (u + v > 1) {
+                    u = 1 - u;
+                    v = 1 - v;
+                }
+                Point<3> q = caster.toLight(t[0] + (t[1] - t[0]) * u + (t[2] - t[0]) * v);
+                const double beyond = bias * (1 + (n % 7 - 3) * 1e-9);
+                q = Point<3>(q.x(), q.y(), q.z() + beyond);
+                const bool expected = blockedByAny(caster, q, 0xFFFFFFF0u);
+                nearWrong += caster.blocked(q, 0xFFFFFFF0u, hint) != expected;
+                near += expected;
+            }
+            EXPECT_EQ(nearWrong, 0);
+            EXPECT_GT(near, 1000);
         }
     }
 }
@@ -172,11 +195,11 @@ TEST(ShadowCaster, PointsOnSharedEdgesAndBesideTheModel) {
     caster.add({-2, -2, 5}, {2, 2, 5}, {-2, 2, 5}, 1);
     caster.add({-10, -10, 0}, {10, -10, 0}, {10, 10, 0}, 2);
     caster.build(1);
-    std::uint32_t hint = ShadowCaster::noHint;
+    ShadowCaster::Hint hint;
     for (int i = 0; i <= 400; ++i) {
         const double f = -2 + i / 100.0;
         EXPECT_TRUE(caster.blocked(caster.toLight(Point<3>(f, f, 0)), 2, hint)) << f;
-        hint = ShadowCaster::noHint;
+        hint = {};
     }
     EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(2.01, 0, 0)), 2, hint));
     EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(30, 30, 0)), 5, hint));

@@ -20,8 +20,8 @@ ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights, Trian
             continue;
         }
         const Ray axes = light.direction();
-        lights_.push_back({1u << i, axes.z(), std::make_unique<ShadowCaster>(axes, bounds, bias),
-                           ShadowCaster::noHint});
+        lights_.push_back(
+            {1u << i, axes.z(), std::make_unique<ShadowCaster>(axes, bounds, bias), {}});
         allBits_ |= 1u << i;
     }
     if (lights_.empty()) {

@@ -43,7 +43,7 @@ private:
         std::uint32_t bit; ///< the light's bit in a mask
         Vector<3> travel;  ///< the direction the light travels
         std::unique_ptr<ShadowCaster> caster;
-        std::uint32_t hint; ///< the last blocker found
+        ShadowCaster::Hint hint; ///< the last blocker found
     };
     std::vector<ShadowLight> lights_;
     std::uint32_t allBits_ = 0;

@@ -70,14 +70,14 @@ void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
 
     // The footprint: the triangle grown by `reach` at every edge, whose corners are the
     // corners moved out along their bisectors, and its least depth (at one of them).
-    ShadowFootprint f{INFINITY, INFINITY, -INFINITY, -INFINITY, INFINITY, nullptr};
+    ShadowFootprint f{INFINITY, INFINITY, -INFINITY, -INFINITY, INFINITY, nullptr, nullptr, owner};
     double largest = 0;
     for (int k = 0; k < 3; ++k) {
         const double* na = t.edge[(k + 2) % 3];
         const double* nb = t.edge[k];
         const double denominator = 1 + na[0] * nb[0] + na[1] * nb[1];
         if (!(denominator > sharpest)) {
-            f = {1, 1, 0, 0, -INFINITY, nullptr};
+            f = {1, 1, 0, 0, -INFINITY, nullptr, nullptr, owner};
             break;
         }
         const double dx = -reach * (na[0] + nb[0]) / denominator;
@@ -106,6 +106,7 @@ void ShadowCaster::reserve(std::size_t triangles) {
 void ShadowCaster::build(unsigned threads) {
     for (std::size_t i = 0; i < store_.size(); ++i) {
         footprints_[i].edges = &store_[i].edge[0][0];
+        footprints_[i].depth = &store_[i].dzdx;
     }
     tree_.build(footprints_, ShadowTriangle::slack, threads);
     footprints_.clear();

@@ -3,6 +3,7 @@
 #include "core/Extent.h"
 #include "core/Handle.h"
 #include "core/Point.h"
+#include "interchange/render/HugePageAllocator.h"
 #include "interchange/render/ShadowTree.h"
 #include "views/cameras/ParallelCamera.h"
 
@@ -60,28 +61,20 @@ public:
     /// depth less the bias.
     double limitAt(const Point<3>& q) const { return q.z() - bias_; }
 
+    using Hint = ShadowTree::Hint;
     /// Whether a triangle other than `owner` lies between the light and the point `q`
-    /// (in the light's coordinates). `hint` names a triangle to try first (the caller's
-    /// last blocker, since neighbouring points are mostly blocked by the same one); it is
-    /// set to the blocker found. Start with noHint.
-    bool blocked(const Point<3>& q, std::uint32_t owner, std::uint32_t& hint) const {
+    /// (in the light's coordinates). `hint` is the caller's running hint (neighbouring
+    /// points are mostly blocked by the same triangle); start with a default one.
+    bool blocked(const Point<3>& q, std::uint32_t owner, Hint& hint) const {
         const double x = q.x(), y = q.y(), limit = limitAt(q);
-        if (hint < store_.size() && store_[hint].blocks(x, y, limit, owner)) {
-            return true;
-        }
-        return tree_.any(x, y, limit, [&](std::uint32_t i) {
-            if (!store_[i].blocks(x, y, limit, owner)) {
-                return false;
-            }
-            hint = i;
-            return true;
-        });
+        return tree_.find(x, y, limit, owner, hint, [&](std::uint32_t i) {
+            return store_[i].blocks(x, y, limit, owner);
+        }) != ShadowTree::none;
     }
-    static constexpr std::uint32_t noHint = 0xFFFFFFFFu;
 
     /// The triangles as the light sees them, in the order added (those edge on to the
     /// light, which hide nothing, left out).
-    const std::vector<ShadowTriangle>& triangles() const { return store_; }
+    const HugePageVector<ShadowTriangle>& triangles() const { return store_; }
     const ShadowTree& tree() const { return tree_; }
 
 private:
@@ -89,7 +82,7 @@ private:
     /// The camera's projection, which is affine, packed: three rows then the translation.
     double m_[4][3];
     double bias_;
-    std::vector<ShadowTriangle> store_;
-    std::vector<ShadowFootprint> footprints_;
+    HugePageVector<ShadowTriangle> store_;
+    HugePageVector<ShadowFootprint> footprints_;
     ShadowTree tree_;
 };

@@ -18,20 +18,16 @@ constexpr std::size_t nodesPerTriangle = 8;
 /// A relative allowance for the rounding of an edge value worked out in floats (some ten
 /// times the worst case for a point and edge rounded to floats).
 constexpr double floatRounding = 1e-5;
+/// The same for a depth, whose plane is not scaled as the edges are: more than twice the
+/// worst case, so that a depth plane raised or lowered by it, worked out in floats, still
+/// lies above or below the plane worked out in doubles.
+constexpr double depthRounding = 1e-6;
 /// The main level takes a triangle that meets at most this many of its nodes, ...
 constexpr std::size_t mainNodesPerTriangle = 16;
 /// ... and must take this share of the triangles ...
 constexpr double mainShare = 0.9;
 /// ... with no more entries than this a triangle.
 constexpr double mainEntriesPerTriangle = 4;
-
-float roundedDown(double v) {
-    float f = static_cast<float>(v);
-    if (static_cast<double>(f) > v) {
-        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
-    }
-    return f;
-}
 
 bool bounded(const ShadowFootprint& f) {
     return f.x0 <= f.x1 && f.y0 <= f.y1;
@@ -91,7 +87,7 @@ std::size_t ShadowTree::entryCount() const {
     return count;
 }
 
-void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double slack,
+void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack,
                        unsigned threads) {
     levels_.clear();
     unbounded_.clear();
@@ -140,8 +136,8 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
     };
 
     // The level of each triangle: the deepest at which it meets at most 2 by 2 nodes.
-    constexpr std::uint8_t none = 0xFF;
-    std::vector<std::uint8_t> levelOf(footprints.size(), none);
+    constexpr std::uint8_t noLevel = 0xFF;
+    HugePageVector<std::uint8_t> levelOf(footprints.size(), noLevel);
     inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const ShadowFootprint& f = footprints[i];
@@ -173,7 +169,7 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
     // large for it keep their own, coarser levels.
     std::vector<std::size_t> ofLevel(grids.size() + 1, 0);
     for (const std::uint8_t l : levelOf) {
-        ++ofLevel[l == none ? grids.size() : l];
+        ++ofLevel[l == noLevel ? grids.size() : l];
     }
     const std::size_t boundedCount = footprints.size() - ofLevel[grids.size()];
     // A first guess: a level below that of all but a tenth of the triangles.
@@ -191,7 +187,7 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
         inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
             std::size_t partEntries = 0, partKept = 0;
             for (std::size_t i = begin; i < end; ++i) {
-                if (levelOf[i] == none) {
+                if (levelOf[i] == noLevel) {
                     continue;
                 }
                 const Span sp = spanAt(footprints[i], g);
@@ -216,7 +212,7 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
         const Level& g = grids[static_cast<std::size_t>(main)];
         inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
-                if (levelOf[i] == none || levelOf[i] == main) {
+                if (levelOf[i] == noLevel || levelOf[i] == main) {
                     continue;
                 }
                 const Span sp = spanAt(footprints[i], g);
@@ -227,25 +223,69 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
         });
     }
 
+    // Each listed triangle's entry, packed as a list holds it, and the nodes it meets at
+    // its level, worked out in the triangles' order (on every core): the passes below
+    // then read these small records rather than the footprints and exact records.
+    struct Packed {
+        float zLow;
+        float edge[9];
+        float depth[4];
+        std::uint32_t triangle, owner;
+    };
+    struct Nodes {
+        std::uint16_t x0, y0, x1, y1;
+    };
+    static_assert(deepestLevel <= 16, "node numbers are kept in 16 bits");
+    // What rounding to floats can take off an edge value, over the tree's box; the exact
+    // test's own slack comes on top.
+    const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
+    edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
+    HugePageVector<Packed> packed(footprints.size());
+    HugePageVector<Nodes> nodes(footprints.size());
+    inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            if (levelOf[i] == noLevel) {
+                continue;
+            }
+            const ShadowFootprint& f = footprints[i];
+            const Span s = spanAt(f, grids[levelOf[i]]);
+            nodes[i] = {static_cast<std::uint16_t>(s.x0), static_cast<std::uint16_t>(s.y0),
+                        static_cast<std::uint16_t>(s.x1), static_cast<std::uint16_t>(s.y1)};
+            Packed& e = packed[i];
+            e.zLow = roundedDown(f.zLow);
+            for (int k = 0; k < 9; ++k) {
+                e.edge[k] = static_cast<float>(f.edges[k]);
+            }
+            const double* d = f.depth;
+            const double allowance =
+                depthRounding * (1 + (std::fabs(d[0]) + std::fabs(d[1])) * reach + std::fabs(d[2]));
+            e.depth[0] = static_cast<float>(d[0]);
+            e.depth[1] = static_cast<float>(d[1]);
+            e.depth[2] = roundedUp(d[2] + allowance);
+            e.depth[3] = roundedDown(d[2] - allowance);
+            e.triangle = static_cast<std::uint32_t>(i);
+            e.owner = f.owner;
+        }
+    });
+
     // The lists by counting: the entries each node gets, their starts, then the entries,
     // placed in order of zLow, so that every list comes out nearest the light first.
-    std::vector<std::uint32_t> order;
+    HugePageVector<std::uint32_t> order;
     order.reserve(boundedCount);
     for (std::uint32_t i = 0; i < footprints.size(); ++i) {
-        if (levelOf[i] != none) {
+        if (levelOf[i] != noLevel) {
             order.push_back(i);
         }
     }
     // A stable radix sort on zLow as floats (the order of equal ones kept).
     {
-        std::vector<std::uint32_t> keys(footprints.size());
+        HugePageVector<std::uint32_t> keys(footprints.size());
         for (const std::uint32_t i : order) {
             // Float bits to unsigned keys in the order of the floats.
-            const std::uint32_t bits =
-                std::bit_cast<std::uint32_t>(roundedDown(footprints[i].zLow));
+            const std::uint32_t bits = std::bit_cast<std::uint32_t>(packed[i].zLow);
             keys[i] = bits & 0x80000000u ? ~bits : bits | 0x80000000u;
         }
-        std::vector<std::uint32_t> other(order.size());
+        HugePageVector<std::uint32_t> other(order.size());
         for (int shift = 0; shift < 32; shift += 8) {
             std::size_t counts[257] = {};
             for (const std::uint32_t i : order) {
@@ -263,7 +303,7 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
 
     std::vector<bool> used(grids.size(), false);
     for (const std::uint8_t l : levelOf) {
-        if (l != none) {
+        if (l != noLevel) {
             used[l] = true;
         }
     }
@@ -272,17 +312,23 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
             grids[l].first.assign(std::size_t(grids[l].side) * grids[l].side + 1, 0);
         }
     }
-    for (const std::uint32_t i : order) {
+    for (std::uint32_t i = 0; i < footprints.size(); ++i) {
+        if (levelOf[i] == noLevel) {
+            continue;
+        }
         Level& g = grids[levelOf[i]];
-        const Span s = spanAt(footprints[i], g);
+        const Nodes s = nodes[i];
         for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
             for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
                 ++g.first[std::size_t(y) * g.side + x + 1];
             }
         }
     }
-    // Counts to starts, in blocks: a list takes whole blocks.
-    std::vector<std::vector<std::uint32_t>> filled(grids.size());
+    // Counts to starts, in blocks (a list takes whole blocks); then the triangle of every
+    // entry, in order of zLow, at its place in its node's list (none in the unused places
+    // at a list's end).
+    constexpr std::uint32_t noEntry = 0xFFFFFFFFu;
+    std::vector<HugePageVector<std::uint32_t>> filled(grids.size()), entries(grids.size());
     for (std::size_t l = 0; l < grids.size(); ++l) {
         if (!used[l]) {
             continue;
@@ -293,41 +339,62 @@ void ShadowTree::build(const std::vector<ShadowFootprint>& footprints, double sl
             const std::uint32_t count = g.first[n];
             g.first[n] = blocks += (count + Block::lanes - 1) / Block::lanes;
         }
-        Block empty{};
-        for (unsigned k = 0; k < Block::lanes; ++k) {
-            empty.zLow[k] = INFINITY;
-            empty.edge[2][k] = -INFINITY;
-        }
-        g.blocks.assign(blocks, empty);
+        entries[l].assign(std::size_t(blocks) * Block::lanes, noEntry);
         filled[l].assign(g.first.size() - 1, 0);
     }
     for (const std::uint32_t i : order) {
-        Level& g = grids[levelOf[i]];
-        const ShadowFootprint& f = footprints[i];
-        const Span s = spanAt(f, g);
-        const float zLow = roundedDown(f.zLow);
-        float edge[9];
-        for (int k = 0; k < 9; ++k) {
-            edge[k] = static_cast<float>(f.edges[k]);
-        }
+        const std::uint8_t l = levelOf[i];
+        const Level& g = grids[l];
+        const Nodes s = nodes[i];
         for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
             for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
                 const std::size_t node = std::size_t(y) * g.side + x;
-                const std::uint32_t slot = filled[levelOf[i]][node]++;
-                Block& b = g.blocks[g.first[node] + slot / Block::lanes];
-                const unsigned lane = slot % Block::lanes;
-                b.zLow[lane] = zLow;
-                for (int k = 0; k < 9; ++k) {
-                    b.edge[k][lane] = edge[k];
-                }
-                b.triangle[lane] = i;
+                entries[l][std::size_t(g.first[node]) * Block::lanes + filled[l][node]++] = i;
             }
         }
     }
-    // What rounding to floats can take off an edge value, over the tree's box; the exact
-    // test's own slack comes on top.
-    const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
-    edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
+    // The blocks in the order they lie in memory (on every core), each lane copied from
+    // its triangle's packed entry; a lane without one holds no point.
+    for (std::size_t l = 0; l < grids.size(); ++l) {
+        if (!used[l]) {
+            continue;
+        }
+        Level& g = grids[l];
+        g.blocks.resize(entries[l].size() / Block::lanes);
+        const std::uint32_t* entry = entries[l].data();
+        inParts(g.blocks.size(), threads, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t j = begin; j < end; ++j) {
+                Block& b = g.blocks[j];
+                for (unsigned lane = 0; lane < Block::lanes; ++lane) {
+                    const std::uint32_t i = entry[j * Block::lanes + lane];
+                    if (i == noEntry) {
+                        b.zLow[lane] = INFINITY;
+                        for (int k = 0; k < 9; ++k) {
+                            b.edge[k][lane] = 0;
+                        }
+                        b.edge[2][lane] = -INFINITY;
+                        for (int k = 0; k < 4; ++k) {
+                            b.depth[k][lane] = 0;
+                        }
+                        b.triangle[lane] = noEntry;
+                        b.owner[lane] = noEntry;
+                        continue;
+                    }
+                    const Packed& e = packed[i];
+                    b.zLow[lane] = e.zLow;
+                    for (int k = 0; k < 9; ++k) {
+                        b.edge[k][lane] = e.edge[k];
+                    }
+                    for (int k = 0; k < 4; ++k) {
+                        b.depth[k][lane] = e.depth[k];
+                    }
+                    b.triangle[lane] = e.triangle;
+                    b.owner[lane] = e.owner;
+                }
+            }
+        });
+        entries[l] = {};
+    }
     for (std::size_t l = 0; l < grids.size(); ++l) {
         if (used[l]) {
             levels_.push_back(std::move(grids[l]));

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "interchange/render/HugePageAllocator.h"
+
 #include <bit>
+#include <cmath>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -12,11 +16,14 @@
 /// exact test can pass lies in the box x0..x1, y0..y1, and the triangle's depth there is
 /// at least zLow. An unbounded footprint (x0 > x1) stands for a triangle too thin to box
 /// safely: it is tried everywhere. `edges` are its three edge equations, a x + b y + c
-/// for a, b and c in turn, at least -slack inside (see ShadowTree::build).
+/// for a, b and c in turn, at least -slack inside (see ShadowTree::build); `depth` is its
+/// depth plane, dzdx, dzdy, z0; `owner` the surface it belongs to, which it never blocks.
 struct ShadowFootprint {
     double x0, y0, x1, y1;
     double zLow;
     const double* edges;
+    const double* depth;
+    std::uint32_t owner;
 };
 
 /// A quadtree over the plane of view of a light, flattened into arrays for look-ups that
@@ -28,50 +35,88 @@ struct ShadowFootprint {
 /// one list per level that holds triangles, and mostly just one.
 ///
 /// A list is a run of blocks of four entries, sorted nearest the light first; an entry
-/// holds its triangle's zLow rounded down and its edge equations in floats. A look-up
-/// stops at the first block that lies no nearer the light than its point, and hands on
-/// only the triangles whose float edge values allow the point to be inside: the allowance
-/// covers the rounding to floats, so no triangle that the exact test would find is
-/// passed over.
+/// holds its triangle's zLow rounded down, its edge equations and depth plane in floats,
+/// and its owner. A look-up stops at the first block that lies no nearer the light than
+/// its point. The float values, widened by what rounding can change them, mostly decide
+/// on their own: a triangle whose edges and depth surely hold the point is a blocker
+/// without a look at its exact record, one that surely misses it is passed over, and only
+/// the few in between go to the exact test. No answer thus differs from the exact test's.
 class ShadowTree {
 public:
     /// Lists triangle i with footprints[i], using up to `threads` threads for the work.
     /// `slack` is how far below 0 an edge value may be at a point that the exact test
     /// finds inside.
-    void build(const std::vector<ShadowFootprint>& footprints, double slack, unsigned threads);
+    void build(std::span<const ShadowFootprint> footprints, double slack, unsigned threads);
 
-    /// Whether `test(i)` holds for some triangle i whose footprint holds (x, y) and whose
-    /// zLow is below `limit`. Triangles are tried nearest the light first within a node.
-    template <class Test> bool any(double x, double y, double limit, Test&& test) const {
-        // Floats rounded to nearest: a footprint's bounds are rounded outwards and its zLow
-        // downwards, so every comparison below that holds in doubles holds in floats.
-        const float fx = static_cast<float>(x), fy = static_cast<float>(y);
-        const float flimit = static_cast<float>(limit);
+    struct Block;
+    /// An entry of the tree to try first: the last blocker found, which mostly blocks the
+    /// next point too. It belongs to the tree that set it; start with a default one.
+    struct Hint {
+        const Block* block = nullptr;
+        unsigned lane = 0;
+    };
+
+    /// A triangle i other than `owner` that blocks (x, y) at `limit`, or `none`: one whose
+    /// exact test `test(i)` holds. The hint's entry is tried first, then the triangles of
+    /// the point's nodes, nearest the light first; the floats answer for the triangles
+    /// whose exact test they can foretell. The hint is set to the blocker found in a list.
+    template <class Test>
+    std::uint32_t find(double x, double y, double limit, std::uint32_t owner, Hint& hint,
+                       Test&& test) const {
         for (const std::uint32_t i : unbounded_) {
             if (test(i)) {
-                return true;
+                return i;
             }
         }
         if (!(x >= x0_ && x <= x1_ && y >= y0_ && y <= y1_)) {
-            return false;
+            return none;
+        }
+        // Floats rounded to nearest: the limit is taken as the float just below it where
+        // the float test must show a blocker nearer, and just above it where it must show
+        // a triangle that may be nearer.
+        const Query q{static_cast<float>(x), static_cast<float>(y), roundedDown(limit),
+                      roundedUp(limit), owner};
+        if (hint.block) {
+            const Block::Answer a = hint.block->test(q, edgeAllowance_);
+            const std::uint32_t i = hint.block->triangle[hint.lane];
+            if (((a.sure >> hint.lane) & 1) || (((a.may >> hint.lane) & 1) && test(i))) {
+                return i;
+            }
         }
         for (const Level& level : levels_) {
             const std::size_t node = level.nodeOf(x - x0_, y - y0_);
             const Block* b = level.blocks.data() + level.first[node];
             const Block* end = level.blocks.data() + level.first[node + 1];
             for (; b != end; ++b) {
-                if (b->zLow[0] > flimit) {
+                if (b->zLow[0] > q.limitUp) {
                     break; // the rest lie no nearer the light than the point
                 }
-                for (unsigned hits = b->hits(fx, fy, flimit, edgeAllowance_); hits;
-                     hits &= hits - 1) {
-                    if (test(b->triangle[std::countr_zero(hits)])) {
-                        return true;
+                const Block::Answer a = b->test(q, edgeAllowance_);
+                if (a.sure) {
+                    hint = {b, static_cast<unsigned>(std::countr_zero(a.sure))};
+                    return b->triangle[hint.lane];
+                }
+                for (unsigned may = a.may; may; may &= may - 1) {
+                    const auto lane = static_cast<unsigned>(std::countr_zero(may));
+                    if (test(b->triangle[lane])) {
+                        hint = {b, lane};
+                        return b->triangle[lane];
                     }
                 }
             }
         }
-        return false;
+        return none;
+    }
+    static constexpr std::uint32_t none = 0xFFFFFFFFu;
+
+    /// The float next to v towards minus and plus infinity (v itself when it is a float).
+    static float roundedDown(double v) {
+        const float f = static_cast<float>(v);
+        return static_cast<double>(f) > v ? std::nextafter(f, -INFINITY) : f;
+    }
+    static float roundedUp(double v) {
+        const float f = static_cast<float>(v);
+        return static_cast<double>(f) < v ? std::nextafter(f, INFINITY) : f;
     }
 
     /// The deepest level the tree may have for `triangles` triangles (its finest grid has
@@ -81,52 +126,94 @@ public:
     std::size_t entryCount() const;
 
 private:
+    /// A point to test against the entries: its coordinates in floats, its limit rounded
+    /// down and up to floats, and the surface it lies on.
+    struct Query {
+        float x, y, limitDown, limitUp;
+        std::uint32_t owner;
+    };
+
+public:
     /// Four entries of a list, side by side for testing them at once. A list ends in
     /// entries that hold no point (zLow infinite, an edge -infinite everywhere).
-    struct alignas(16) Block {
+    struct alignas(64) Block {
         static constexpr unsigned lanes = 4;
+        /// Left as they are when made: the tree's build writes every field.
+        Block() {}
         float zLow[lanes];
         /// The edge equations in floats: a, b, c of each edge in turn.
         float edge[9][lanes];
+        /// The depth plane in floats: dzdx, dzdy, then z0 raised and lowered by what
+        /// rounding can change the plane's value by in the tree's box.
+        float depth[4][lanes];
         std::uint32_t triangle[lanes];
+        std::uint32_t owner[lanes];
 
-        /// Bit k: whether entry k may hold the point (fx, fy) nearer the light than
-        /// flimit: its zLow is no more than flimit and its three edge values at least
-        /// -allowance.
-        unsigned hits(float fx, float fy, float flimit, float allowance) const {
+        /// Bits of the entries (bit k for entry k) that surely block the point, whose
+        /// exact test would pass; and of those that may, whose exact test must decide. The
+        /// others surely don't: they are the point's own surface, lie beyond the point or
+        /// miss it.
+        struct Answer {
+            unsigned sure, may;
+        };
+        Answer test(const Query& q, float allowance) const {
 #if defined(__SSE2__)
-            const __m128 px = _mm_set1_ps(fx), py = _mm_set1_ps(fy);
-            const __m128 least = _mm_set1_ps(-allowance);
-            __m128 m = _mm_cmple_ps(_mm_load_ps(zLow), _mm_set1_ps(flimit));
+            const __m128 px = _mm_set1_ps(q.x), py = _mm_set1_ps(q.y);
+            const __m128 most = _mm_set1_ps(allowance), least = _mm_set1_ps(-allowance);
+            __m128 may = _mm_cmple_ps(_mm_load_ps(zLow), _mm_set1_ps(q.limitUp));
+            const __m128i own =
+                _mm_cmpeq_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(owner)),
+                                _mm_set1_epi32(static_cast<int>(q.owner)));
+            may = _mm_andnot_ps(_mm_castsi128_ps(own), may);
+            __m128 inside = may;
             for (int k = 0; k < 9; k += 3) {
                 const __m128 v = _mm_add_ps(_mm_add_ps(_mm_mul_ps(_mm_load_ps(edge[k]), px),
                                                        _mm_mul_ps(_mm_load_ps(edge[k + 1]), py)),
                                             _mm_load_ps(edge[k + 2]));
-                m = _mm_and_ps(m, _mm_cmpge_ps(v, least));
+                may = _mm_and_ps(may, _mm_cmpge_ps(v, least));
+                inside = _mm_and_ps(inside, _mm_cmpge_ps(v, most));
             }
-            return static_cast<unsigned>(_mm_movemask_ps(m));
+            const __m128 slope = _mm_add_ps(_mm_mul_ps(_mm_load_ps(depth[0]), px),
+                                            _mm_mul_ps(_mm_load_ps(depth[1]), py));
+            const __m128 far = _mm_add_ps(slope, _mm_load_ps(depth[2]));
+            const __m128 near = _mm_add_ps(slope, _mm_load_ps(depth[3]));
+            const __m128 sure = _mm_and_ps(inside, _mm_cmplt_ps(far, _mm_set1_ps(q.limitDown)));
+            may = _mm_and_ps(may, _mm_cmplt_ps(near, _mm_set1_ps(q.limitUp)));
+            const auto sureBits = static_cast<unsigned>(_mm_movemask_ps(sure));
+            return {sureBits, static_cast<unsigned>(_mm_movemask_ps(may)) & ~sureBits};
 #else
-            unsigned hits = 0;
+            Answer a{0, 0};
             for (unsigned e = 0; e < lanes; ++e) {
-                bool hit = zLow[e] <= flimit;
-                for (int k = 0; k < 9; k += 3) {
-                    hit =
-                        hit && edge[k][e] * fx + edge[k + 1][e] * fy + edge[k + 2][e] >= -allowance;
+                if (!(zLow[e] <= q.limitUp) || owner[e] == q.owner) {
+                    continue;
                 }
-                hits |= static_cast<unsigned>(hit) << e;
+                bool may = true, inside = true;
+                for (int k = 0; k < 9; k += 3) {
+                    const float v = edge[k][e] * q.x + edge[k + 1][e] * q.y + edge[k + 2][e];
+                    may = may && v >= -allowance;
+                    inside = inside && v >= allowance;
+                }
+                const float slope = depth[0][e] * q.x + depth[1][e] * q.y;
+                if (inside && slope + depth[2][e] < q.limitDown) {
+                    a.sure |= 1u << e;
+                } else if (may && slope + depth[3][e] < q.limitUp) {
+                    a.may |= 1u << e;
+                }
             }
-            return hits;
+            return a;
 #endif
         }
     };
+
+private:
     struct Level {
         int depth = 0;
         std::uint32_t side = 1;
         /// Nodes per unit of x and y from the tree's low corner.
         double scaleX = 0, scaleY = 0;
         /// Node n's list is blocks[first[n]] to blocks[first[n + 1] - 1], sorted by zLow.
-        std::vector<std::uint32_t> first;
-        std::vector<Block> blocks;
+        HugePageVector<std::uint32_t> first;
+        HugePageVector<Block> blocks;
 
         /// The node of a point at (dx, dy) from the tree's low corner (both >= 0).
         std::size_t nodeOf(double dx, double dy) const {
