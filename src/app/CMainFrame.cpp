@@ -5,6 +5,7 @@
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
 #include "app/NewImageDialog.h"
+#include "app/PictureDialogs.h"
 #include "app/PreferencesDialog.h"
 #include "app/ProgressReporter.h"
 #include "app/QtSettingsStore.h"
@@ -20,6 +21,7 @@
 #include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -155,6 +157,8 @@ void CMainFrame::createMenus() {
               &CMainFrame::onFileNew);
     addAction(file, "fileNewFromModel", tr("New from &Model..."),
               {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N)}, &CMainFrame::onFileNewFromModel);
+    addAction(file, "fileNewPanorama", tr("New &Panorama from Picture..."), {},
+              &CMainFrame::onFileNewPanorama);
     addAction(file, "fileOpen", tr("&Open..."), QKeySequence::keyBindings(QKeySequence::Open),
               &CMainFrame::onFileOpen);
     addAction(file, "fileSave", tr("&Save"), QKeySequence::keyBindings(QKeySequence::Save),
@@ -163,6 +167,8 @@ void CMainFrame::createMenus() {
               {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S)}, &CMainFrame::onFileSaveAs);
     addAction(file, "fileRevert", tr("&Revert"), {QKeySequence(Qt::Key_F12)},
               &CMainFrame::onFileRevert);
+    addAction(file, "fileExport", tr("&Export..."), {QKeySequence(Qt::CTRL | Qt::Key_E)},
+              &CMainFrame::onFileExport);
     addAction(file, "fileClose", tr("&Close"), QKeySequence::keyBindings(QKeySequence::Close),
               &CMainFrame::onFileClose);
     file->addSeparator();
@@ -200,6 +206,9 @@ void CMainFrame::createMenus() {
     QAction* levels = addAction(image, "imageAutoLevels", tr("&Auto Levels"),
                                 {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L)}, nullptr);
     connect(levels, &QAction::triggered, this, [this] { runOnActive(&CQuorvaleDoc::autoLevels); });
+    image->addSeparator();
+    addAction(image, "imageImportChannel", tr("&Import into Channel..."), {},
+              &CMainFrame::onImportChannel);
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     QAction* in = addAction(
@@ -337,6 +346,9 @@ void CMainFrame::windowClosed() {
 
 Status CMainFrame::openDocument(const QString& path) {
     const QString absolute = QFileInfo(path).absoluteFilePath();
+    if (isPictureFile(absolute)) {
+        return newFromPicture(absolute, false);
+    }
     for (const auto& d : documents_) {
         if (d->path() == absolute && !d->viewList().empty()) {
             CQuorvaleView* v = d->viewList().front();
@@ -363,6 +375,20 @@ Status CMainFrame::openDocument(const QString& path) {
     connect(&ref, &CQuorvaleDoc::titleChanged, this, [this, &ref] { updateTitle(ref); });
     addView(ref, channelRgb, true);
     addRecentFile(absolute);
+    return status::ok;
+}
+
+Status CMainFrame::newFromPicture(const QString& path, bool panorama) {
+    auto doc = std::make_unique<CQuorvaleDoc>(progress_.get(), this);
+    connect(doc.get(), &CQuorvaleDoc::undoStateUpdated, this, &CMainFrame::updateActions);
+    const Status s = doc->newFromPicture(path, panorama);
+    if (s != status::ok) {
+        return s;
+    }
+    CQuorvaleDoc& ref = *doc;
+    documents_.push_back(std::move(doc));
+    connect(&ref, &CQuorvaleDoc::titleChanged, this, [this, &ref] { updateTitle(ref); });
+    addView(ref, channelRgb, true);
     return status::ok;
 }
 
@@ -415,8 +441,9 @@ void CMainFrame::updateActions() {
     CQuorvaleDoc* doc = activeDocument();
     const bool have = doc != nullptr;
     for (const char* name :
-         {"fileSave", "fileSaveAs", "fileClose", "imageCrop", "imageFlatten", "imageAutoLevels",
-          "viewZoomIn", "viewZoomOut", "viewFit", "viewActualSize", "windowNew"}) {
+         {"fileSave", "fileSaveAs", "fileExport", "imageImportChannel", "fileClose", "imageCrop",
+          "imageFlatten", "imageAutoLevels", "viewZoomIn", "viewZoomOut", "viewFit",
+          "viewActualSize", "windowNew"}) {
         if (QAction* a = action(QString::fromLatin1(name))) {
             a->setEnabled(have);
         }
@@ -559,10 +586,65 @@ void CMainFrame::onFileNewFromModel() {
 }
 
 void CMainFrame::onFileOpen() {
-    const QStringList paths = QFileDialog::getOpenFileNames(this, tr("Open"), QString(),
-                                                            QString::fromLatin1(documentFilter));
-    for (const QString& p : paths) {
+    PictureFileDialog dialog(this, tr("Open"), openFilter());
+    if (dialog.exec() != QDialog::Accepted) {
+        return;
+    }
+    for (const QString& p : dialog.selectedFiles()) {
         openDocument(p);
+    }
+}
+
+void CMainFrame::onFileNewPanorama() {
+    PictureFileDialog dialog(this, tr("New Panorama from Picture"),
+                             tr("Pictures (*.bmp *.dib *.tga *.tif *.tiff *.jpg *.jpe *.jpeg "
+                                "*.png);;All files (*)"));
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    if (dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()) {
+        newFromPicture(dialog.selectedFiles().front(), true);
+    }
+}
+
+void CMainFrame::onFileExport() {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc) {
+        return;
+    }
+    QString selected;
+    const QString path = QFileDialog::getSaveFileName(
+        this, tr("Export"), doc->displayName() + QStringLiteral(".png"), exportFilter(), &selected);
+    if (path.isEmpty()) {
+        return;
+    }
+    ExportOptions options;
+    options.title = doc->description;
+    options.author = doc->artist;
+    options.copyright = doc->copyright;
+    if (chooseExportOptions(this, path, options)) {
+        doc->exportTo(path, options);
+    }
+}
+
+void CMainFrame::onImportChannel() {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc) {
+        return;
+    }
+    const QStringList names = {tr("Colour"), tr("Depth (grey: white is no depth)"),
+                               tr("Material (grey level is the material id)")};
+    const std::uint32_t channels[] = {channelRgb, channelZ, channelMat};
+    bool ok = false;
+    const QString chosen = QInputDialog::getItem(this, tr("Import into Channel"), tr("&Channel:"),
+                                                 names, 0, false, &ok);
+    if (!ok) {
+        return;
+    }
+    PictureFileDialog dialog(this, tr("Import into Channel"),
+                             tr("Pictures (*.bmp *.dib *.tga *.tif *.tiff *.jpg *.jpe *.jpeg "
+                                "*.png);;All files (*)"));
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    if (dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty()) {
+        doc->importChannel(dialog.selectedFiles().front(), channels[names.indexOf(chosen)]);
     }
 }
 
@@ -677,7 +759,8 @@ void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
     const QMimeData* data = event->mimeData();
     if (data->hasUrls()) {
         for (const QUrl& url : data->urls()) {
-            if (url.isLocalFile() && isDocumentFile(url.toLocalFile())) {
+            if (url.isLocalFile() &&
+                (isDocumentFile(url.toLocalFile()) || isPictureFile(url.toLocalFile()))) {
                 event->acceptProposedAction();
                 return;
             }
@@ -689,7 +772,8 @@ void CMainFrame::dragEnterEvent(QDragEnterEvent* event) {
 void CMainFrame::dropEvent(QDropEvent* event) {
     QStringList paths;
     for (const QUrl& url : event->mimeData()->urls()) {
-        if (url.isLocalFile() && isDocumentFile(url.toLocalFile())) {
+        if (url.isLocalFile() &&
+            (isDocumentFile(url.toLocalFile()) || isPictureFile(url.toLocalFile()))) {
             paths << url.toLocalFile();
         }
     }

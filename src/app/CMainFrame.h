@@ -37,6 +37,8 @@ public:
     Status openDocument(const QString& path);
     /// Makes a new document from `params` in a new window, fitted to the window.
     Status newDocument(const NewImageParams& params);
+    /// A new document from a picture file (or a cube panorama from one) in a new window.
+    Status newFromPicture(const QString& path, bool panorama);
     /// A second window on the active document, showing `channel`.
     CQuorvaleView* newWindow(std::uint32_t channel);
 
@@ -72,6 +74,9 @@ public slots:
     void onFileNew();
     void onFileNewFromModel();
     void onFileOpen();
+    void onFileNewPanorama();
+    void onFileExport();
+    void onImportChannel();
     void onFileSave();
     void onFileSaveAs();
     void onFileRevert();

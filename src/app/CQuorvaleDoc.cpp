@@ -9,6 +9,7 @@
 #include "file/FileType.h"
 #include "file/ZmapDocumentCommands.h"
 #include "interchange/ModelImage.h"
+#include "interchange/raster/RasterDocumentCommands.h"
 
 #include <QFileInfo>
 
@@ -16,9 +17,11 @@
 
 namespace {
 
-/// The commands of every document: files, and the model kind of new.
+/// The commands of every document: files, pictures (the raster and panorama kinds of new,
+/// import into a channel) and the model kind of new.
 DocumentCommands& commands() {
-    static ModelDocumentCommands model(ZmapDocumentCommands::instance());
+    static RasterDocumentCommands pictures(ZmapDocumentCommands::instance());
+    static ModelDocumentCommands model(pictures);
     return model;
 }
 
@@ -99,6 +102,50 @@ Status CQuorvaleDoc::newImage(const NewImageParams& params) {
         suggestedName_ = QFileInfo(what).completeBaseName();
     }
     return run(commandNew, params, what, params.kind == NewImageKind::model ? "render" : "new");
+}
+
+Status CQuorvaleDoc::newFromPicture(const QString& path, bool panorama) {
+    NewImageParams params;
+    params.kind = panorama ? NewImageKind::panoramaFromFile : NewImageKind::fromRaster;
+    params.sourcePath = toWString(QFileInfo(path).absoluteFilePath());
+    // Named after its picture until it is saved.
+    suggestedName_ = QFileInfo(path).completeBaseName();
+    return run(commandNew, params, path, "import");
+}
+
+Status CQuorvaleDoc::importChannel(const QString& path, std::uint32_t channel) {
+    return run(commandImportChannel,
+               ChannelImportArgument{toWString(QFileInfo(path).absoluteFilePath()), channel}, path,
+               "import");
+}
+
+Status CQuorvaleDoc::exportTo(const QString& path, const ExportOptions& given) {
+    const std::wstring target = toWString(QFileInfo(path).absoluteFilePath());
+    const TQL::Handle<RasterExport> exporter = RasterExport::create(target);
+    Status s = status::unsupportedCompression;
+    QString reason;
+    if (exporter) {
+        ExportOptions options = given;
+        std::unique_ptr<ProgressScope> scope;
+        if (progress_) {
+            scope = std::make_unique<ProgressScope>(*progress_, path);
+            options.progress = progress_;
+        }
+        TimingReport timing("export", path);
+        try {
+            s = exporter->write(*this, IExtent<2>(0, 0, width() - 1, height() - 1), xResolution,
+                                yResolution, options);
+        } catch (const std::bad_alloc&) {
+            s = status::outOfMemory;
+        }
+        reason = toQString(exporter->errorText());
+    }
+    if (s != status::ok && s != status::stopped) {
+        UserMessages::current().error(dialogParent_,
+                                      path + QStringLiteral(": ") +
+                                          (reason.isEmpty() ? statusQText(s) : reason));
+    }
+    return s;
 }
 
 Status CQuorvaleDoc::openFile(const QString& path) {

@@ -3,6 +3,7 @@
 #include "image/DocumentCommands.h"
 #include "image/DocumentViews.h"
 #include "image/ZmapDocument.h"
+#include "interchange/raster/RasterExport.h"
 
 #include <QObject>
 #include <QString>
@@ -34,6 +35,16 @@ public:
     ~CQuorvaleDoc() override;
 
     Status newImage(const NewImageParams& params);
+    /// Makes this (empty) document from a picture file: its size and pixels, no depth; or,
+    /// with `panorama`, a cube panorama from six faces side by side or a spherical picture.
+    Status newFromPicture(const QString& path, bool panorama);
+    /// Reads a picture into one channel (colour, depth or material, or their originals),
+    /// centred; one undo level.
+    Status importChannel(const QString& path, std::uint32_t channel);
+    /// Writes the colour as a picture of `path`'s type (PNG, JPEG, TIFF, PSD, BMP, TGA)
+    /// through a temporary file, with progress and its stop key; a failure is shown and
+    /// leaves any file of that name as it was.
+    Status exportTo(const QString& path, const ExportOptions& options);
     /// Opens a .zmp or .zmq file into this (empty) document.
     Status openFile(const QString& path);
     /// Saves to the document's path.

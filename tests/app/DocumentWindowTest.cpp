@@ -4,6 +4,7 @@
 #include "app/CQuorvaleApp.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
+#include "app/PictureDialogs.h"
 #include "app/PreferencesDialog.h"
 #include "core/Status.h"
 #include "core/StringUtils.h"
@@ -17,6 +18,7 @@
 #include <QMdiSubWindow>
 #include <QMimeData>
 #include <QSpinBox>
+#include <QThread>
 #include <QUrl>
 
 #include <gtest/gtest.h>
@@ -157,14 +159,48 @@ TEST_F(DocumentWindows, DamagedFileShowsItsStatusTextAndMakesNoWindow) {
     EXPECT_FALSE(first->isModified());
 }
 
-TEST_F(DocumentWindows, RasterFilesAreNotOpenedAsDocuments) {
-    const std::string tif = dir_.file("picture.tif");
+TEST_F(DocumentWindows, PicturesExportAndOpenAsNewDocumentsWithAPreview) {
+    NewImageParams params;
+    params.width = 70;
+    params.height = 40;
+    params.background = ColourPOD{30, 120, 210};
+    ASSERT_EQ(frame_->newDocument(params), status::ok);
+    const QString png = QString::fromStdString(dir_.file("picture.png"));
+    ASSERT_EQ(frame_->activeDocument()->exportTo(png, ExportOptions()), status::ok);
+    EXPECT_TRUE(messages_.errors.isEmpty());
+
+    // The open dialog's preview reads the thumbnail on the drawing thread.
+    PicturePreview preview;
+    preview.showFile(png);
+    for (int i = 0; i < 500 && !preview.settled(); ++i) {
+        QApplication::processEvents();
+        QThread::msleep(10);
+    }
+    ASSERT_TRUE(preview.settled());
+    EXPECT_FALSE(preview.pixmap().isNull());
+    EXPECT_EQ(preview.toolTip(), QStringLiteral("70 x 40 pixels"));
+
+    // Opening a picture makes a new document of its size and pixels, no depth.
+    ASSERT_EQ(frame_->openDocument(png), status::ok);
+    CQuorvaleDoc* doc = frame_->activeDocument();
+    EXPECT_EQ(frame_->documentCount(), 2u);
+    EXPECT_EQ(doc->width(), 70);
+    EXPECT_EQ(doc->rgbAt(69, 39), (ColourPOD{30, 120, 210}));
+    EXPECT_EQ(doc->zAt(5, 5), 0xFFFFFFFFu);
+    EXPECT_TRUE(doc->path().isEmpty()) << "a picture is not the document's file";
+    EXPECT_EQ(doc->displayName(), QStringLiteral("picture"));
+
+    // A damaged picture is refused with its name and makes no window; a failed export
+    // leaves the file that was there.
+    const std::string tif = dir_.file("broken.tif");
     std::ofstream(tif) << "II*";
     EXPECT_NE(frame_->openDocument(QString::fromStdString(tif)), status::ok);
     ASSERT_EQ(messages_.errors.size(), 1);
-    EXPECT_TRUE(messages_.errors.front().contains(QStringLiteral("picture.tif")));
-    EXPECT_TRUE(messages_.errors.front().contains(QStringLiteral("Import")));
-    EXPECT_EQ(frame_->documentCount(), 0u);
+    EXPECT_TRUE(messages_.errors.front().contains(QStringLiteral("broken.tif")));
+    EXPECT_EQ(frame_->documentCount(), 2u);
+    const QString blocked = QString::fromStdString(dir_.file("no-such-folder/out.png"));
+    EXPECT_NE(doc->exportTo(blocked, ExportOptions()), status::ok);
+    EXPECT_EQ(messages_.errors.size(), 2);
 }
 
 TEST_F(DocumentWindows, ClosingAChangedDocumentAsksFirst) {
@@ -349,6 +385,7 @@ TEST_F(DocumentWindows, DroppedDocumentsOpenAndOtherFilesAreRefused) {
         return true;
     };
     EXPECT_FALSE(drop(QString::fromStdString(dir_.file("notes.txt"))));
+    EXPECT_FALSE(drop(QString::fromStdString(dir_.file("scene.dxf"))));
     EXPECT_EQ(frame_->documentCount(), 0u);
     EXPECT_TRUE(drop(path));
     EXPECT_EQ(frame_->documentCount(), 1u);
