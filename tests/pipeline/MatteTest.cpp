@@ -3,6 +3,8 @@
 
 #include "pipeline/Matte.h"
 
+#include "image/UndoBuffer.h"
+
 #include "support/RoomScene.h"
 #include "support/TestDocument.h"
 
@@ -180,6 +182,39 @@ TEST(Matte, RunLowersTheMaskOnlyWhereAPixelFails) {
     for (int i = 0; i < 64; ++i) {
         const bool inRange = i >= 4 && i < 60;
         EXPECT_EQ(mask[i], inRange && materials[i] != 1 ? 0.0f : 0.5f) << i;
+    }
+}
+
+} // namespace
+
+namespace {
+
+TEST(Matte, UseOriginalTestsTheChannelsAsTheyCameFromTheModel) {
+    auto document = stripes();
+    // The image as it is now: material 3 over columns 0 to 99 of every row; the originals
+    // keep the stripes.
+    TileHandle hold;
+    for (std::int32_t y = 0; y < 20; ++y) {
+        for (std::int32_t x = 0; x < 100; ++x) {
+            *document->matWrite(x, y, hold) = 3;
+        }
+    }
+    hold.reset();
+    Status s = status::ok;
+    document->editor.undoBuffer->restart(s, 0);
+    ASSERT_EQ(s, status::ok);
+
+    MatteSettings settings;
+    auto present = makeMatte(settings, Matte::lockMaterialBit);
+    present->start(10, 0, *document);
+    EXPECT_EQ(present->material(), 3);
+    settings.useOriginal = true;
+    auto original = makeMatte(settings, Matte::lockMaterialBit);
+    original->start(10, 0, *document);
+    EXPECT_EQ(original->material(), 1);
+    for (std::int32_t x = 0; x < 300; ++x) {
+        EXPECT_EQ(present->passes(x, 5, *document), x < 100) << x;
+        EXPECT_EQ(original->passes(x, 5, *document), document->originalMatAt(x, 5) == 1) << x;
     }
 }
 
