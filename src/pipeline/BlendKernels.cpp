@@ -3,7 +3,9 @@
 #include "pipeline/PaintMath.h"
 #include "pipeline/PixelRuns.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -112,6 +114,44 @@ inline int fastPixels(ColourPOD* out, const ColourPOD* base, const ColourPOD* so
     return i;
 }
 
+/// True when the working colour and alpha are the same at every pixel of the range (a run
+/// of one colour laid at one coverage): then the blend's factor is one per channel.
+inline bool uniformRun(const ColourPOD* source, const Alpha* alpha, int first, int last) {
+    if (runs::endOfRun(alpha, alpha[first], first, last) != last) {
+        return false;
+    }
+    ColourPOD four[4];
+    std::fill(std::begin(four), std::end(four), source[first]);
+    int i = first;
+    for (; i + 4 <= last; i += 4) {
+        if (std::memcmp(source + i, four, sizeof four) != 0) {
+            return false;
+        }
+    }
+    return std::memcmp(source + i, four, static_cast<std::size_t>(last - i) * 3) == 0;
+}
+
+/// Multiply over a uniform run: k per channel computed once, exactly as multiplyChannel
+/// computes it, then d = rint(k * b) four channels at a time.
+inline int uniformMultiply(ColourPOD* out, const ColourPOD* base, ColourPOD s, float t, int first,
+                           int last) {
+    auto factor = [t](int c) { return 1.0f + (static_cast<float>(c) / 255.0f - 1.0f) * t; };
+    const float kb = factor(s.b), kg = factor(s.g), kr = factor(s.r);
+    // Four pixels' twelve channels lie b g r b | g r b g | r b g r.
+    const __m128 k0 = _mm_setr_ps(kb, kg, kr, kb);
+    const __m128 k1 = _mm_setr_ps(kg, kr, kb, kg);
+    const __m128 k2 = _mm_setr_ps(kr, kb, kg, kr);
+    int i = first;
+    for (; i + 4 <= last; i += 4) {
+        __m128i b0, b1, b2;
+        load12(base + i, b0, b1, b2);
+        store12(out + i, _mm_cvtps_epi32(_mm_mul_ps(k0, _mm_cvtepi32_ps(b0))),
+                _mm_cvtps_epi32(_mm_mul_ps(k1, _mm_cvtepi32_ps(b1))),
+                _mm_cvtps_epi32(_mm_mul_ps(k2, _mm_cvtepi32_ps(b2))));
+    }
+    return i;
+}
+
 #endif
 
 } // namespace
@@ -173,7 +213,11 @@ void blendMultiply(ColourPOD* out, const ColourPOD* base, const ColourPOD* sourc
                    const Alpha* alpha, float opacity, int first, int last) {
     int i = first;
 #if defined(__SSE2__)
-    i = fastPixels(out, base, source, alpha, opacity, first, last, multiply4);
+    if (last - first >= 8 && uniformRun(source, alpha, first, last)) {
+        i = uniformMultiply(out, base, source[first], alpha[first] * opacity, first, last);
+    } else {
+        i = fastPixels(out, base, source, alpha, opacity, first, last, multiply4);
+    }
 #endif
     plainPixels(out, base, source, alpha, opacity, i, last, multiplyChannel);
 }
