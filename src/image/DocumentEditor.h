@@ -92,6 +92,9 @@ public:
     static TQL::Handle<StrokeApplicator> runningApplicator();
     static ZmapDocument* runningDocument();
     static StrokeView* runningView();
+    /// Clears the planes a stroke lays its coverage and wet colour in, for a new stroke. The
+    /// coverage planes keep their tiles for the stroke to reuse (AlphaBitmap::clearKeepingTiles).
+    void clearStrokePlanes();
     /// Forgets the running stroke if it paints `document`, which is going away.
     static void releaseRunningStroke(const ZmapDocument* document);
     /// The points of the last stroke, as its applicator took them.

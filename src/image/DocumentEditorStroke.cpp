@@ -79,6 +79,18 @@ Status strokeOutOfMemory(DocumentEditor& editor) {
 
 } // namespace
 
+void DocumentEditor::clearStrokePlanes() {
+    if (strokeAlpha) {
+        strokeAlpha->clearKeepingTiles();
+    }
+    if (wetAlpha) {
+        wetAlpha->clearKeepingTiles();
+    }
+    if (wetCache) {
+        wetCache->clearAll();
+    }
+}
+
 void DocumentEditor::setStrokeTools(StrokeTools* tools) {
     strokeTools = tools;
 }
@@ -128,13 +140,7 @@ Status DocumentEditor::beginStroke(const StrokePoint& point, StrokeView* view) {
         strokePoints.clear();
         strokePoints.push_back(point);
         // Coverage only grows within a stroke: a new stroke starts from none.
-        strokeAlpha->clearAll();
-        if (wetAlpha) {
-            wetAlpha->clearAll();
-        }
-        if (wetCache) {
-            wetCache->clearAll();
-        }
+        clearStrokePlanes();
         selected->start(*document, view, point);
         if (!selected->isAbandoned()) {
             if (DocumentViews* views = document->views()) {
@@ -201,13 +207,7 @@ Status DocumentEditor::runStroke(const std::vector<StrokePoint>& points, StrokeV
         strokeTools->prepareStroke(*selected);
         selected->stopHelpers();
         strokePoints = points;
-        strokeAlpha->clearAll();
-        if (wetAlpha) {
-            wetAlpha->clearAll();
-        }
-        if (wetCache) {
-            wetCache->clearAll();
-        }
+        clearStrokePlanes();
         selected->apply(*document, view, points);
         if (DocumentViews* views = document->views()) {
             views->update(0);

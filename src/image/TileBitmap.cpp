@@ -130,6 +130,17 @@ void TileBitmap::copyFrom(const TileBitmap& other, bool overwrite) {
     tiles_.copy(0, tiles_.size(), other.tiles_, overwrite, *this);
 }
 
+void TileBitmap::copyTilesFrom(const TileBitmap& other, std::int32_t first, std::int32_t last,
+                               bool overwrite) {
+    assert(other.geometry_.tileCount() == geometry_.tileCount() && other.format_ == format_ &&
+           "copyTilesFrom needs bitmaps of one geometry and format");
+    if (&other == this || other.geometry_.tileCount() != geometry_.tileCount() ||
+        other.bitsPerPixel_ != bitsPerPixel_) {
+        return;
+    }
+    tiles_.copy(first, last, other.tiles_, overwrite, *this);
+}
+
 void TileBitmap::swapTiles(TileBitmap& other) {
     assert(other.geometry_ == geometry_ && other.format_ == format_ &&
            "swapTiles needs bitmaps of one geometry and format");

@@ -81,6 +81,9 @@ public:
     /// share `other`'s tile and set the changed flag. `other` must have the same geometry
     /// and format. Copies no pixel.
     virtual void copyFrom(const TileBitmap& other, bool overwrite);
+    /// copyFrom over the tiles [first, last) only.
+    void copyTilesFrom(const TileBitmap& other, std::int32_t first, std::int32_t last,
+                       bool overwrite);
     /// Pointer to pixel (x, y) in a privately owned tile, or null outside the image.
     /// `tileIndex`, if given, receives the tile's index (-1 outside). `hold` is let go of
     /// before the tile is made private, so a handle reused from an earlier read or write of

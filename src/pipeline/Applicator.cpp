@@ -36,6 +36,7 @@ void Applicator::start(ZmapDocument& document, StrokeView* view, const StrokePoi
     abandoned = false;
     finished = false;
     needsDepthFlags = 0;
+    planes_.reset();
     PipelineTool* stages[] = {matting.get(),  effect.get(), fog.get(),  texture.get(),
                               recolour.get(), grain.get(),  blend.get()};
     for (PipelineTool* stage : stages) {
@@ -69,12 +70,15 @@ void Applicator::start(ZmapDocument& document, StrokeView* view, const StrokePoi
 
 void Applicator::finish(ZmapDocument& document, StrokeView* view) {
     forEachStage(*this, [](PipelineTool& stage) { stage.finish(); });
+    // Nothing is kept from one stroke to the next: a kept tile pins the document's tile.
+    planes_.reset();
     ready();
     finished = true;
 }
 
 void Applicator::abandon() {
     abandoned = true;
+    planes_.reset();
     // A cube image's faces share their edge pixels; a stroke cut short may have painted one
     // copy of an edge and not the other.
     ZmapDocument* document = DocumentEditor::runningDocument();
@@ -137,6 +141,9 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
     while (end > begin && coverage[end - 1] == 0) {
         --end;
     }
+    if (begin >= end || !planes_.beginRow(document, y, wet)) {
+        return changed;
+    }
 
     // The colour stages in their fixed order, between the effect and the commit.
     auto colourStages = [&](Span& span, int p, int q) {
@@ -161,9 +168,8 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
     };
 
     for (std::int32_t i = begin; i < end;) {
-        SpanPins pins;
         SpanPlanes planes;
-        const std::int32_t tileLength = document.spanPlanes(x0 + i, y, wet, pins, planes);
+        const std::int32_t tileLength = planes_.run(x0 + i, planes);
         if (tileLength <= 0) {
             break;
         }
@@ -199,13 +205,15 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
         paint.alpha = alphaRow;
         paint.depth = depthRow;
         paint.flags = needsDepthFlags ? spanNeedsDepth : 0;
+        paint.colourWriter = planes_.colourWriter();
 
-        // The locks lower the mask.
-        runs::copy(maskRow, m, a, b);
+        // The locks lower the mask. Without them the coverage is the mask as it stands.
+        const float* mask = m;
         if (matting) {
-            Span mask = paint;
-            mask.alpha = maskRow;
-            runMatting(mask, a, b);
+            runs::copy(maskRow, m, a, b);
+            Span maskSpan = paint;
+            maskSpan.alpha = maskRow;
+            runMatting(maskSpan, a, b);
             while (a < b && maskRow[a] == 0) {
                 ++a;
             }
@@ -216,36 +224,42 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
                 i += length;
                 continue;
             }
+            mask = maskRow;
         }
-        // The stroke's alpha grows by "over": C = (1 - S) * M + S.
-        runs::over(alphaRow, maskRow, s, a, b);
+        // The stroke's alpha grows by "over": C = (1 - S) * M + S. Where every pixel rises
+        // (or, repainting, every mask is above 0) the walk below finds one sub-run, a..b.
+        const bool allRise = runs::overAllRise(alphaRow, mask, s, a, b);
+        const bool oneRun = repainting ? runs::noneZero(mask, a, b) : allRise;
 
         int p = a;
         while (p < b) {
-            if (repainting) {
-                while (p < b && maskRow[p] == 0) {
-                    ++p;
+            int q = b;
+            if (!oneRun || plainWalk) {
+                if (repainting) {
+                    while (p < b && mask[p] == 0) {
+                        ++p;
+                    }
+                } else {
+                    while (p < b && !(s[p] < alphaRow[p])) {
+                        ++p;
+                    }
                 }
-            } else {
-                while (p < b && !(s[p] < alphaRow[p])) {
-                    ++p;
+                if (p >= b) {
+                    break;
                 }
-            }
-            if (p >= b) {
-                break;
-            }
-            int q = p + 1;
-            if (repainting) {
-                while (q < b && maskRow[q] != 0) {
+                q = p + 1;
+                if (repainting) {
+                    while (q < b && mask[q] != 0) {
+                        ++q;
+                    }
+                }
+                while (q < b && s[q] < alphaRow[q]) {
                     ++q;
                 }
             }
-            while (q < b && s[q] < alphaRow[q]) {
-                ++q;
-            }
 
             if (!wet) {
-                runs::copy(s, alphaRow, p, q);
+                std::memcpy(s + p, alphaRow + p, static_cast<std::size_t>(q - p) * sizeof(Alpha));
                 colourStages(paint, p, q);
             } else {
                 // A pixel first touched in this stroke gets its colour in the wet planes;

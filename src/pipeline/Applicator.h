@@ -4,6 +4,7 @@
 #include "core/Handle.h"
 #include "image/StrokeApplicator.h"
 #include "pipeline/PipelineTool.h"
+#include "pipeline/SpanPlaneCache.h"
 
 #include <cstdint>
 #include <vector>
@@ -85,7 +86,16 @@ public:
     bool isAbandoned() const override { return abandoned; }
     bool isFinished() const override { return finished; }
 
+    /// Takes the plain walk over every run, sub-run by sub-run, even where the whole run
+    /// rises at once; for checking the fused walk against it. The results are the same.
+    bool plainWalk = false;
+
     /// The tolerance of the surface frame handed to the stages at the start: a fraction of
     /// the world distance between neighbouring pixels at the far depth.
     static constexpr double surfaceTolerance = 0.05;
+
+private:
+    /// The tiles of the planes of the current row of tiles, kept between runs and rows of one
+    /// stroke; let go of when a stroke starts, ends or is abandoned.
+    SpanPlaneCache planes_;
 };

@@ -1,9 +1,11 @@
 #include "pipeline/Blender.h"
 
 #include "core/Colour.h"
+#include "image/TileRowWriter.h"
 #include "image/ZmapDocument.h"
 #include "pipeline/BlendKernels.h"
 #include "pipeline/PaintMath.h"
+#include "pipeline/PixelRuns.h"
 
 #include <algorithm>
 #include <cmath>
@@ -118,9 +120,32 @@ void Blender::run(Span& span, int first, int last) {
     if (last <= first || !span.document) {
         return;
     }
-    // The hold pins the written tile for the length of the call.
+    // The hold (or the writer's kept tile) pins the written tile for the length of the call.
     TileHandle hold;
-    ColourPOD* out = span.document->rgbWrite(span.x, span.y, hold);
+    ColourPOD* out = nullptr;
+    if (span.colourWriter) {
+        std::int32_t count = 0;
+        out = reinterpret_cast<ColourPOD*>(span.colourWriter->run(span.x, span.y, count));
+        // A stroke laid row by row writes the same run one row down after the other tiles of
+        // this row: ask for it now, while the tile is at hand.
+        const TileGeometry& g = span.colourWriter->bitmap().geometry();
+        if (out && ((span.y + 1) & g.yMask) != 0 && span.y + 1 < g.height) {
+            const std::int32_t stride = g.rowStride(span.x >> g.xShift, 3);
+            const auto* next = reinterpret_cast<const char*>(out + first) + stride;
+            // The image before the stroke too, unless every pixel is a straight copy.
+            const bool readsBase = !(mode_ == 0 && opacity_ == 1.0f &&
+                                     runs::endOfRun(span.alpha, 1.0f, first, last) == last);
+            const auto* nextBase = reinterpret_cast<const char*>(span.baseColour + first) + stride;
+            for (int k = 0; k < (last - first) * 3; k += 64) {
+                __builtin_prefetch(next + k, 1);
+                if (readsBase) {
+                    __builtin_prefetch(nextBase + k);
+                }
+            }
+        }
+    } else {
+        out = span.document->rgbWrite(span.x, span.y, hold);
+    }
     if (!out) {
         return;
     }

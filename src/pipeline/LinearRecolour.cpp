@@ -1,9 +1,12 @@
 #include "pipeline/LinearRecolour.h"
 
 #include "pipeline/PaintMath.h"
+#include "pipeline/PixelRuns.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -24,8 +27,20 @@ void replaceColour(ColourPOD* working, const ColourPOD* target, bool targetPerPi
         }
         return;
     }
-    // Four pixels a round: the common case of a plain colour at full strength.
     const ColourPOD c = target[0];
+    if (runs::allPositive(alpha, first, last)) {
+        // Every pixel painted (the common case of a stroke's sub-run): the colour laid
+        // sixteen pixels at a time from a pattern of them.
+        ColourPOD pattern[16];
+        std::fill(std::begin(pattern), std::end(pattern), c);
+        int i = first;
+        for (; i + 16 <= last; i += 16) {
+            std::memcpy(working + i, pattern, sizeof pattern);
+        }
+        std::fill(working + i, working + last, c);
+        return;
+    }
+    // Four pixels a round: the common case of a plain colour at full strength.
     int i = first;
     for (; i + 4 <= last; i += 4) {
         working[i] = alpha[i] > 0 ? c : working[i];

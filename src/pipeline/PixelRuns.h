@@ -5,6 +5,10 @@
 
 #include <cstdint>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace runs {
 
 /// to[i] = from[i].
@@ -62,6 +66,84 @@ inline void over(float* out, const float* mask, const float* under, int first, i
     for (; i < last; ++i) {
         out[i] = (1.0f - under[i]) * mask[i] + under[i];
     }
+}
+
+/// "over" as above, and whether every pixel of the range rises by it (under[i] < out[i]):
+/// then the range is a single run of rising pixels. Four pixels a round.
+inline bool overAllRise(float* out, const float* mask, const float* under, int first, int last) {
+    int i = first;
+    bool rise = true;
+#if defined(__SSE2__)
+    const __m128 one = _mm_set1_ps(1.0f);
+    __m128 rising = _mm_castsi128_ps(_mm_set1_epi32(-1));
+    for (; i + 4 <= last; i += 4) {
+        const __m128 u = _mm_loadu_ps(under + i);
+        // The plain form's order: the product first, then the sum.
+        const __m128 c = _mm_add_ps(_mm_mul_ps(_mm_sub_ps(one, u), _mm_loadu_ps(mask + i)), u);
+        _mm_storeu_ps(out + i, c);
+        rising = _mm_and_ps(rising, _mm_cmplt_ps(u, c));
+    }
+    rise = _mm_movemask_ps(rising) == 0xF;
+#endif
+    for (; i < last; ++i) {
+        out[i] = (1.0f - under[i]) * mask[i] + under[i];
+        rise = rise && under[i] < out[i];
+    }
+    return rise;
+}
+
+/// The end of the run of values equal to `value` from `first` on: the first index from
+/// `first` whose value differs, or `last`. Four values a round.
+inline int endOfRun(const float* values, float value, int first, int last) {
+    int i = first;
+#if defined(__SSE2__)
+    const __m128 v = _mm_set1_ps(value);
+    for (; i + 4 <= last; i += 4) {
+        if (_mm_movemask_ps(_mm_cmpeq_ps(_mm_loadu_ps(values + i), v)) != 0xF) {
+            break;
+        }
+    }
+#endif
+    while (i < last && values[i] == value) {
+        ++i;
+    }
+    return i;
+}
+
+/// True when every value of the range is above 0.
+inline bool allPositive(const float* values, int first, int last) {
+    int i = first;
+    bool all = true;
+#if defined(__SSE2__)
+    const __m128 zero = _mm_setzero_ps();
+    __m128 positive = _mm_castsi128_ps(_mm_set1_epi32(-1));
+    for (; i + 4 <= last; i += 4) {
+        positive = _mm_and_ps(positive, _mm_cmpgt_ps(_mm_loadu_ps(values + i), zero));
+    }
+    all = _mm_movemask_ps(positive) == 0xF;
+#endif
+    for (; i < last; ++i) {
+        all = all && values[i] > 0;
+    }
+    return all;
+}
+
+/// True when no value of the range is 0 (nor -0).
+inline bool noneZero(const float* values, int first, int last) {
+    int i = first;
+    bool none = true;
+#if defined(__SSE2__)
+    const __m128 zero = _mm_setzero_ps();
+    __m128 zeros = zero;
+    for (; i + 4 <= last; i += 4) {
+        zeros = _mm_or_ps(zeros, _mm_cmpeq_ps(_mm_loadu_ps(values + i), zero));
+    }
+    none = _mm_movemask_ps(zeros) == 0;
+#endif
+    for (; i < last; ++i) {
+        none = none && values[i] != 0;
+    }
+    return none;
 }
 
 } // namespace runs

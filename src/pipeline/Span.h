@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+class TileRowWriter;
 class ZmapDocument;
 
 /// The longest run a Span can cover: the widest tile.
@@ -33,4 +34,7 @@ struct Span {
     Alpha* alpha = nullptr;                   ///< working alpha, 0 to 1
     std::uint32_t* depth = nullptr;           ///< working depth; defined only with spanNeedsDepth
     std::uint8_t flags = 0;
+    /// Writes the document's colour channel keeping its tiles between runs; null: a stage
+    /// that writes the colour asks the document for the tile.
+    TileRowWriter* colourWriter = nullptr;
 };

@@ -73,6 +73,42 @@ TEST(BlendKernels, FastFormsMatchThePlainOnesOverAllInputs) {
     }
 }
 
+TEST(BlendKernels, RunsOfOneColourAtOneCoverageMatchThePlainForms) {
+    // The fast forms take a shorter road where the working colour and alpha are the same
+    // all along the run: every working colour value in each channel position, over every
+    // base value, at coverages that include the exact halves.
+    std::vector<ColourPOD> base;
+    for (int b = 0; b < 256; ++b) {
+        base.push_back(ColourPOD{std::uint8_t(b), std::uint8_t(255 - b), std::uint8_t(b ^ 0x33)});
+    }
+    const int n = static_cast<int>(base.size());
+    const float alphas[] = {1.0f, 0.5f, 0.75f, 1.0f / 3, 1e-6f, 0.0f};
+    const float opacities[] = {1.0f, 0.5f, 0.37f};
+    for (const KernelPair& k : kernels) {
+        for (int s = 0; s < 256; ++s) {
+            const ColourPOD colour{std::uint8_t(s), std::uint8_t(255 - s), std::uint8_t(s / 3)};
+            const std::vector<ColourPOD> source(static_cast<std::size_t>(n), colour);
+            for (const float a : alphas) {
+                const std::vector<float> alpha(static_cast<std::size_t>(n), a);
+                for (const float opacity : opacities) {
+                    for (const int first : {0, 1, 3}) {
+                        const int last = n - first * 5;
+                        std::vector<ColourPOD> fast(base.size(), ColourPOD{1, 2, 3});
+                        std::vector<ColourPOD> plain = fast;
+                        k.fast(fast.data(), base.data(), source.data(), alpha.data(), opacity,
+                               first, last);
+                        k.plain(plain.data(), base.data(), source.data(), alpha.data(), opacity,
+                                first, last);
+                        ASSERT_EQ(std::memcmp(fast.data(), plain.data(), fast.size() * 3), 0)
+                            << k.name << " s " << s << " alpha " << a << " opacity " << opacity
+                            << " first " << first;
+                    }
+                }
+            }
+        }
+    }
+}
+
 TEST(BlendKernels, PixelsOutsideTheRangeAreNotWritten) {
     std::vector<ColourPOD> base(32, ColourPOD{10, 20, 30}), source(32, ColourPOD{200, 100, 0});
     std::vector<float> alpha(32, 0.6f);

@@ -10,6 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -222,6 +225,143 @@ TEST_F(PaintRow, WetPathLandsTheColourInTheWetPlanes) {
     EXPECT_EQ(test::names(log), (std::vector<std::string>{"matting", "commit", "blend"}));
     EXPECT_EQ(log.back().colour[1], (ColourPOD{1, 2, 3}));
     EXPECT_FLOAT_EQ(log.back().alpha[1], 0.75f);
+}
+
+} // namespace
+
+namespace {
+
+/// Both walks over the same passes: one applicator takes the plain walk everywhere, the
+/// other the fused one where a whole run rises at once.
+class PaintRowWalks : public testing::TestWithParam<bool> {
+protected:
+    struct Side {
+        std::unique_ptr<test::TestDocument> document;
+        TQL::Handle<test::RowApplicator> applicator;
+        StageLog log;
+    };
+
+    void SetUp() override {
+        for (Side* side : {&plain, &fused}) {
+            side->document = test::makeTestDocument(300, 100);
+            auto& a = side->applicator = TQL::makeHandle<test::RowApplicator>();
+            a->plainWalk = side == &plain;
+            a->width = 0;
+            // The locks: nothing at every seventh column, half at every fifth.
+            auto matting = TQL::makeHandle<test::RecordingMatting>(side->log, "matting");
+            matting->action = [](Span& span, int first, int last) {
+                for (int i = first; i < last; ++i) {
+                    const std::int32_t x = span.x + i;
+                    span.alpha[i] *= x % 7 == 0 ? 0.0f : x % 5 == 0 ? 0.5f : 1.0f;
+                }
+            };
+            auto effect = TQL::makeHandle<test::RecordingEffect>(side->log, "effect");
+            effect->repaint = GetParam();
+            const auto paint = TQL::makeHandle<Paint>();
+            effect->action = [paint](Span& span, int first, int last) {
+                paint->run(span, first, last);
+            };
+            const auto recolour = TQL::makeHandle<LinearRecolour>(250, 30, 90, 0.6f);
+            auto recorder = TQL::makeHandle<test::RecordingRecolour>(side->log, "recolour");
+            recorder->action = [recolour](Span& span, int first, int last) {
+                recolour->run(span, first, last);
+            };
+            const auto blender = TQL::makeHandle<Blender>(0.8f, 0);
+            auto blend = TQL::makeHandle<test::RecordingBlend>(side->log, "blend");
+            blend->action = [blender](Span& span, int first, int last) {
+                blender->run(span, first, last);
+            };
+            a->matting = matting;
+            a->effect = effect;
+            a->recolour = recorder;
+            a->blend = blend;
+            a->start(*side->document, nullptr, StrokePoint{0, 0});
+            side->log.clear();
+        }
+    }
+
+    Side plain, fused;
+};
+
+TEST_P(PaintRowWalks, FusedWalkMatchesThePlainWalkBitForBit) {
+    // Rows of coverage in runs of none, full, half and random values, laid again and again
+    // over the same rows so that passes meet pixels with no, some and full stroke alpha.
+    std::mt19937 random(11);
+    std::uniform_real_distribution<float> anyCoverage(0.0f, 1.0f);
+    std::uniform_int_distribution<int> pick(0, 5);
+    for (int pass = 0; pass < 300; ++pass) {
+        const std::int32_t y = 40 + pass % 9;
+        const std::int32_t x0 = std::uniform_int_distribution<std::int32_t>(-30, 280)(random);
+        std::vector<float> coverage(std::uniform_int_distribution<std::size_t>(1, 220)(random));
+        for (std::size_t i = 0; i < coverage.size();) {
+            const int kind = pick(random);
+            const std::size_t n = std::min<std::size_t>(coverage.size() - i, 1 + pick(random) * 9);
+            for (std::size_t k = 0; k < n; ++k, ++i) {
+                coverage[i] = kind == 0   ? 0.0f
+                              : kind <= 2 ? 1.0f
+                              : kind == 3 ? 0.5f
+                                          : anyCoverage(random);
+            }
+        }
+        const auto count = static_cast<std::int32_t>(coverage.size());
+        const IExtent<2> p =
+            plain.applicator->paintRow(*plain.document, x0, y, 0, count, coverage.data());
+        const IExtent<2> f =
+            fused.applicator->paintRow(*fused.document, x0, y, 0, count, coverage.data());
+        ASSERT_EQ(p, f) << "pass " << pass;
+    }
+
+    ASSERT_EQ(plain.log.size(), fused.log.size());
+    for (std::size_t k = 0; k < plain.log.size(); ++k) {
+        const test::StageCall& a = plain.log[k];
+        const test::StageCall& b = fused.log[k];
+        ASSERT_EQ(std::tie(a.stage, a.x, a.first, a.last), std::tie(b.stage, b.x, b.first, b.last))
+            << "call " << k;
+        ASSERT_EQ(a.alpha, b.alpha) << "call " << k;
+    }
+    for (std::int32_t y = 0; y < 100; ++y) {
+        for (std::int32_t x = 0; x < 300; ++x) {
+            ASSERT_EQ(plain.document->rgbAt(x, y), fused.document->rgbAt(x, y)) << x << ", " << y;
+            const auto sp = plain.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
+            const auto sf = fused.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
+            ASSERT_EQ(sp, sf) << x << ", " << y;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Repainting, PaintRowWalks, testing::Bool(),
+                         [](const testing::TestParamInfo<bool>& info) {
+                             return info.param ? "repainting" : "growing";
+                         });
+
+TEST(PaintRowTiles, AStrokeRowByRowCopiesEachSharedTileOnce) {
+    auto document = test::makeTestDocument(300, 100);
+    // Colour in every tile, then closed into an undo level that shares the tiles.
+    TileHandle hold;
+    for (std::int32_t y = 0; y < 100; ++y) {
+        for (std::int32_t x = 0; x < 300; ++x) {
+            *document->rgbWrite(x, y, hold) = ColourPOD{std::uint8_t(x), std::uint8_t(y), 9};
+        }
+    }
+    hold.reset();
+    Status status = status::ok;
+    document->editor.undoBuffer->pushLevel(status, 0);
+    ASSERT_EQ(status, status::ok);
+    const std::int32_t tiles = document->geometry().tileCount();
+
+    auto applicator = TQL::makeHandle<test::RowApplicator>();
+    applicator->effect = TQL::makeHandle<Paint>();
+    applicator->recolour = TQL::makeHandle<LinearRecolour>(1, 2, 3, 1.0f);
+    applicator->blend = TQL::makeHandle<Blender>(1.0f, 0);
+    const std::vector<float> full(300, 1.0f);
+    const std::uint64_t before = LockedHandleVector::tileCopies();
+    for (std::int32_t y = 0; y < 100; ++y) {
+        applicator->paintRow(*document, 0, y, 0, 300, full.data());
+    }
+    EXPECT_EQ(LockedHandleVector::tileCopies() - before, static_cast<std::uint64_t>(tiles));
+    EXPECT_EQ(document->rgbAt(299, 99), (ColourPOD{3, 2, 1}));
+    // The level still holds the image before the stroke.
+    EXPECT_EQ(document->undoRgbAt(299, 99), (ColourPOD{std::uint8_t(299), 99, 9}));
 }
 
 } // namespace

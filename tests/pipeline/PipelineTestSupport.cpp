@@ -61,6 +61,10 @@ void RowApplicator::apply(ZmapDocument& document, StrokeView* view,
     finish(document, view);
 }
 
+void RowApplicator::surfaceChanged(const SurfaceFrame& frame) {
+    changedSurfaces.push_back(frame.plane());
+}
+
 std::uint32_t RowApplicator::undoNameId() const {
     if (effect && effect->undoNameId() != 0) {
         return effect->undoNameId();

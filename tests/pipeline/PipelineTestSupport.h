@@ -7,6 +7,7 @@
 #include "image/ZmapDocument.h"
 #include "pipeline/Applicator.h"
 #include "pipeline/ToolSelection.h"
+#include "views/cameras/SurfaceFrame.h"
 
 #include <cstdint>
 #include <functional>
@@ -43,6 +44,10 @@ public:
             action(span, first, last);
         }
     }
+    /// Logs "setSurface" with the stage's name.
+    void setSurface(const SurfaceFrame&) override {
+        log_.push_back({"setSurface " + name_, 0, 0, 0, 0, {}, {}, {}});
+    }
     std::function<void(Span&, int, int)> action;
 
 protected:
@@ -57,7 +62,12 @@ public:
         return false;
     }
     void extendRun(std::int32_t&, std::int32_t, std::int32_t, ZmapDocument&) override {}
-    bool lockPlane(Plane&) override { return false; }
+    bool lockPlane(Plane& plane) override {
+        plane = lockedPlane;
+        return hasLockPlane;
+    }
+    bool hasLockPlane = false;
+    Plane lockedPlane;
 };
 
 class RecordingEffect : public Recording<EffectTool> {
@@ -66,12 +76,18 @@ public:
     void commit(Span& span, int first, int last) override {
         record(log_, "commit", span, first, last);
     }
+    bool plane(Plane& plane) override {
+        plane = ownPlane;
+        return hasPlane;
+    }
     bool usesWetLayer() const override { return wetLayer; }
     bool repaints() const override { return repaint; }
     std::uint32_t undoNameId() const override { return undoName; }
     bool wetLayer = false;
     bool repaint = false;
     std::uint32_t undoName = 0;
+    bool hasPlane = false;
+    Plane ownPlane;
 };
 
 class RecordingFog : public Recording<FogTool> {
@@ -131,6 +147,9 @@ public:
     std::function<void()> duringFinish;
     /// Run during extend (to fail it).
     std::function<void()> duringExtend;
+    /// The planes surfaceChanged was given, in order.
+    std::vector<Plane> changedSurfaces;
+    void surfaceChanged(const SurfaceFrame& frame) override;
     int readyCalls = 0;
     bool started = false;
     IExtent<2> painted;

@@ -85,6 +85,30 @@ TEST(LinearRecolour, StrengthDecidesHowFarTheColourMoves) {
     }
 }
 
+TEST(LinearRecolour, FullStrengthPaintsExactlyTheRangeWhereAlphaIsAboveZero) {
+    // Every start and length up to a few rounds of the wide fill, with coverage everywhere
+    // and with one pixel of none; the pixels outside the range keep their colour.
+    const ColourPOD old{100, 100, 100};
+    const ColourPOD tool{40, 120, 200}; // blue, green, red as stored
+    LinearRecolour recolour(200, 120, 40, 1.0f);
+    for (int first = 0; first < 5; ++first) {
+        for (int last = first; last < 60; ++last) {
+            for (int hole = -1; hole < last; hole += 13) {
+                SpanRows rows(64, old, 0.5f);
+                if (hole >= 0) {
+                    rows.alpha[static_cast<std::size_t>(hole)] = 0.0f;
+                }
+                recolour.run(rows.span, first, last);
+                for (int i = 0; i < 64; ++i) {
+                    const bool painted = i >= first && i < last && i != hole;
+                    ASSERT_EQ(rows.colour[static_cast<std::size_t>(i)], painted ? tool : old)
+                        << first << ".." << last << " hole " << hole << " pixel " << i;
+                }
+            }
+        }
+    }
+}
+
 TEST(LinearRecolour, PickedColourStaysNearTheToolColourUntilFinish) {
     LinearRecolour recolour(120, 60, 200, 1.0f);
     recolour.pickColour(0, 0);

@@ -9,10 +9,15 @@
 #include "pipeline/Paint.h"
 #include "pipeline/ToolSelection.h"
 #include "support/RecordingViews.h"
+#include "support/SyntheticScene.h"
 #include "support/TestDocument.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <cwchar>
 #include <new>
 #include <vector>
 
@@ -220,6 +225,153 @@ TEST_F(Strokes, NoImageOrNoToolIsStatusMinus13) {
     selection().selectApplicator(nullptr);
     EXPECT_EQ(document->editor.beginStroke(StrokePoint{1, 1}, nullptr), status::noImage);
     EXPECT_EQ(document->editor.runStroke({}, nullptr), status::noConversion);
+}
+
+TEST_F(Strokes, TimedStoredStrokeCopiesItsPointCountAndSeconds) {
+    // The timing setting is read once a process; ctest runs every test in its own.
+    setenv("QUORVALETIMING", "1", 1);
+    const bool timing = TQL::timingEnabled();
+    unsetenv("QUORVALETIMING");
+    if (!timing) {
+        GTEST_SKIP() << "the timing setting was read off before this test";
+    }
+    RecordingStrokeView view;
+    // A slow stroke, so that the seconds are not all zero digits.
+    applicator->duringExtend = [] {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
+        while (std::chrono::steady_clock::now() < until) {
+        }
+    };
+    const std::vector<StrokePoint> points{{5, 5}, {6, 6}, {7, 7}};
+    const auto before = std::chrono::steady_clock::now();
+    ASSERT_EQ(document->editor.runStroke(points, &view), status::ok);
+    const double elapsed =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
+
+    // "<points>\t<seconds with two decimals>"
+    const std::wstring& text = view.clipboard;
+    const std::size_t tab = text.find(L'\t');
+    ASSERT_NE(tab, std::wstring::npos) << "no tab in the copied text";
+    EXPECT_EQ(text.substr(0, tab), L"3");
+    const std::wstring seconds = text.substr(tab + 1);
+    ASSERT_EQ(seconds.size(), 4u) << "seconds not in the form d.dd";
+    EXPECT_EQ(seconds[1], L'.');
+    const double value = std::wcstod(seconds.c_str(), nullptr);
+    // Three extends of 20 ms at least, rounded to hundredths, and no more than the call took.
+    EXPECT_GE(value, 0.055);
+    EXPECT_LE(value, elapsed + 0.005);
+}
+
+/// A document of a floor (z = 0) seen from eye height, with the stage recorders installed.
+class StrokeSurfaces : public testing::Test {
+protected:
+    void SetUp() override {
+        document = test::makeTestDocument(150, 80);
+        document->setViewParams(ViewParams()); // eye 1.6 above the floor, looking along +y
+        test::SyntheticScene scene;
+        scene.add(Plane(), 1);
+        scene.render(*document);
+        applicator = TQL::makeHandle<test::RowApplicator>();
+        applicator->width = 0;
+        matting = TQL::makeHandle<test::RecordingMatting>(log, "matting");
+        effect = TQL::makeHandle<test::RecordingEffect>(log, "effect");
+        applicator->matting = matting;
+        applicator->effect = effect;
+        applicator->fog = TQL::makeHandle<test::RecordingFog>(log, "fog");
+        applicator->texture = TQL::makeHandle<test::RecordingTexture>(log, "texture");
+        applicator->recolour = TQL::makeHandle<test::RecordingRecolour>(log, "recolour");
+        applicator->grain = TQL::makeHandle<test::RecordingGrain>(log, "grain");
+        applicator->blend = TQL::makeHandle<test::RecordingBlend>(log, "blend");
+    }
+
+    /// The setSurface calls of the log, in order.
+    std::vector<std::string> surfaceCalls() const {
+        std::vector<std::string> out;
+        for (const std::string& name : test::names(log)) {
+            if (name.rfind("setSurface", 0) == 0) {
+                out.push_back(name);
+            }
+        }
+        return out;
+    }
+
+    static constexpr StrokePoint onFloor{75, 70};
+    std::unique_ptr<test::TestDocument> document;
+    TQL::Handle<test::RowApplicator> applicator;
+    test::StageLog log;
+    TQL::Handle<test::RecordingMatting> matting;
+    TQL::Handle<test::RecordingEffect> effect;
+};
+
+TEST_F(StrokeSurfaces, EveryStageHearsOfTheStrokesPlaneInStartOrder) {
+    effect->hasPlane = true;
+    effect->ownPlane = document->planeAt(onFloor.x, onFloor.y);
+    applicator->start(*document, nullptr, onFloor);
+    EXPECT_EQ(surfaceCalls(),
+              (std::vector<std::string>{"setSurface matting", "setSurface effect", "setSurface fog",
+                                        "setSurface texture", "setSurface recolour",
+                                        "setSurface grain", "setSurface blend"}));
+    // The camera's own plane at the start point: nothing changed.
+    EXPECT_TRUE(applicator->changedSurfaces.empty());
+}
+
+TEST_F(StrokeSurfaces, AnyDifferenceFromTheCamerasPlaneCountsHoweverSmall) {
+    const Plane camera = document->planeAt(onFloor.x, onFloor.y);
+    ASSERT_TRUE(camera.isValid());
+    const double d = camera.distanceFromOrigin();
+    Vector<3> tilted = camera.normal();
+    tilted[0] = std::nextafter(tilted[0], 1.0);
+    const struct {
+        const char* what;
+        Plane plane;
+    } cases[] = {
+        {"distance one step further",
+         Plane::fromNormalDistance(camera.normal(), std::nextafter(d, 1e9))},
+        {"normal one step off", Plane::fromNormalDistance(tilted, d)},
+        {"a wall", Plane::fromNormalDistance(Vector<3>(0, -1, 0), -14)},
+    };
+    for (const auto& c : cases) {
+        applicator->changedSurfaces.clear();
+        effect->hasPlane = true;
+        effect->ownPlane = c.plane;
+        applicator->start(*document, nullptr, onFloor);
+        ASSERT_EQ(applicator->changedSurfaces.size(), 1u) << c.what;
+        EXPECT_EQ(applicator->changedSurfaces[0].normal(), c.plane.normal()) << c.what;
+        EXPECT_EQ(applicator->changedSurfaces[0].distanceFromOrigin(), c.plane.distanceFromOrigin())
+            << c.what;
+    }
+}
+
+TEST_F(StrokeSurfaces, TheLockedPlaneServesWhenTheEffectHasNone) {
+    matting->hasLockPlane = true;
+    matting->lockedPlane = Plane::fromNormalDistance(Vector<3>(0, -1, 0), -14);
+    applicator->start(*document, nullptr, onFloor);
+    EXPECT_EQ(surfaceCalls().size(), 7u);
+    ASSERT_EQ(applicator->changedSurfaces.size(), 1u);
+    EXPECT_EQ(applicator->changedSurfaces[0].distanceFromOrigin(), -14);
+
+    // The effect's plane comes first: the camera's plane there, so nothing changed.
+    log.clear();
+    applicator->changedSurfaces.clear();
+    effect->hasPlane = true;
+    effect->ownPlane = document->planeAt(onFloor.x, onFloor.y);
+    applicator->start(*document, nullptr, onFloor);
+    EXPECT_EQ(surfaceCalls().size(), 7u);
+    EXPECT_TRUE(applicator->changedSurfaces.empty());
+}
+
+TEST_F(StrokeSurfaces, NoPlaneOrNoCameraTellsNoStage) {
+    applicator->start(*document, nullptr, onFloor);
+    EXPECT_TRUE(surfaceCalls().empty());
+    EXPECT_TRUE(applicator->changedSurfaces.empty());
+
+    auto line = test::makeTestDocument(40, 1); // a single row has no view conversion
+    ASSERT_FALSE(line->viewProj());
+    effect->hasPlane = true;
+    effect->ownPlane = Plane::fromNormalDistance(Vector<3>(0, -1, 0), -14);
+    applicator->start(*line, nullptr, StrokePoint{5, 0});
+    EXPECT_TRUE(surfaceCalls().empty());
+    EXPECT_TRUE(applicator->changedSurfaces.empty());
 }
 
 TEST(ToolSelection, StartValuesAndTheOpacityCommand) {

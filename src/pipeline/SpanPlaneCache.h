@@ -1,0 +1,66 @@
+#pragma once
+
+#include "core/Handle.h"
+#include "image/SpanPlanes.h"
+#include "image/TileBitmap.h"
+#include "image/TileRowWriter.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+class ZmapDocument;
+
+/// The planes of the paint pipeline for run after run of a stroke, as
+/// ZmapDocument::spanPlanes gives them, keeping the tiles of the current row of tiles between
+/// runs. A stroke laid row by row then fetches each tile once per row of tiles instead of once
+/// per run, and takes no lock in between.
+///
+/// Written planes (stroke alpha, wet planes, the image's colour) are kept through
+/// TileRowWriter: copy on write as ever, and a kept tile that someone else came to hold is
+/// fetched again. Read planes are kept only where the stroke doesn't write them (the undo
+/// level and the originals); where the image before the stroke is the live channel (no undo
+/// store) they are fetched for every run, as spanPlanes does. A kept plane is dropped when
+/// its bitmap is replaced or its tile handles are (generation).
+///
+/// Pointers are valid until the next call or reset. Interface thread only, like every stroke.
+class SpanPlaneCache {
+public:
+    /// Takes the document's planes for row y; false (nothing to paint) outside the image or
+    /// without the channels. Call before the runs of each row.
+    bool beginRow(ZmapDocument& document, std::int32_t y, bool wet);
+    /// The planes of the run of the row from column x to the right edge of x's tile; returns
+    /// its length, 0 outside the image. Throws std::bad_alloc.
+    std::int32_t run(std::int32_t x, SpanPlanes& planes);
+    /// The writer of the document's colour channel for the row's runs; null without it.
+    TileRowWriter* colourWriter() const { return colour_.writer.get(); }
+    /// Lets go of every kept tile and bitmap.
+    void reset();
+
+private:
+    /// Kept tiles of one read plane for one row of tiles.
+    struct ReadPlane {
+        TQL::Handle<TileBitmap> bitmap;
+        std::uint32_t generation = 0;
+        std::int32_t tileRow = -1;
+        /// Tiles are kept between rows; false: one tile, fetched again for every run.
+        bool keep = false;
+        std::vector<TileHandle> tiles;
+
+        void beginRow(TileBitmap* from, std::int32_t y, bool keepTiles);
+        const std::uint8_t* run(std::int32_t x, std::int32_t y);
+        void reset();
+    };
+    struct WritePlane {
+        TQL::Handle<TileBitmap> bitmap;
+        std::unique_ptr<TileRowWriter> writer;
+
+        void beginRow(TileBitmap* to);
+        void reset();
+    };
+
+    std::int32_t y_ = 0;
+    bool wet_ = false;
+    ReadPlane source_, baseColour_, baseDepth_, baseMaterial_;
+    WritePlane strokeAlpha_, wetColour_, wetAlpha_, colour_;
+};
