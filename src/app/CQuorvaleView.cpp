@@ -59,6 +59,8 @@ QRect toViewRect(const IExtent<2>& e) {
     return toQRect(e);
 }
 
+CQuorvaleView::Navigation currentNavigation = CQuorvaleView::Navigation::hand;
+
 } // namespace
 
 void QuorvalePollingWaiter::poll() const {
@@ -200,6 +202,31 @@ void CQuorvaleView::OnColourMatchChange() {
     view_->setFitWindowResize(appsettings::FitWindowResize.value() != 0);
     view_->setColourTransform(displayTransform());
     viewport()->update();
+}
+
+void CQuorvaleView::setNavigation(Navigation navigation) {
+    currentNavigation = navigation;
+}
+
+CQuorvaleView::Navigation CQuorvaleView::navigation() {
+    return currentNavigation;
+}
+
+void CQuorvaleView::zoomAbout(QPoint at, bool in) {
+    const IPoint<2> pixel = view_->mapping().viewToImage(IPoint<2>(at.x(), at.y()));
+    if (in) {
+        zoomIn();
+    } else {
+        zoomOut();
+    }
+    const ViewMapping m = view_->mapping();
+    const IExtent<2> shown = m.imageToView(pixel);
+    if (shown.degenerate()) {
+        return;
+    }
+    // Scroll so that the pixel is back under the mouse.
+    const IPoint<2> scroll = m.scroll();
+    scrollTo(scroll.x + shown.lo().x - at.x(), scroll.y + shown.lo().y - at.y());
 }
 
 void CQuorvaleView::beginCropCapture() {
@@ -447,6 +474,18 @@ void CQuorvaleView::mousePressEvent(QMouseEvent* event) {
     if (sendToCursor(event, CursorEvent::Kind::press)) {
         return;
     }
+    if (event->button() == Qt::LeftButton && currentNavigation == Navigation::hand) {
+        handDragging_ = true;
+        dragFrom_ = event->position().toPoint();
+        const IPoint<2> scroll = view_->mapping().scroll();
+        scrollFrom_ = QPoint(scroll.x, scroll.y);
+        viewport()->setCursor(Qt::ClosedHandCursor);
+        return;
+    }
+    if (event->button() == Qt::LeftButton && currentNavigation == Navigation::zoom) {
+        zoomAbout(event->position().toPoint(), !(event->modifiers() & Qt::ShiftModifier));
+        return;
+    }
     if (event->button() == Qt::LeftButton) {
         const QPoint at = event->position().toPoint();
         const ViewMapping m = view_->mapping();
@@ -470,6 +509,10 @@ void CQuorvaleView::mouseDoubleClickEvent(QMouseEvent* event) {
 void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
     const QPoint at = event->position().toPoint();
     sendToCursor(event, CursorEvent::Kind::move);
+    if (handDragging_) {
+        const QPoint to = scrollFrom_ - (at - dragFrom_);
+        scrollTo(to.x(), to.y());
+    }
     const ViewMapping m = view_->mapping();
     const IPoint<2> p = m.viewToImage(IPoint<2>(at.x(), at.y()));
     const IVector<2> size = m.imageSize();
@@ -478,6 +521,11 @@ void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
 
 void CQuorvaleView::mouseReleaseEvent(QMouseEvent* event) {
     if (sendToCursor(event, CursorEvent::Kind::release)) {
+        return;
+    }
+    if (handDragging_ && event->button() == Qt::LeftButton) {
+        handDragging_ = false;
+        viewport()->unsetCursor();
         return;
     }
     QAbstractScrollArea::mouseReleaseEvent(event);

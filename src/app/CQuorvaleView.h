@@ -70,6 +70,14 @@ public:
     /// profile) and the background colour, and redraws: after the preferences change.
     void OnColourMatchChange();
 
+    /// What a left drag or click does on every view when no capture runs: scroll (hand),
+    /// zoom in (Shift: out) about the point, or apply the current tool (imageClicked).
+    enum class Navigation { apply, hand, zoom };
+    static void setNavigation(Navigation navigation);
+    static Navigation navigation();
+    /// Zooms one step in (or out) keeping image pixel under window point `at` in place.
+    void zoomAbout(QPoint at, bool in);
+
     /// What a capture of this view is for.
     enum class CaptureUse { none, crop, tool };
 
@@ -135,6 +143,9 @@ private:
     bool initialised_ = false;
     bool settingScroll_ = false;
     bool painting_ = false;
+    bool handDragging_ = false;
+    QPoint dragFrom_;
+    QPoint scrollFrom_;
     CaptureUse captureUse_ = CaptureUse::none;
     TQL::Handle<PseudoCursor> cursor_;
 };
