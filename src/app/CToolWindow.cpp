@@ -54,7 +54,9 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable |
                 QDockWidget::DockWidgetClosable);
 
+    // The toolbox starts from its factory state and the user's stored settings.
     Toolbox& toolbox = Toolbox::instance();
+    toolbox.state = ToolboxState{};
     toolbox.state.currentApplicatorId = handToolId;
     toolbox.registerTool(fill_);
     toolbox.registerTool(matte_);
