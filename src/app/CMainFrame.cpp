@@ -120,6 +120,7 @@ CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)), tools_(new CToolWindow(this
     progress_ = std::make_unique<ProgressReporter>(bar, progressLabel, mdi_);
 
     addDockWidget(Qt::RightDockWidgetArea, tools_);
+    resizeDocks({tools_}, {360}, Qt::Horizontal);
     connect(tools_, &CToolWindow::toolChanged, this, &CMainFrame::toolChanged);
     toolChanged(tools_->currentTool());
 
