@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Flood records between two looks at the stop request and two view updates.
+/// Flood records between two progress reports and view updates.
 constexpr std::int64_t recordsPerPoll = 64;
 
 /// Directions of a flood record.
@@ -210,6 +210,12 @@ void Filler::fillFlood(ZmapDocument& document, StrokeView* view) {
 
     while (stack_) {
         if (abandoned) {
+            break;
+        }
+        // The stop request is cheap to ask between records; progress and the view are told
+        // less often.
+        if (TQL::stopRequested()) {
+            abandon();
             break;
         }
         if (++records_ % recordsPerPoll == 0) {

@@ -142,6 +142,11 @@ std::uint32_t Matte::depthAt(ZmapDocument& document, std::int32_t x, std::int32_
 
 void Matte::start(int x, int y, ZmapDocument& document) {
     document_ = &document;
+    // The level under the stroke doesn't change while it runs: its channels are taken once.
+    const Channels channels = channelsOf(document, settings_.useOriginal);
+    for (int i = 0; i < 3; ++i) {
+        read_[i] = channels.hold[i];
+    }
     const bool any = planeLock_ || angleLock_ || materialLock_ || colourLock_;
     state_ = any ? testEach : passAll;
     materialIds_.clear();
@@ -293,12 +298,28 @@ void Matte::testRow(const RowPlanes& planes, float* mask, int first, int last) {
     ZmapDocument& document = *planes.document;
     const bool invert = settings_.invert;
     const bool list = settings_.materialListMode;
+    if (materialLock_ && !planeLock_ && !colourLock_ && !angleLock_) {
+        // The material alone, the lock a flood mostly runs with: one compare a pixel.
+        const MaterialId* id = planes.material;
+        if (list) {
+            for (int i = first; i < last; ++i) {
+                mask[i] = (listed_[id[i]] != 0) != invert ? mask[i] : 0.0f;
+            }
+        } else {
+            const MaterialId m = material_;
+            for (int i = first; i < last; ++i) {
+                mask[i] = (id[i] == m) != invert ? mask[i] : 0.0f;
+            }
+        }
+        return;
+    }
     if (angleLock_) {
-        const Channels channels = channelsOf(document, settings_.useOriginal);
-        readDepthRow(channels.z, document.geometry(), planes.x + first - 1, planes.x + last,
-                     planes.y - 1, aboveRow);
-        readDepthRow(channels.z, document.geometry(), planes.x + first - 1, planes.x + last,
-                     planes.y + 1, belowRow);
+        TileBitmap* z =
+            document_ == &document ? read_[1].get() : channelsOf(document, settings_.useOriginal).z;
+        readDepthRow(z, document.geometry(), planes.x + first - 1, planes.x + last, planes.y - 1,
+                     aboveRow);
+        readDepthRow(z, document.geometry(), planes.x + first - 1, planes.x + last, planes.y + 1,
+                     belowRow);
     }
     for (int i = first; i < last; ++i) {
         if (mask[i] == 0) {
@@ -340,13 +361,27 @@ std::int32_t Matte::rowPlanes(ZmapDocument& document, std::int32_t x, std::int32
         return 0;
     }
     const std::int32_t length = std::min({(x | g.xMask) + 1, g.width, x + limit}) - x;
-    const Channels c = channelsOf(document, settings_.useOriginal);
+    Channels c;
+    if (document_ == &document) {
+        c.rgb = read_[0].get();
+        c.z = read_[1].get();
+        c.mat = read_[2].get();
+    } else {
+        c = channelsOf(document, settings_.useOriginal);
+    }
     planes.document = &document;
     planes.x = x;
     planes.y = y;
-    planes.colour = readRun(c.rgb, x, y, planes.pins[0], emptyColour, length);
-    planes.depth = readRun(c.z, x, y, planes.pins[1], emptyDepth, length);
-    planes.material = readRun(c.mat, x, y, planes.pins[2], emptyMaterial, length);
+    // Only the planes that a lock that is on reads.
+    if (colourLock_) {
+        planes.colour = readRun(c.rgb, x, y, planes.pins[0], emptyColour, length);
+    }
+    if (planeLock_ || angleLock_) {
+        planes.depth = readRun(c.z, x, y, planes.pins[1], emptyDepth, length);
+    }
+    if (materialLock_) {
+        planes.material = readRun(c.mat, x, y, planes.pins[2], emptyMaterial, length);
+    }
     return length;
 }
 
@@ -465,9 +500,16 @@ bool Matte::findRun(std::int32_t& left, std::int32_t& right, std::int32_t y,
         }
         if (k < length) {
             std::int32_t a = x + k;
-            std::int32_t b = a;
+            // The chunk is tested already: go right within it before testing further.
+            int e = k;
+            while (e + 1 < length && passRow[e + 1] != 0) {
+                ++e;
+            }
+            std::int32_t b = x + e;
             extendRun(a, y, -1, document);
-            extendRun(b, y, +1, document);
+            if (e + 1 == length) {
+                extendRun(b, y, +1, document);
+            }
             left = a;
             right = b;
             return true;

@@ -2,6 +2,7 @@
 
 #include "core/Angle.h"
 #include "core/Colour.h"
+#include "core/Handle.h"
 #include "image/MaterialRecord.h"
 #include "pipeline/PipelineTool.h"
 #include "views/cameras/SurfaceFrame.h"
@@ -61,6 +62,8 @@ struct MatteSettings {
 /// `extendRun` give the flood fill its runs of passing pixels. All reads come from the
 /// image as it was before the stroke (the undo store's current level) or, with
 /// `useOriginal`, from the original channels.
+class TileBitmap;
+
 class Matte : public MattingTool {
 public:
     /// Bits of the toolbox's lock mask, one per lock.
@@ -151,4 +154,7 @@ private:
     double lightnessTolerance_ = 0;
     double saturationTolerance_ = 0;
     ZmapDocument* document_ = nullptr;
+    /// The channels the locks read, fixed for the stroke at `start`: colour, depth and
+    /// material of the undo store's current level, or the originals.
+    TQL::Handle<TileBitmap> read_[3];
 };

@@ -1,0 +1,114 @@
+// quorvale-cli fill: documents written by the library, filled by the tool with locks and
+// fog, and read back by the library.
+#include "CliRunner.h"
+#include "core/StringUtils.h"
+#include "file/DummyZmapDocument.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace {
+
+using cli_test::runCli;
+
+Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& argument = {}) {
+    Status s = -99;
+    doc.editor.execute(s, command, argument);
+    return s;
+}
+
+/// A 200 x 100 grey document: material "Stone" (1) on the left half and on an island at
+/// (150..169, 40..59), "Grass" (2) on the rest of the right half.
+void writeSample(const std::string& path) {
+    DummyZmapDocument doc;
+    NewImageParams params;
+    params.width = 200;
+    params.height = 100;
+    params.background = {100, 100, 100};
+    ASSERT_EQ(execute(doc, commandNew, params), status::ok);
+    doc.setMaterial(1, L"Stone", ColourPOD{}, false);
+    doc.setMaterial(2, L"Grass", ColourPOD{}, false);
+    TileHandle hold;
+    for (std::int32_t y = 0; y < 100; ++y) {
+        for (std::int32_t x = 0; x < 200; ++x) {
+            const bool island = x >= 150 && x < 170 && y >= 40 && y < 60;
+            *doc.matWrite(x, y, hold) = x < 100 || island ? 1 : 2;
+        }
+    }
+    hold.reset();
+    ASSERT_EQ(execute(doc, commandSaveAs, FileArgument{getWCS(path)}), status::ok);
+}
+
+void open(DummyZmapDocument& doc, const std::string& path) {
+    ASSERT_EQ(execute(doc, commandOpen, FileArgument{getWCS(path)}), status::ok);
+}
+
+constexpr ColourPOD red{0, 0, 255};
+constexpr ColourPOD grey{100, 100, 100};
+
+TEST(FillCommand, MaterialLockFloodsFromTheSeedAndWholeFillsTakeEveryPassingPixel) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    auto result = runCli({"fill", dir.file("in.zmp"), dir.file("flood.zmp"), "--at", "10,10",
+                          "--lock", "material", "--colour", "255,0,0"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    result = runCli({"fill", dir.file("in.zmp"), dir.file("whole.zmp"), "--whole", "--materials",
+                     "Stone|Marble", "--colour", "255,0,0", "--opacity", "100"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+
+    DummyZmapDocument flood, whole;
+    open(flood, dir.file("flood.zmp"));
+    open(whole, dir.file("whole.zmp"));
+    for (std::int32_t y = 0; y < 100; y += 3) {
+        for (std::int32_t x = 0; x < 200; x += 3) {
+            const bool island = x >= 150 && x < 170 && y >= 40 && y < 60;
+            EXPECT_EQ(flood.rgbAt(x, y), x < 100 ? red : grey) << x << "," << y;
+            EXPECT_EQ(whole.rgbAt(x, y), x < 100 || island ? red : grey) << x << "," << y;
+        }
+    }
+}
+
+TEST(FillCommand, TransparentFogFadesThePaintAcrossTheImage) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    const auto result =
+        runCli({"fill", dir.file("in.zmp"), dir.file("out.zmp"), "--whole", "--colour", "255,0,0",
+                "--fog", "linear-2d", "--fog-line", "0,0,199,0", "--fog-transparent"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    DummyZmapDocument out;
+    open(out, dir.file("out.zmp"));
+    EXPECT_EQ(out.rgbAt(0, 50), grey);
+    EXPECT_EQ(out.rgbAt(199, 50), red);
+    for (std::int32_t x = 1; x < 200; ++x) {
+        EXPECT_GE(out.rgbAt(x, 50).r, out.rgbAt(x - 1, 50).r);
+        EXPECT_LE(out.rgbAt(x, 50).g, out.rgbAt(x - 1, 50).g);
+    }
+}
+
+TEST(FillCommand, BadUsageAndFailuresLeaveNoOutput) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    const std::string out = dir.file("out.zmp");
+    const std::vector<std::vector<std::string>> usage = {
+        {"fill", dir.file("in.zmp"), out},
+        {"fill", dir.file("in.zmp"), out, "--at", "1,1", "--whole"},
+        {"fill", dir.file("in.zmp"), out, "--at", "1,1", "--lock", "texture"},
+        {"fill", dir.file("in.zmp"), out, "--at", "500,1"},
+        {"fill", dir.file("in.zmp"), out, "--whole", "--mode", "sparkle"},
+        {"fill", dir.file("in.zmp"), out, "--whole", "--fog", "12"},
+        {"fill", dir.file("in.zmp"), out, "--whole", "--opacity", "0"},
+    };
+    for (const auto& args : usage) {
+        const auto result = runCli(args);
+        EXPECT_EQ(result.exitCode, 2) << args.back();
+        EXPECT_NE(result.err.find("quorvale-cli fill:"), std::string::npos);
+        EXPECT_FALSE(std::filesystem::exists(out));
+    }
+    const auto missing = runCli({"fill", dir.file("none.zmp"), out, "--whole"});
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_FALSE(std::filesystem::exists(out));
+}
+
+} // namespace
