@@ -4,6 +4,7 @@
 #include "app/CQuorvaleApp.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
+#include "app/CToolWindow.h"
 #include "app/NewImageDialog.h"
 #include "app/PictureDialogs.h"
 #include "app/PreferencesDialog.h"
@@ -12,6 +13,8 @@
 #include "app/QtText.h"
 #include "app/UserMessages.h"
 #include "file/FileType.h"
+#include "pipeline/Matte.h"
+#include "styles/Toolbox.h"
 #include "views/ZmapView.h"
 #include "views/cameras/ViewParams.h"
 
@@ -94,7 +97,7 @@ private:
     CQuorvaleView* view_;
 };
 
-CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)) {
+CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)), tools_(new CToolWindow(this)) {
     setObjectName(QStringLiteral("mainFrame"));
     setWindowTitle(QStringLiteral("Quorvale"));
     mdi_->setViewMode(QMdiArea::SubWindowView);
@@ -118,6 +121,11 @@ CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)) {
     materialLabel_->setVisible(appsettings::StatusbarMaterialVisible.value() != 0);
     progress_ = std::make_unique<ProgressReporter>(bar, progressLabel, mdi_);
 
+    addDockWidget(Qt::RightDockWidgetArea, tools_);
+    resizeDocks({tools_}, {360}, Qt::Horizontal);
+    connect(tools_, &CToolWindow::toolChanged, this, &CMainFrame::toolChanged);
+    toolChanged(tools_->currentTool());
+
     createMenus();
     if (CQuorvaleApp* app = CQuorvaleApp::instance()) {
         recent_ = app->settings().recentFiles(app->aliases(), recentFileCount);
@@ -130,6 +138,7 @@ CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)) {
             updateTitle(child->view()->document());
         }
         updateActions();
+        offerMaterials();
     });
     updateActions();
 }
@@ -265,6 +274,12 @@ void CMainFrame::createMenus() {
         connect(a, &QAction::triggered, this, [this, channel] { showChannel(channel); });
     }
 
+    view->addSeparator();
+    QAction* toolsShown = tools_->toggleViewAction();
+    toolsShown->setObjectName(QStringLiteral("viewTools"));
+    toolsShown->setText(tr("&Tools Window"));
+    view->addAction(toolsShown);
+
     QMenu* window = menuBar()->addMenu(tr("&Window"));
     QAction* second = addAction(window, "windowNew", tr("&New Window"), {}, nullptr);
     connect(second, &QAction::triggered, this, [this] {
@@ -325,6 +340,8 @@ CQuorvaleView* CMainFrame::addView(CQuorvaleDoc& doc, std::uint32_t channel, boo
     });
     connect(view, &CQuorvaleView::activated, this,
             [this, child] { mdi_->setActiveSubWindow(child); });
+    connect(view, &CQuorvaleView::imageClicked, this,
+            [this, view](int x, int y, Qt::KeyboardModifiers) { applyTool(view, x, y); });
     child->show();
     mdi_->setActiveSubWindow(child);
     view->OnInitialUpdate(fit);
@@ -463,6 +480,37 @@ void CMainFrame::updateActions() {
     }
 }
 
+void CMainFrame::toolChanged(int toolId) {
+    CQuorvaleView::setNavigation(toolId == CToolWindow::zoomToolId ? CQuorvaleView::Navigation::zoom
+                                 : toolId == CToolWindow::handToolId
+                                     ? CQuorvaleView::Navigation::hand
+                                     : CQuorvaleView::Navigation::apply);
+}
+
+void CMainFrame::offerMaterials() {
+    std::vector<std::wstring> names;
+    if (CQuorvaleDoc* doc = activeDocument()) {
+        for (const auto& [id, record] : doc->materials()) {
+            const std::wstring name = doc->materialName(id);
+            if (!name.empty()) {
+                names.push_back(name);
+            }
+        }
+    }
+    tools_->setDocumentMaterials(names);
+}
+
+void CMainFrame::applyTool(CQuorvaleView* view, int x, int y) {
+    if (!view || progress_->running()) {
+        return;
+    }
+    if (tools_->currentTool() == CSetFill::id) {
+        CQuorvaleDoc& doc = view->document();
+        doc.fillAt(x, y);
+        updateActions();
+    }
+}
+
 void CMainFrame::showChannel(std::uint32_t channel) {
     if (CQuorvaleView* v = activeView()) {
         v->setShownChannel(channel);
@@ -504,9 +552,13 @@ void CMainFrame::showPixelInfo(int x, int y, bool inside) {
     }
     const MaterialId m = doc->matAt(x, y);
     const QString name = toQString(doc->materialName(m));
-    materialLabel_->setText(m == 0
-                                ? tr("No material")
-                                : tr("Material %1 (%2)").arg(name.isEmpty() ? "?" : name).arg(m));
+    QString material =
+        m == 0 ? tr("No material") : tr("Material %1 (%2)").arg(name.isEmpty() ? "?" : name).arg(m);
+    if (Toolbox::instance().state.lockMask & Matte::lockMaterialBit) {
+        // What a click would keep to with the material lock on.
+        material += tr(" - the material lock keeps to it");
+    }
+    materialLabel_->setText(material);
 }
 
 bool CMainFrame::mayCloseDocument(CQuorvaleDoc& doc) {

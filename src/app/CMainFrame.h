@@ -11,6 +11,7 @@
 
 class CQuorvaleDoc;
 class CQuorvaleView;
+class CToolWindow;
 class ProgressReporter;
 class QAction;
 class QActionGroup;
@@ -55,6 +56,11 @@ public:
     std::size_t documentCount() const { return documents_.size(); }
     QMdiArea* mdiArea() const { return mdi_; }
     ProgressReporter& progress() const { return *progress_; }
+    /// The docked tool window (toolbox and tool pages).
+    CToolWindow& toolWindow() const { return *tools_; }
+    /// A left click on image pixel (x, y) of `view` with the current tool: the fill fills
+    /// there (the navigation tools are the view's own).
+    void applyTool(CQuorvaleView* view, int x, int y);
     QStringList recentFiles() const { return recent_; }
     /// The texts of the status bar: pixel, world point, depth, material.
     QStringList statusTexts() const;
@@ -104,7 +110,13 @@ private:
     void runOnActive(Status (CQuorvaleDoc::*command)());
     void showChannel(std::uint32_t channel);
 
+    /// The tool window's tool as the views' navigation.
+    void toolChanged(int toolId);
+    /// The active document's materials to the locks' page.
+    void offerMaterials();
+
     QMdiArea* mdi_;
+    CToolWindow* tools_;
     std::unique_ptr<ProgressReporter> progress_;
     std::vector<std::unique_ptr<CQuorvaleDoc>> documents_;
     QStringList recent_;

@@ -8,10 +8,14 @@
 #include "core/FilePath.h"
 #include "file/FileType.h"
 #include "file/ZmapDocumentCommands.h"
+#include "image/StrokeApplicator.h"
 #include "interchange/ModelImage.h"
 #include "interchange/raster/RasterDocumentCommands.h"
+#include "styles/FillTool.h"
 
+#include <QClipboard>
 #include <QFileInfo>
+#include <QGuiApplication>
 
 #include <new>
 
@@ -45,6 +49,26 @@ const char* timingName(std::int32_t command) {
         return "command";
     }
 }
+
+/// What a stroke tells the document's windows: the pixels it changed, and the timing text
+/// of a stored stroke for the clipboard.
+class DocumentStrokeView : public StrokeView {
+public:
+    explicit DocumentStrokeView(DocumentViews& views) : views_(views) {}
+    void queueRedraw(const IExtent<2>& extent) override {
+        if (!extent.degenerate()) {
+            views_.invalidate(extent);
+        }
+    }
+    void copyToClipboard(const std::wstring& text) override {
+        if (QClipboard* clipboard = QGuiApplication::clipboard()) {
+            clipboard->setText(toQString(text));
+        }
+    }
+
+private:
+    DocumentViews& views_;
+};
 
 } // namespace
 
@@ -92,6 +116,36 @@ Status CQuorvaleDoc::run(std::int32_t command, const CommandArgument& argument, 
     emit titleChanged();
     emit undoStateUpdated();
     return s == status::warning ? status::ok : s;
+}
+
+Status CQuorvaleDoc::fillAt(std::int32_t x, std::int32_t y) {
+    pendingMessages_.clear();
+    Status s = status::ok;
+    const QString what = tr("Fill");
+    {
+        std::unique_ptr<ProgressScope> scope;
+        if (progress_) {
+            scope = std::make_unique<ProgressScope>(*progress_, what);
+        }
+        TimingReport timing("fill", QStringLiteral("%1, %2").arg(x).arg(y));
+        DocumentStrokeView view(*this);
+        try {
+            s = runFill(*this, x, y, &view);
+        } catch (const std::bad_alloc&) {
+            s = status::outOfMemory;
+        }
+    }
+    QStringList shown = pendingMessages_;
+    pendingMessages_.clear();
+    if (s != status::ok && shown.isEmpty()) {
+        shown << what + QStringLiteral(": ") + statusQText(s);
+    }
+    if (!shown.isEmpty()) {
+        UserMessages::current().error(dialogParent_, shown.join(QLatin1Char('\n')));
+    }
+    emit titleChanged();
+    emit undoStateUpdated();
+    return s;
 }
 
 Status CQuorvaleDoc::newImage(const NewImageParams& params) {

@@ -58,6 +58,10 @@ public:
     Status crop(const IExtent<2>& keep);
     Status flatten();
     Status autoLevels();
+    /// Fills at image pixel (x, y) with the toolbox's fill, locks, fog, colour and blend, as
+    /// one undo level ("Fill"). Shows progress; Escape stops the fill and keeps what it has
+    /// painted. A failure has been shown when it returns.
+    Status fillAt(std::int32_t x, std::int32_t y);
 
     bool isModified() const { return modified_; }
     /// True for a cube panorama (.zmq).

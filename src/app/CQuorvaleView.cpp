@@ -2,6 +2,7 @@
 
 #include "app/AppSettings.h"
 #include "app/CQuorvaleDoc.h"
+#include "app/QtCursorPainter.h"
 #include "app/QtText.h"
 #include "app/TimingReport.h"
 #include "app/UserMessages.h"
@@ -15,7 +16,6 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QRubberBand>
 #include <QScrollBar>
 #include <QThread>
 
@@ -58,6 +58,8 @@ TQL::Handle<TQL::ColourTransform> displayTransform() {
 QRect toViewRect(const IExtent<2>& e) {
     return toQRect(e);
 }
+
+CQuorvaleView::Navigation currentNavigation = CQuorvaleView::Navigation::hand;
 
 } // namespace
 
@@ -141,12 +143,9 @@ void CQuorvaleView::cancelDrawing() {
 }
 
 void CQuorvaleView::endCapture() {
-    cropDragging_ = false;
-    cropMode_ = false;
-    if (rubberBand_) {
-        rubberBand_->hide();
+    if (ZmapViewBase::captureView() == view_.get()) {
+        ZmapViewBase::endCapture(false);
     }
-    viewport()->unsetCursor();
 }
 
 void CQuorvaleView::invalidateImage(const IExtent<2>& extent) {
@@ -205,10 +204,98 @@ void CQuorvaleView::OnColourMatchChange() {
     viewport()->update();
 }
 
+void CQuorvaleView::setNavigation(Navigation navigation) {
+    currentNavigation = navigation;
+}
+
+CQuorvaleView::Navigation CQuorvaleView::navigation() {
+    return currentNavigation;
+}
+
+void CQuorvaleView::zoomAbout(QPoint at, bool in) {
+    const IPoint<2> pixel = view_->mapping().viewToImage(IPoint<2>(at.x(), at.y()));
+    if (in) {
+        zoomIn();
+    } else {
+        zoomOut();
+    }
+    const ViewMapping m = view_->mapping();
+    const IExtent<2> shown = m.imageToView(pixel);
+    if (shown.degenerate()) {
+        return;
+    }
+    // Scroll so that the pixel is back under the mouse.
+    const IPoint<2> scroll = m.scroll();
+    scrollTo(scroll.x + shown.lo().x - at.x(), scroll.y + shown.lo().y - at.y());
+}
+
 void CQuorvaleView::beginCropCapture() {
-    cropMode_ = true;
-    cropDragging_ = false;
+    beginCapture(TQL::makeHandle<DragRectPC>(), CaptureUse::crop);
+}
+
+bool CQuorvaleView::beginCapture(TQL::Handle<PseudoCursor> cursor, CaptureUse use) {
+    if (!cursor) {
+        return false;
+    }
+    // Whatever was capturing is refused: one capture runs in the process.
+    ZmapViewBase::endCapture(false);
+    if (!ZmapViewBase::beginCapture(view_.get(), static_cast<std::uint32_t>(use))) {
+        return false;
+    }
+    cursor_ = std::move(cursor);
+    captureUse_ = use;
+    ZmapViewBase::SetPseudoCursor(cursor_.get(), view_.get());
     viewport()->setCursor(Qt::CrossCursor);
+    viewport()->update();
+    return true;
+}
+
+PseudoCursor* CQuorvaleView::capturingCursor() const {
+    return ZmapViewBase::captureView() == view_.get() ? cursor_.get() : nullptr;
+}
+
+CursorContext CQuorvaleView::cursorContext() const {
+    return CursorContext(view_->mapping(), &document_);
+}
+
+void CQuorvaleView::postCaptureEnded(bool accepted) {
+    // Queued: the end may come from inside this view's own mouse handling.
+    QMetaObject::invokeMethod(
+        this, [this, accepted] { onCaptureEnded(accepted); }, Qt::QueuedConnection);
+}
+
+void CQuorvaleView::onCaptureEnded(bool accepted) {
+    TQL::Handle<PseudoCursor> cursor = std::move(cursor_);
+    const CaptureUse use = captureUse_;
+    captureUse_ = CaptureUse::none;
+    if (cursor && ZmapViewBase::pseudoCursor() == cursor.get()) {
+        ZmapViewBase::SetPseudoCursor(nullptr, nullptr);
+    }
+    viewport()->unsetCursor();
+    viewport()->update();
+    if (!cursor) {
+        return;
+    }
+    if (use == CaptureUse::crop) {
+        const auto* rect = dynamic_cast<const DragRectPC*>(cursor.get());
+        if (accepted && rect) {
+            finishCrop(rect->rect());
+        }
+        return;
+    }
+    emit captureEnded(cursor, accepted);
+}
+
+void CQuorvaleView::finishCrop(const IExtent<2>& keep) {
+    if (keep.degenerate() || keep.width() < 2 || keep.height() < 2) {
+        return;
+    }
+    const QString question = loadQString(10414);
+    if (!question.isEmpty() &&
+        UserMessages::current().ask(this, question, false) != UserMessages::Answer::yes) {
+        return;
+    }
+    document_.crop(keep);
 }
 
 bool CQuorvaleView::waitForDrawing(int timeoutMs) {
@@ -265,8 +352,17 @@ void CQuorvaleView::updateScrollBars() {
 }
 
 void CQuorvaleView::paintEvent(QPaintEvent* event) {
-    QPainter painter(viewport());
-    const QRect dirty = event->rect();
+    {
+        QPainter painter(viewport());
+        blit(painter, event->rect());
+    }
+    // Cursors over the image, with the store's lock let go.
+    painting_ = true;
+    view_->RepaintCursors();
+    painting_ = false;
+}
+
+void CQuorvaleView::blit(QPainter& painter, const QRect& dirty) {
     ZmapView::StoreAccess access(*view_, L"CQuorvaleView::OnPaint");
     const ViewMapping m = view_->mapping();
     const QColor background = toQColor(view_->backgroundColour());
@@ -295,7 +391,21 @@ void CQuorvaleView::paintEvent(QPaintEvent* event) {
         const IVector<2> zoomed = m.zoomedSize();
         painter.fillRect(QRect(origin, QSize(zoomed.x, zoomed.y)) & dirty, background);
     }
-    view_->RepaintCursors();
+}
+
+void CQuorvaleView::repaintCursors() {
+    if (!painting_) {
+        // Outside a paint: ask for one.
+        viewport()->update();
+        return;
+    }
+    PseudoCursor* cursor = ZmapViewBase::pseudoCursor();
+    if (!cursor || ZmapViewBase::pseudoCursorView() != view_.get()) {
+        return;
+    }
+    QPainter painter(viewport());
+    QtCursorPainter cursorPainter(painter);
+    cursor->draw(cursorPainter, cursorContext());
 }
 
 void CQuorvaleView::resizeEvent(QResizeEvent* event) {
@@ -321,34 +431,87 @@ void CQuorvaleView::scrollContentsBy(int, int) {
     viewport()->update();
 }
 
-IExtent<2> CQuorvaleView::imageRectBetween(QPoint a, QPoint b) const {
-    const ViewMapping m = view_->mapping();
-    const IPoint<2> p = m.viewToImage(IPoint<2>(a.x(), a.y()));
-    const IPoint<2> q = m.viewToImage(IPoint<2>(b.x(), b.y()));
-    IExtent<2> rect(std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y));
-    const IVector<2> size = m.imageSize();
-    return rect & IExtent<2>(0, 0, size.x - 1, size.y - 1);
+bool CQuorvaleView::sendToCursor(QMouseEvent* event, CursorEvent::Kind kind) {
+    PseudoCursor* cursor = capturingCursor();
+    if (!cursor) {
+        return false;
+    }
+    const QPoint at = event->position().toPoint();
+    int button = CursorEvent::noButton;
+    const Qt::MouseButton which = kind == CursorEvent::Kind::move ? Qt::NoButton : event->button();
+    if (which == Qt::LeftButton ||
+        (kind == CursorEvent::Kind::move && (event->buttons() & Qt::LeftButton))) {
+        button = CursorEvent::leftButton;
+    } else if (which == Qt::RightButton ||
+               (kind == CursorEvent::Kind::move && (event->buttons() & Qt::RightButton))) {
+        button = CursorEvent::rightButton;
+    }
+    unsigned modifiers = 0;
+    if (event->modifiers() & Qt::ShiftModifier) {
+        modifiers |= CursorEvent::shiftKey;
+    }
+    if (event->modifiers() & Qt::ControlModifier) {
+        modifiers |= CursorEvent::controlKey;
+    }
+    if (event->modifiers() & Qt::AltModifier) {
+        modifiers |= CursorEvent::altKey;
+    }
+    const CursorContext context = cursorContext();
+    const CursorEvent e =
+        CursorEvent::at(kind, IPoint<2>(at.x(), at.y()), context.mapping(), button, modifiers);
+    const unsigned reply = cursor->handle(e, context);
+    if (reply & cursorreply::redraw) {
+        viewport()->update();
+    }
+    if (reply & cursorreply::done) {
+        ZmapViewBase::endCapture(true);
+    }
+    return true;
 }
 
 void CQuorvaleView::mousePressEvent(QMouseEvent* event) {
     emit activated(this);
-    if (cropMode_ && event->button() == Qt::LeftButton) {
-        cropDragging_ = true;
-        cropStart_ = event->position().toPoint();
-        if (!rubberBand_) {
-            rubberBand_ = new QRubberBand(QRubberBand::Rectangle, viewport());
-        }
-        rubberBand_->setGeometry(QRect(cropStart_, QSize()));
-        rubberBand_->show();
+    if (sendToCursor(event, CursorEvent::Kind::press)) {
         return;
+    }
+    if (event->button() == Qt::LeftButton && currentNavigation == Navigation::hand) {
+        handDragging_ = true;
+        dragFrom_ = event->position().toPoint();
+        const IPoint<2> scroll = view_->mapping().scroll();
+        scrollFrom_ = QPoint(scroll.x, scroll.y);
+        viewport()->setCursor(Qt::ClosedHandCursor);
+        return;
+    }
+    if (event->button() == Qt::LeftButton && currentNavigation == Navigation::zoom) {
+        zoomAbout(event->position().toPoint(), !(event->modifiers() & Qt::ShiftModifier));
+        return;
+    }
+    if (event->button() == Qt::LeftButton) {
+        const QPoint at = event->position().toPoint();
+        const ViewMapping m = view_->mapping();
+        const IPoint<2> p = m.viewToImage(IPoint<2>(at.x(), at.y()));
+        const IVector<2> size = m.imageSize();
+        if (p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y) {
+            emit imageClicked(p.x, p.y, event->modifiers());
+            return;
+        }
     }
     QAbstractScrollArea::mousePressEvent(event);
 }
 
+void CQuorvaleView::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (sendToCursor(event, CursorEvent::Kind::doubleClick)) {
+        return;
+    }
+    QAbstractScrollArea::mouseDoubleClickEvent(event);
+}
+
 void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
     const QPoint at = event->position().toPoint();
-    if (cropDragging_ && rubberBand_) {
-        rubberBand_->setGeometry(QRect(cropStart_, at).normalized());
+    sendToCursor(event, CursorEvent::Kind::move);
+    if (handDragging_) {
+        const QPoint to = scrollFrom_ - (at - dragFrom_);
+        scrollTo(to.x(), to.y());
     }
     const ViewMapping m = view_->mapping();
     const IPoint<2> p = m.viewToImage(IPoint<2>(at.x(), at.y()));
@@ -357,25 +520,15 @@ void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void CQuorvaleView::mouseReleaseEvent(QMouseEvent* event) {
-    if (cropDragging_ && event->button() == Qt::LeftButton) {
-        finishCrop(event->position().toPoint());
+    if (sendToCursor(event, CursorEvent::Kind::release)) {
+        return;
+    }
+    if (handDragging_ && event->button() == Qt::LeftButton) {
+        handDragging_ = false;
+        viewport()->unsetCursor();
         return;
     }
     QAbstractScrollArea::mouseReleaseEvent(event);
-}
-
-void CQuorvaleView::finishCrop(QPoint end) {
-    const IExtent<2> keep = imageRectBetween(cropStart_, end);
-    endCapture();
-    if (keep.degenerate() || keep.width() < 2 || keep.height() < 2) {
-        return;
-    }
-    const QString question = loadQString(10414);
-    if (!question.isEmpty() &&
-        UserMessages::current().ask(this, question, false) != UserMessages::Answer::yes) {
-        return;
-    }
-    document_.crop(keep);
 }
 
 void CQuorvaleView::leaveEvent(QEvent* event) {
@@ -389,9 +542,22 @@ void CQuorvaleView::focusInEvent(QFocusEvent* event) {
 }
 
 void CQuorvaleView::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape && (cropMode_ || cropDragging_)) {
-        endCapture();
-        return;
+    if (PseudoCursor* cursor = capturingCursor()) {
+        if (event->key() == Qt::Key_Escape) {
+            ZmapViewBase::endCapture(false);
+            return;
+        }
+        const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+        if (enter || event->key() == Qt::Key_Backspace) {
+            const unsigned reply = cursor->key(enter ? CursorKey::enter : CursorKey::backspace);
+            if (reply & cursorreply::redraw) {
+                viewport()->update();
+            }
+            if (reply & cursorreply::done) {
+                ZmapViewBase::endCapture(true);
+            }
+            return;
+        }
     }
     QAbstractScrollArea::keyPressEvent(event);
 }

@@ -2,6 +2,8 @@
 
 #include "core/DrawThread.h"
 #include "core/Extent.h"
+#include "core/Handle.h"
+#include "views/PseudoCursor.h"
 #include "views/ViewWindow.h"
 
 #include <QAbstractScrollArea>
@@ -10,7 +12,7 @@
 #include <memory>
 
 class CQuorvaleDoc;
-class QRubberBand;
+class QPainter;
 class ZmapView;
 
 /// Waits for the drawing thread on the interface thread: the drawing thread never waits
@@ -46,7 +48,8 @@ public:
     /// The document's update hints (about to change, changed).
     void OnUpdate(std::uint32_t hint);
     void cancelDrawing();
-    /// Ends a pending capture: a crop rectangle being dragged is dropped.
+    /// Ends this view's pseudo-cursor capture, refused: a crop rectangle being dragged is
+    /// dropped. The cursor goes when the end's notification arrives.
     void endCapture();
     /// These image pixels changed (empty: all).
     void invalidateImage(const IExtent<2>& extent);
@@ -67,10 +70,29 @@ public:
     /// profile) and the background colour, and redraws: after the preferences change.
     void OnColourMatchChange();
 
-    /// The next rectangle dragged on the view is a crop: on release the user confirms and
-    /// the document keeps that rectangle.
+    /// What a left drag or click does on every view when no capture runs: scroll (hand),
+    /// zoom in (Shift: out) about the point, or apply the current tool (imageClicked).
+    enum class Navigation { apply, hand, zoom };
+    static void setNavigation(Navigation navigation);
+    static Navigation navigation();
+    /// Zooms one step in (or out) keeping image pixel under window point `at` in place.
+    void zoomAbout(QPoint at, bool in);
+
+    /// What a capture of this view is for.
+    enum class CaptureUse { none, crop, tool };
+
+    /// The next rectangle dragged on the view (a DragRectPC) is a crop: on release the
+    /// user confirms and the document keeps that rectangle. Ends any other capture first.
     void beginCropCapture();
-    bool cropCaptureActive() const { return cropMode_; }
+    bool cropCaptureActive() const { return captureUse_ == CaptureUse::crop; }
+    /// Hands the mouse to `cursor` until it is done (accepted) or Escape or a command ends
+    /// it (refused); then captureEnded is emitted with the cursor, after the cursor has left
+    /// the view. False if it could not begin.
+    bool beginCapture(TQL::Handle<PseudoCursor> cursor, CaptureUse use = CaptureUse::tool);
+    /// The cursor of this view's running capture; null for none.
+    PseudoCursor* capturingCursor() const;
+    /// What a cursor of this view sees of it.
+    CursorContext cursorContext() const;
 
     /// Waits (running the event loop) until the drawing thread has drawn everything
     /// queued for this view; false if `timeoutMs` passed first. For screenshots and tests.
@@ -80,6 +102,8 @@ public:
     void postInvalidate(const IExtent<2>& storeRect) override;
     void invalidateWindow() override;
     void scrollSizesChanged() override;
+    void repaintCursors() override;
+    void postCaptureEnded(bool accepted) override;
 
 signals:
     /// The mouse is over image pixel (x, y), or left the image (inside false).
@@ -87,6 +111,10 @@ signals:
     /// The view was activated (focus, click): it becomes the main frame's active view.
     void activated(CQuorvaleView* view);
     void zoomChanged();
+    /// A capture begun with beginCapture ended; `accepted` when its cursor finished.
+    void captureEnded(TQL::Handle<PseudoCursor> cursor, bool accepted);
+    /// A left click on image pixel (x, y) while no capture runs: the current tool applies.
+    void imageClicked(int x, int y, Qt::KeyboardModifiers modifiers);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -95,6 +123,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -102,16 +131,21 @@ protected:
 private:
     class TimedView;
     void updateScrollBars();
-    /// The image rectangle between two window points, clipped to the image.
-    IExtent<2> imageRectBetween(QPoint a, QPoint b) const;
-    void finishCrop(QPoint end);
+    /// The store's pixels and the background over `dirty`.
+    void blit(QPainter& painter, const QRect& dirty);
+    /// Hands a mouse event to this view's capturing cursor; false if none runs.
+    bool sendToCursor(QMouseEvent* event, CursorEvent::Kind kind);
+    void onCaptureEnded(bool accepted);
+    void finishCrop(const IExtent<2>& keep);
 
     CQuorvaleDoc& document_;
     std::unique_ptr<ZmapView> view_;
     bool initialised_ = false;
     bool settingScroll_ = false;
-    bool cropMode_ = false;
-    bool cropDragging_ = false;
-    QPoint cropStart_;
-    QRubberBand* rubberBand_ = nullptr;
+    bool painting_ = false;
+    bool handDragging_ = false;
+    QPoint dragFrom_;
+    QPoint scrollFrom_;
+    CaptureUse captureUse_ = CaptureUse::none;
+    TQL::Handle<PseudoCursor> cursor_;
 };

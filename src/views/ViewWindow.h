@@ -22,4 +22,8 @@ public:
     /// Draw the pseudo-cursors over the window; called under ZmapView::csCursorAndDrawDC by
     /// RepaintCursors. Interface thread.
     virtual void repaintCursors() {}
+    /// The pseudo-cursor capture of this view ended, accepted or not: queue a call that
+    /// tells the interface thread (never handle it inside this call: the capture's owner
+    /// may be in the middle of a mouse event).
+    virtual void postCaptureEnded(bool /*accepted*/) {}
 };

@@ -182,6 +182,9 @@ public:
     void DrawBits(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h,
                   const std::uint8_t* rgb, std::int32_t stride) override;
 
+protected:
+    void captureEnded(bool accepted) override { window_.postCaptureEnded(accepted); }
+
 private:
     void ScaledRow(std::int32_t x, std::int32_t y, std::int32_t count,
                    const std::uint8_t* rgb) override;

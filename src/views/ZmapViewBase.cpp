@@ -8,6 +8,8 @@ namespace {
 PseudoCursor* currentCursor = nullptr;
 ZmapViewBase* cursorView = nullptr;
 ZmapViewBase* mouseView = nullptr;
+ZmapViewBase* capturingView = nullptr;
+std::uint32_t capturingFlags = 0;
 } // namespace
 
 ZmapViewBase::~ZmapViewBase() {
@@ -18,6 +20,11 @@ ZmapViewBase::~ZmapViewBase() {
     }
     if (mouseView == this) {
         mouseView = nullptr;
+    }
+    if (capturingView == this) {
+        // Nobody is left to hear of the end.
+        capturingView = nullptr;
+        capturingFlags = 0;
     }
 }
 
@@ -45,4 +52,32 @@ ZmapViewBase* ZmapViewBase::pickView() {
 
 void ZmapViewBase::setPickView(ZmapViewBase* view) {
     mouseView = view;
+}
+
+bool ZmapViewBase::beginCapture(ZmapViewBase* view, std::uint32_t flags) {
+    if (capturingView || !view) {
+        return false;
+    }
+    capturingView = view;
+    capturingFlags = flags;
+    return true;
+}
+
+void ZmapViewBase::endCapture(bool accepted) {
+    ZmapViewBase* view = capturingView;
+    if (!view) {
+        return;
+    }
+    // Cleared first: the notification may begin the next capture.
+    capturingView = nullptr;
+    capturingFlags = 0;
+    view->captureEnded(accepted);
+}
+
+ZmapViewBase* ZmapViewBase::captureView() {
+    return capturingView;
+}
+
+std::uint32_t ZmapViewBase::captureFlags() {
+    return capturingFlags;
 }

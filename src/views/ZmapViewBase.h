@@ -28,12 +28,24 @@ public:
     static PseudoCursor* pseudoCursor();
     static ZmapViewBase* pseudoCursorView();
 
+    /// The capture of the mouse by a pseudo-cursor: one for the process. beginCapture fails
+    /// (false) while one runs. endCapture clears it and tells the capturing view, which
+    /// hears of it later on the interface thread (a posted notification with `accepted`);
+    /// with no capture running it does nothing. Every document command ends it, refused.
+    static bool beginCapture(ZmapViewBase* view, std::uint32_t flags = 0);
+    static void endCapture(bool accepted);
+    static ZmapViewBase* captureView();
+    static std::uint32_t captureFlags();
+
     /// The view the mouse was last seen in (the pick state); null for none. A view being
     /// destroyed leaves the pick state and the cursor.
     static ZmapViewBase* pickView();
     static void setPickView(ZmapViewBase* view);
 
 protected:
+    /// The capture of this view ended (see endCapture); posts its notification.
+    virtual void captureEnded(bool /*accepted*/) {}
+
     void storeShownChannel(std::uint32_t channelId) {
         shownChannel_.store(channelId, std::memory_order_release);
     }

@@ -1,24 +1,44 @@
 // app_screenshots OUTDIR: starts the application on the sample scene and saves pictures
 // of it for the documentation: the main window at fit zoom, a second window showing the
-// depth channel, and a 4:1 zoom of the house's front corner. Run it under xvfb-run.
+// depth channel, a 4:1 zoom of the house's front corner, and the ground filled with the
+// material lock and depth fog. Run it under xvfb-run.
 
 #include "app/CMainFrame.h"
 #include "app/CQuorvaleApp.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
+#include "app/CToolWindow.h"
+#include "app/UserMessages.h"
 #include "image/ZmapDocument.h"
+#include "pipeline/Matte.h"
+#include "styles/Toolbox.h"
+#include "views/cameras/ViewParams.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPixmap>
 #include <QScrollBar>
+#include <QTabWidget>
+#include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
+#include <QToolButton>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
+
+/// Nothing waits for a click: errors go to stderr, and the filled document closes unsaved.
+class PrintedMessages : public UserMessages {
+public:
+    void error(QWidget*, const QString& text) override {
+        std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+    }
+    Answer ask(QWidget*, const QString&, bool) override { return Answer::no; }
+};
 
 void settle(CMainFrame& frame) {
     for (int i = 0; i < 20; ++i) {
@@ -36,18 +56,25 @@ bool save(CMainFrame& frame, const QString& dir, const char* name) {
     const QString path = dir + QLatin1Char('/') + QString::fromLatin1(name);
     const bool ok = frame.grab().save(path);
     std::printf("%s %s\n", ok ? "wrote" : "could not write", path.toLocal8Bit().constData());
+    std::fflush(stdout);
     return ok;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    // Settings of its own: the pictures show the factory settings, and the user's are
+    // left as they are.
+    QTemporaryDir settings;
+    qputenv("XDG_CONFIG_HOME", settings.path().toLocal8Bit());
     QApplication qt(argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: app_screenshots OUTDIR\n");
         return 2;
     }
     const QString dir = QString::fromLocal8Bit(argv[1]);
+    PrintedMessages messages;
+    UserMessages::install(&messages);
     CQuorvaleApp app;
     CQuorvaleApp::Options options;
     options.show = false;
@@ -57,6 +84,8 @@ int main(int argc, char** argv) {
     }
     CMainFrame& frame = *app.mainFrame();
     frame.setGeometry(0, 0, 1280, 860);
+    // The tool window joins the last picture only.
+    frame.toolWindow().hide();
     frame.show();
     if (!app.openSampleScene()) {
         return 1;
@@ -98,6 +127,67 @@ int main(int argc, char** argv) {
     frame.showPixelInfo(cornerX, cornerY, true);
     ok = save(frame, dir, "zoom-4to1-corner.png") && ok;
 
+    // The ground filled with the material lock, through fog that thickens with the
+    // distance from the eye: clear at the nearest ground, full a fifth beyond the farthest.
+    frame.toolWindow().show();
+    settle(frame);
+    view->fitWindow();
+    CQuorvaleDoc& scene = view->document();
+    MaterialId ground = 0;
+    for (const auto& [id, record] : scene.materials()) {
+        if (scene.materialName(id) == L"Ground") {
+            ground = id;
+        }
+    }
+    const ViewParams& vp = scene.viewParams();
+    const Vector<3> axis = vp.zAxis.unit();
+    const double scale = vp.modelScale > 0 ? vp.modelScale : 1.0;
+    double nearest = 1e300;
+    double farthest = 0;
+    int groundX = -1;
+    int groundY = -1;
+    for (int y = 0; y < scene.height(); ++y) {
+        for (int x = 0; x < scene.width(); ++x) {
+            if (ground == 0 || scene.matAt(x, y) != ground) {
+                continue;
+            }
+            const double d = dot(scene.worldAt(x, y) - vp.eye, axis);
+            nearest = std::min(nearest, d);
+            farthest = std::max(farthest, d);
+            if (groundY < 0 || y > groundY) {
+                groundX = x;
+                groundY = y;
+            }
+        }
+    }
+    CToolWindow& tools = frame.toolWindow();
+    ToolboxState& state = Toolbox::instance().state;
+    // A sand-coloured paving, to tell the fill from the rendered grass.
+    state.colour[0] = 200;
+    state.colour[1] = 172;
+    state.colour[2] = 124;
+    state.lockMask = Matte::lockMaterialBit;
+    state.fogOn = true;
+    FogSettings& fog = tools.fog().settings;
+    fog.type = 1;
+    fog.colour = ColourPOD{236, 226, 214};
+    fog.full = static_cast<float>(nearest * scale);
+    fog.none = static_cast<float>(farthest * 1.2 * scale);
+    tools.setCurrentTool(CSetFill::id);
+    tools.refresh();
+    if (auto* pages = tools.findChild<QTabWidget*>(QStringLiteral("toolPages"))) {
+        pages->setCurrentIndex(2);
+    }
+    if (groundY >= 0) {
+        frame.applyTool(view, groundX, groundY);
+        frame.showPixelInfo(groundX, groundY, true);
+    } else {
+        std::fprintf(stderr, "no ground in the sample scene\n");
+        ok = false;
+    }
+    ok = save(frame, dir, "fill-ground-fog.png") && ok;
+
     app.ExitInstance();
+    UserMessages::install(nullptr);
     return ok ? 0 : 1;
 }
