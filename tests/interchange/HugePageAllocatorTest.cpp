@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstddef>
+#include <cstdint>
 
 namespace {
 
