@@ -34,8 +34,14 @@ endfunction()
 
 # quorvale_test(<name> SOURCES ... DEPENDS ...)
 # One GoogleTest executable per subsystem.
+# One label a test program: gtest_discover_tests passes its properties on as separate words,
+# so a list of labels would lose all but the first.
 function(quorvale_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LABELS" ${ARGN})
+    list(LENGTH ARG_LABELS label_count)
+    if(label_count GREATER 1)
+        message(FATAL_ERROR "${name}: give a test program one label, not ${ARG_LABELS}")
+    endif()
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE quorvale_options GTest::gtest GTest::gtest_main
                                           GTest::gmock ${ARG_DEPENDS})

@@ -175,6 +175,19 @@ Status readDirect(TIFF* tif, const Layout& l, Raster& raster, std::wstring& erro
         TIFFGetFieldDefaulted(tif, TIFFTAG_ROWSPERSTRIP, &bandRows);
     }
     bandRows = std::clamp<std::uint32_t>(bandRows, 1, l.height);
+    // The band buffers hold every sample of a strip or row of tiles: a file may declare
+    // many samples, deep ones or huge strips on a picture that itself fits, so they are
+    // bounded as the picture is, before they are taken.
+    const std::uint64_t tileBytes =
+        tiled ? static_cast<std::uint64_t>(std::max<tmsize_t>(TIFFTileSize(tif), 0)) : 0;
+    const std::uint64_t workBytes = std::uint64_t(planeCount) * rowBytes * bandRows + tileBytes;
+    if (workBytes > maxRasterBytes()) {
+        error = stringPrintf(L"The TIFF's strips or tiles would need %llu MB to read (%llu MB "
+                             L"at most)",
+                             static_cast<unsigned long long>(workBytes >> 20),
+                             static_cast<unsigned long long>(maxRasterBytes() >> 20));
+        return status::unsupportedCompression;
+    }
     std::vector<std::vector<std::uint8_t>> bands(planeCount);
     std::vector<std::uint8_t> tile;
     for (auto& band : bands) {
