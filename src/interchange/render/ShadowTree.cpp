@@ -401,15 +401,13 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         });
         entries[l] = {};
     }
-    // The bound grids, each thread filling its own rows of cells. An entry's bound in a
-    // cell is the least of its depth plane over the part of its footprint's box that the
-    // cell can hold points of (at a corner of that rectangle), lowered by far more than
-    // the rounding of the exact test, and never below its zLow: a wall is thus no bound
-    // on the lit side of its foot, where its plane lies beyond the ground.
+    // The bound grids, each thread filling its own rows of cells; the entries in order of
+    // zLow, so that a cell's first entry gives its least, and the first of another owner
+    // the least of the others.
     for (std::size_t l = 0; l < grids.size(); ++l) {
         Level& g = grids[l];
         const std::uint32_t per = cellsPerNode(g.side);
-        if (!used[l] || per == 0 || !(g.scaleX > 0) || !(g.scaleY > 0)) {
+        if (!used[l] || per == 0) {
             continue;
         }
         g.cellSide = g.side * per;
@@ -417,9 +415,6 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         g.cellScaleY = g.scaleY * per;
         g.cells.assign(std::size_t(g.cellSide) * g.cellSide, CellBound{INFINITY, INFINITY, none});
         const std::size_t side = g.cellSide;
-        // A cell's points lie within its edges widened by this (rounding of the mapping).
-        const double marginX = 1e-6 / g.cellScaleX + floatRounding * (1 + reach);
-        const double marginY = 1e-6 / g.cellScaleY + floatRounding * (1 + reach);
         inParts(side * side, threads, [&](std::size_t begin, std::size_t end) {
             // Whole rows: the parts' rows follow on from each other.
             const std::size_t r0 = begin / side, r1 = end / side;
@@ -435,33 +430,15 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
                 }
                 const std::size_t x0 = Level::clampTo((f.x0 - x0_) * g.cellScaleX, g.cellSide);
                 const std::size_t x1 = Level::clampTo((f.x1 - x0_) * g.cellScaleX, g.cellSide);
-                const float zLow = packed[i].zLow;
-                const double* d = f.depth;
-                const double allowance =
-                    depthRounding *
-                    (1 + (std::fabs(d[0]) + std::fabs(d[1])) * (reach + 1) + std::fabs(d[2]));
+                const float z = packed[i].zLow;
                 for (std::size_t y = std::max(y0, r0); y <= y1 && y < r1; ++y) {
-                    const double ya = std::max(f.y0, y0_ + double(y) / g.cellScaleY - marginY);
-                    const double yb = std::min(f.y1, y0_ + double(y + 1) / g.cellScaleY + marginY);
-                    const double rowLow = d[2] + std::min(d[1] * ya, d[1] * yb) - allowance;
                     CellBound* row = g.cells.data() + y * g.cellSide;
                     for (std::size_t x = x0; x <= x1; ++x) {
-                        const double xa = std::max(f.x0, x0_ + double(x) / g.cellScaleX - marginX);
-                        const double xb =
-                            std::min(f.x1, x0_ + double(x + 1) / g.cellScaleX + marginX);
-                        float z = roundedDown(rowLow + std::min(d[0] * xa, d[0] * xb));
-                        if (!(z > zLow)) {
-                            z = zLow; // also where the plane gives no number
-                        }
                         CellBound& c = row[x];
-                        if (z < c.low) {
-                            if (c.lowOwner != f.owner) {
-                                c.otherLow = c.low;
-                            }
-                            c.low = z;
-                            c.lowOwner = f.owner;
-                        } else if (c.lowOwner != f.owner) {
-                            c.otherLow = std::min(c.otherLow, z);
+                        if (c.lowOwner == none) {
+                            c = {z, INFINITY, f.owner};
+                        } else if (c.lowOwner != f.owner && c.otherLow == INFINITY) {
+                            c.otherLow = z;
                         }
                     }
                 }

@@ -214,10 +214,10 @@ public:
     };
 
 private:
-    /// A lower bound of the depth, in a cell of a level, of the entries whose footprint
-    /// meets it: `low` over them all, reached by one of owner `lowOwner`, and `otherLow`
-    /// over those of other owners. A point of the cell whose limit is below the bound for
-    /// its owner has no blocker at that level.
+    /// A lower bound of the zLow of the entries whose footprint meets a cell of a level:
+    /// `low` over them all, reached by one of owner `lowOwner`, and `otherLow` over those of
+    /// other owners. A point of the cell whose limit is below the bound for its owner has
+    /// no blocker at that level.
     struct CellBound {
         float low, otherLow;
         std::uint32_t lowOwner;
