@@ -33,12 +33,6 @@ bool bounded(const ShadowFootprint& f) {
     return f.x0 <= f.x1 && f.y0 <= f.y1;
 }
 
-/// The cells of a level's bound grid a node side, by the level's side: finer for coarser
-/// levels, none where the grid would take more memory than it saves look-ups.
-std::uint32_t cellsPerNode(std::uint32_t side) {
-    return side <= 256 ? 4 : side <= 512 ? 2 : side <= 1024 ? 1 : 0;
-}
-
 /// Less work than this many items a part isn't worth a thread.
 constexpr std::size_t leastPerPart = 4096;
 
@@ -400,50 +394,6 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
             }
         });
         entries[l] = {};
-    }
-    // The bound grids, each thread filling its own rows of cells; the entries in order of
-    // zLow, so that a cell's first entry gives its least, and the first of another owner
-    // the least of the others.
-    for (std::size_t l = 0; l < grids.size(); ++l) {
-        Level& g = grids[l];
-        const std::uint32_t per = cellsPerNode(g.side);
-        if (!used[l] || per == 0) {
-            continue;
-        }
-        g.cellSide = g.side * per;
-        g.cellScaleX = g.scaleX * per;
-        g.cellScaleY = g.scaleY * per;
-        g.cells.assign(std::size_t(g.cellSide) * g.cellSide, CellBound{INFINITY, INFINITY, none});
-        const std::size_t side = g.cellSide;
-        inParts(side * side, threads, [&](std::size_t begin, std::size_t end) {
-            // Whole rows: the parts' rows follow on from each other.
-            const std::size_t r0 = begin / side, r1 = end / side;
-            for (const std::uint32_t i : order) {
-                if (levelOf[i] != static_cast<std::uint8_t>(l)) {
-                    continue;
-                }
-                const ShadowFootprint& f = footprints[i];
-                const std::size_t y0 = Level::clampTo((f.y0 - y0_) * g.cellScaleY, g.cellSide);
-                const std::size_t y1 = Level::clampTo((f.y1 - y0_) * g.cellScaleY, g.cellSide);
-                if (y1 < r0 || y0 >= r1) {
-                    continue;
-                }
-                const std::size_t x0 = Level::clampTo((f.x0 - x0_) * g.cellScaleX, g.cellSide);
-                const std::size_t x1 = Level::clampTo((f.x1 - x0_) * g.cellScaleX, g.cellSide);
-                const float z = packed[i].zLow;
-                for (std::size_t y = std::max(y0, r0); y <= y1 && y < r1; ++y) {
-                    CellBound* row = g.cells.data() + y * g.cellSide;
-                    for (std::size_t x = x0; x <= x1; ++x) {
-                        CellBound& c = row[x];
-                        if (c.lowOwner == none) {
-                            c = {z, INFINITY, f.owner};
-                        } else if (c.lowOwner != f.owner && c.otherLow == INFINITY) {
-                            c.otherLow = z;
-                        }
-                    }
-                }
-            }
-        });
     }
     for (std::size_t l = 0; l < grids.size(); ++l) {
         if (used[l]) {

@@ -84,14 +84,6 @@ public:
             }
         }
         for (const Level& level : levels_) {
-            if (!level.cells.empty()) {
-                // Nothing in the point's cell lies nearer the light than the point (its own
-                // surface aside): the list needn't be looked at.
-                const CellBound& c = level.cellOf(x - x0_, y - y0_);
-                if ((c.lowOwner == q.owner ? c.otherLow : c.low) > q.limitUp) {
-                    continue;
-                }
-            }
             const std::size_t node = level.nodeOf(x - x0_, y - y0_);
             const Block* b = level.blocks.data() + level.first[node];
             const Block* end = level.blocks.data() + level.first[node + 1];
@@ -214,15 +206,6 @@ public:
     };
 
 private:
-    /// A lower bound of the zLow of the entries whose footprint meets a cell of a level:
-    /// `low` over them all, reached by one of owner `lowOwner`, and `otherLow` over those of
-    /// other owners. A point of the cell whose limit is below the bound for its owner has
-    /// no blocker at that level.
-    struct CellBound {
-        float low, otherLow;
-        std::uint32_t lowOwner;
-    };
-
     struct Level {
         int depth = 0;
         std::uint32_t side = 1;
@@ -232,25 +215,12 @@ private:
         HugePageVector<std::uint32_t> first;
         HugePageVector<Block> blocks;
 
-        /// A finer grid over the same box (cellSide by cellSide), or none (empty).
-        std::uint32_t cellSide = 0;
-        double cellScaleX = 0, cellScaleY = 0;
-        HugePageVector<CellBound> cells;
-
         /// The node of a point at (dx, dy) from the tree's low corner (both >= 0).
         std::size_t nodeOf(double dx, double dy) const {
             return static_cast<std::size_t>(cell(dy * scaleY)) * side + cell(dx * scaleX);
         }
-        std::uint32_t cell(double v) const { return clampTo(v, side); }
-        /// The bound of the cell of a point at (dx, dy) from the tree's low corner.
-        const CellBound& cellOf(double dx, double dy) const {
-            return cells[static_cast<std::size_t>(clampTo(dy * cellScaleY, cellSide)) * cellSide +
-                         clampTo(dx * cellScaleX, cellSide)];
-        }
-        /// Rises with v, so that a box's corners give the first and last cell or node of
-        /// every point in it.
-        static std::uint32_t clampTo(double v, std::uint32_t n) {
-            return v < static_cast<double>(n) ? static_cast<std::uint32_t>(v) : n - 1;
+        std::uint32_t cell(double v) const {
+            return v < static_cast<double>(side) ? static_cast<std::uint32_t>(v) : side - 1;
         }
     };
 
