@@ -2,7 +2,8 @@
 // document of 4096 x 3072, with and without the sun's shadows, beside OpenCV's
 // fillConvexPoly filling the same triangles, projected by the same camera, into a colour
 // image: the anchor, which writes colour only and tests no depth. The shadows are built on
-// every core, so times are by the clock (the processor time shown is the whole process's).
+// every core and the shadowed drawing is shaded by `threads` threads, so times are by the
+// clock (the processor time shown is the whole process's).
 
 #include "core/Quark.h"
 #include "core/StringUtils.h"
@@ -10,6 +11,7 @@
 #include "image/DocumentBuffer.h"
 #include "image/ZmapDocument.h"
 #include "interchange/ModelImage.h"
+#include "interchange/render/ModelRenderer.h"
 #include "interchange/render/SmoothModelImp.h"
 #include "views/cameras/QuorvaleCamera.h"
 
@@ -176,6 +178,8 @@ BENCHMARK(fillConvexPolyAnchor)
 void renderModel(benchmark::State& state) {
     const Scene& s = scene();
     const bool shadows = state.range(0) != 0;
+    RenderOptions options;
+    options.shadingThreads = static_cast<unsigned>(state.range(1));
     ModelImageSettings settings;
     settings.sunAzimuth = 240;
     settings.sunElevation = 35;
@@ -195,7 +199,9 @@ void renderModel(benchmark::State& state) {
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();
         DocumentBuffer buffer(doc, ColourPOD{240, 230, 220}, ids);
-        s.model->render(*s.camera, buffer, *lights, nullptr, false, width, height, SectionBox{});
+        ModelRenderer(*s.model, *s.camera, buffer, *lights, nullptr, false, width, height,
+                      SectionBox{}, options)
+            .run();
         const auto rendered = std::chrono::steady_clock::now();
         state.PauseTiming();
         const auto filling = std::chrono::steady_clock::now();
@@ -221,9 +227,10 @@ void renderModel(benchmark::State& state) {
     state.counters["vs_anchor"] = anchored / drawing;
 }
 BENCHMARK(renderModel)
-    ->Arg(0)
-    ->Arg(1)
-    ->ArgName("shadows")
+    ->Args({0, 1})
+    ->Args({1, 1})
+    ->Args({1, 2})
+    ->ArgNames({"shadows", "threads"})
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3)
     ->MeasureProcessCPUTime()

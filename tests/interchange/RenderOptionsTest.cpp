@@ -1,5 +1,5 @@
 // The way a rendering goes about its work (the height of its bands, shading deferred to
-// the end of a band or done at once) must not change a pixel.
+// the end of a band or done at once, the threads that shade) must not change a pixel.
 
 #include "RenderTestSupport.h"
 
@@ -117,6 +117,41 @@ TEST(ModelRenderer, BandHeightAndShadingOrderChangeNoPixel) {
                     expectSamePicture(reference, draw(*model, camera, *lights, w, h,
                                                       RenderOptions{bandPixels, immediate}));
                 }
+            }
+        }
+    }
+}
+
+TEST(ModelRenderer, ShadingThreadsChangeNoPixel) {
+    const auto model = busyScene();
+    // Wide enough for several columns of shading a band, so that threads share each band.
+    const std::int32_t w = 400, h = 150;
+    for (const auto view :
+         {ModelImageSettings::View::perspective, ModelImageSettings::View::parallel}) {
+        SCOPED_TRACE(testing::Message() << "view " << int(view));
+        ModelImageSettings settings;
+        settings.view = view;
+        settings.shadows = true;
+        settings.sunAzimuth = 200;
+        settings.sunElevation = 30;
+        const ViewParams params = modelViewParams(*model, settings, w, h);
+        const QuorvaleCamera camera(UniformTransform<3>(), params, w, h, model->bounds(),
+                                    IExtent<2>(0, 0, w - 1, h - 1));
+        const auto lights = modelLights(settings);
+        RenderOptions one;
+        one.shadingThreads = 1;
+        const Picture reference = draw(*model, camera, *lights, w, h, one);
+        EXPECT_NE(std::count_if(reference.flags.begin(), reference.flags.end(),
+                                [](std::uint32_t f) { return f & Buffer::shadowFlags; }),
+                  0);
+        for (const unsigned threads : {2u, 3u, 0u}) {
+            for (const std::int64_t bandPixels : {std::int64_t(3) * w, std::int64_t(w) * h}) {
+                SCOPED_TRACE(testing::Message()
+                             << "threads " << threads << ", band rows " << bandPixels / w);
+                RenderOptions options;
+                options.shadingThreads = threads;
+                options.bandPixels = bandPixels;
+                expectSamePicture(reference, draw(*model, camera, *lights, w, h, options));
             }
         }
     }

@@ -4,9 +4,11 @@
 #include "effects/LightSet.h"
 #include "image/Buffer.h"
 #include "interchange/render/ModelShadows.h"
+#include "interchange/render/WorkerTeam.h"
 #include "views/cameras/Camera.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace {
 
@@ -20,11 +22,23 @@ bool masked(std::uint32_t mask, std::size_t light) {
 
 } // namespace
 
-BandShader::BandShader(const Camera& camera, const Lighting& lights, ModelShadows& shadows,
-                       bool flat, std::int32_t width)
-    : camera_(camera), lights_(lights), shadows_(shadows), flat_(flat),
-      normals_(static_cast<std::size_t>(width)), masks_(static_cast<std::size_t>(width)),
-      light_(static_cast<std::size_t>(width)) {}
+BandShader::BandShader(const Camera& camera, const Lighting& lights, const ModelShadows& shadows,
+                       bool flat, std::int32_t width, unsigned threads)
+    : camera_(camera), lights_(lights), shadows_(shadows), flat_(flat) {
+    // No more threads than columns: a thread shades whole columns.
+    const auto columns =
+        static_cast<unsigned>(std::max<std::int32_t>(1, (width + shadeColumns - 1) / shadeColumns));
+    threads = std::clamp(threads, 1u, columns);
+    scratch_.reserve(threads);
+    for (unsigned i = 0; i < threads; ++i) {
+        scratch_.emplace_back(static_cast<std::size_t>(std::max(width, 0)));
+    }
+    if (threads > 1) {
+        team_ = std::make_unique<WorkerTeam>(threads - 1);
+    }
+}
+
+BandShader::~BandShader() = default;
 
 std::uint32_t BandShader::packColour(double r, double g, double b) {
     auto byte = [](double v) -> std::uint32_t {
@@ -109,28 +123,51 @@ void BandShader::shadeBand(RenderBand& band) {
     // Column by column of the band: the pixels of a short stretch of rows lie close
     // together in a light's view too, so their shadow tests keep finding their lists in
     // the caches, where whole rows would have gone through far more of the tree.
-    for (std::int32_t left = 0; left < band.width; left += shadeColumns) {
-        const std::int32_t right = std::min(band.width, left + shadeColumns);
-        for (std::int32_t y = band.top; y < band.bottom; ++y) {
-            const std::uint32_t* works = band.workOf.data() + band.rowStart(y);
-            for (std::int32_t x = left; x < right;) {
-                const std::uint32_t work = works[x];
-                if (work == RenderBand::noWork) {
-                    ++x;
-                    continue;
-                }
-                const std::int32_t start = x;
-                while (x < right && works[x] == work) {
-                    ++x;
-                }
-                shadeRun(band, band.works[work], y, start, x);
+    if (band.works.empty()) {
+        return;
+    }
+    if (!team_) {
+        for (std::int32_t left = 0; left < band.width; left += shadeColumns) {
+            shadeColumn(band, left, std::min(band.width, left + shadeColumns), scratch_[0]);
+        }
+        return;
+    }
+    // The threads take the next column as they finish one, so that neither waits while
+    // the other has the band's densest shadows.
+    std::atomic<std::int32_t> next{0};
+    team_->run([&](unsigned member) {
+        Scratch& scratch = scratch_[member];
+        for (;;) {
+            const std::int32_t left = shadeColumns * next.fetch_add(1, std::memory_order_relaxed);
+            if (left >= band.width) {
+                return;
             }
+            shadeColumn(band, left, std::min(band.width, left + shadeColumns), scratch);
+        }
+    });
+}
+
+void BandShader::shadeColumn(RenderBand& band, std::int32_t left, std::int32_t right,
+                             Scratch& scratch) const {
+    for (std::int32_t y = band.top; y < band.bottom; ++y) {
+        const std::uint32_t* works = band.workOf.data() + band.rowStart(y);
+        for (std::int32_t x = left; x < right;) {
+            const std::uint32_t work = works[x];
+            if (work == RenderBand::noWork) {
+                ++x;
+                continue;
+            }
+            const std::int32_t start = x;
+            while (x < right && works[x] == work) {
+                ++x;
+            }
+            shadeRun(band, band.works[work], y, start, x, scratch);
         }
     }
 }
 
 void BandShader::shadeRun(RenderBand& band, const ShadeWork& s, std::int32_t y, std::int32_t x0,
-                          std::int32_t x1) {
+                          std::int32_t x1, Scratch& scratch) const {
     const std::int32_t count = x1 - x0;
     const double yy = y;
     const std::size_t row = band.rowStart(y);
@@ -148,21 +185,21 @@ void BandShader::shadeRun(RenderBand& band, const ShadeWork& s, std::int32_t y, 
         if (shadowed) {
             const Point<3> p(s.point[0].at(x, yy) * q, s.point[1].at(x, yy) * q,
                              s.point[2].at(x, yy) * q);
-            mask = shadows_.blockedAt(p, n, s.owner, mask);
+            mask = shadows_.blockedAt(p, n, s.owner, mask, scratch.hints);
         }
-        normals_[i] = n;
-        masks_[i] = mask;
+        scratch.normals[i] = n;
+        scratch.masks[i] = mask;
     }
     if (s.smooth) {
-        lights_.illuminateSpan(normals_.data(), static_cast<std::size_t>(count), masks_.data(),
-                               light_.data());
+        lights_.illuminateSpan(scratch.normals.data(), static_cast<std::size_t>(count),
+                               scratch.masks.data(), scratch.light.data());
     }
     const std::size_t lights = lights_.lightCount();
     for (std::int32_t i = 0; i < count; ++i) {
-        const std::uint32_t mask = masks_[i];
+        const std::uint32_t mask = scratch.masks[i];
         std::uint32_t colour = s.colour;
         if (s.smooth) {
-            const LightColour& l = light_[i];
+            const LightColour& l = scratch.light[i];
             colour = packColour(s.base[0] * l.red, s.base[1] * l.green, s.base[2] * l.blue);
         } else if (mask != s.constantMask) {
             LightColour sum;

@@ -2,15 +2,17 @@
 
 #include "core/Colour.h"
 #include "effects/Light.h"
+#include "interchange/render/ModelShadows.h"
 #include "interchange/render/RenderBand.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 class Camera;
 class Lighting;
-class ModelShadows;
 class Plane;
+class WorkerTeam;
 
 /// The shading of a rendering: colour = material colour x (sum over lights i of
 /// illumination_i(n)), per component, clamped to 1, with n the unit normal turned towards
@@ -23,11 +25,16 @@ class Plane;
 /// filled. The pixels of the others get a ShadeWork, and their shading is done by
 /// shadeBand once the band knows which pixels are seen (hidden surfaces then cost no
 /// normal and no shadow test), or at once, pixel by pixel, when shading is immediate.
+///
+/// A band is shaded by up to `threads` threads, which take its columns in turn: each
+/// pixel's shading reads only its work record, the lights and the shadow trees, and writes
+/// only that pixel, so the picture is the same for any count.
 class BandShader {
 public:
     /// `shadows` may be empty; it outlives the shader.
-    BandShader(const Camera& camera, const Lighting& lights, ModelShadows& shadows, bool flat,
-               std::int32_t width);
+    BandShader(const Camera& camera, const Lighting& lights, const ModelShadows& shadows, bool flat,
+               std::int32_t width, unsigned threads = 1);
+    ~BandShader();
 
     /// Works out `shade` for a triangle of face plane `plane`, colour `colour`, material
     /// `material` and number `owner`, and turns the corners' normals (given as the
@@ -42,20 +49,37 @@ public:
 
     /// Shades the seen pixels of the band that still have work.
     void shadeBand(RenderBand& band);
-    /// Shades the pixels x0 to x1 - 1 of row y with `work`.
+    /// Shades the pixels x0 to x1 - 1 of row y with `work`, on the calling thread.
     void shadeRun(RenderBand& band, const ShadeWork& work, std::int32_t y, std::int32_t x0,
-                  std::int32_t x1);
+                  std::int32_t x1) {
+        shadeRun(band, work, y, x0, x1, scratch_[0]);
+    }
 
     /// Colour components 0 to 1 to a pixel of blue, green, red and full coverage.
     static std::uint32_t packColour(double r, double g, double b);
 
 private:
+    /// What one shading thread works with: the shading inputs of a run of pixels, and its
+    /// running shadow hints.
+    struct Scratch {
+        explicit Scratch(std::size_t width) : normals(width), masks(width), light(width) {}
+        std::vector<Vector<3>> normals;
+        std::vector<std::uint32_t> masks;
+        std::vector<LightColour> light;
+        ModelShadows::Hints hints;
+    };
+
+    void shadeRun(RenderBand& band, const ShadeWork& work, std::int32_t y, std::int32_t x0,
+                  std::int32_t x1, Scratch& scratch) const;
+    /// Shades the pixels of the band's columns left to right - 1 that still have work.
+    void shadeColumn(RenderBand& band, std::int32_t left, std::int32_t right,
+                     Scratch& scratch) const;
+
     const Camera& camera_;
     const Lighting& lights_;
-    ModelShadows& shadows_;
+    const ModelShadows& shadows_;
     bool flat_;
-    // The shading inputs of a run of pixels.
-    std::vector<Vector<3>> normals_;
-    std::vector<std::uint32_t> masks_;
-    std::vector<LightColour> light_;
+    /// One a thread of the team (the calling thread's first).
+    std::vector<Scratch> scratch_;
+    std::unique_ptr<WorkerTeam> team_;
 };

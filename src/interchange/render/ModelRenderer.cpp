@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <thread>
 
 namespace {
 
@@ -66,7 +67,12 @@ void ModelRenderer::run() {
                                                  model_.bounds());
     shadows_ = std::make_unique<ModelShadows>(model_, lights_, *clipper_,
                                               shadowBiasTolerances * model_.tolerance());
-    shader_ = std::make_unique<BandShader>(camera_, lights_, *shadows_, flat_, width_);
+    unsigned threads = options_.shadingThreads;
+    if (threads == 0) {
+        threads = std::max(1u, std::thread::hardware_concurrency());
+    }
+    shader_ = std::make_unique<BandShader>(camera_, lights_, *shadows_, flat_, width_,
+                                           options_.immediateShading ? 1u : threads);
     filler_ = std::make_unique<TriangleFiller>(coder_, *shader_, options_.immediateShading);
     cacheMeshes();
     bandRows_ = static_cast<std::int32_t>(

@@ -25,6 +25,8 @@ struct RenderOptions {
     std::int64_t bandPixels = std::int64_t(1) << 17;
     /// Shade a pixel as soon as it wins its depth test rather than once its band is drawn.
     bool immediateShading = false;
+    /// The threads that shade a band once it is drawn; 0 for one a processor.
+    unsigned shadingThreads = 0;
 };
 
 /// The scan converter behind SmoothModelImp::render: triangles in, rows of colour, depth

@@ -20,8 +20,7 @@ ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights, Trian
             continue;
         }
         const Ray axes = light.direction();
-        lights_.push_back(
-            {1u << i, axes.z(), std::make_unique<ShadowCaster>(axes, bounds, bias), {}});
+        lights_.push_back({1u << i, axes.z(), std::make_unique<ShadowCaster>(axes, bounds, bias)});
         allBits_ |= 1u << i;
     }
     if (lights_.empty()) {
@@ -75,13 +74,15 @@ std::uint32_t ModelShadows::turnedAway(const Vector<3>& face) const {
 }
 
 std::uint32_t ModelShadows::blockedAt(const Point<3>& p, const Vector<3>& n, std::uint32_t owner,
-                                      std::uint32_t known) {
+                                      std::uint32_t known, Hints& hints) const {
     std::uint32_t mask = known;
-    for (ShadowLight& l : lights_) {
+    for (std::size_t i = 0; i < lights_.size(); ++i) {
+        const ShadowLight& l = lights_[i];
         if (mask & l.bit) {
             continue;
         }
-        if (dot(n, l.travel) >= 0 || l.caster->blocked(l.caster->toLight(p), owner, l.hint)) {
+        if (dot(n, l.travel) >= 0 ||
+            l.caster->blocked(l.caster->toLight(p), owner, hints.light[i])) {
             mask |= l.bit;
         }
     }

@@ -32,18 +32,23 @@ public:
     /// The bits of the shadow-casting lights that a flat surface of normal `face` (turned
     /// towards the eye) faces away from: it is in its own shadow there.
     std::uint32_t turnedAway(const Vector<3>& face) const;
+
+    /// A shading thread's running hints, one a light: the last blocker each found.
+    struct Hints {
+        ShadowCaster::Hint light[maxShadowLights];
+    };
     /// The bits of the shadow-casting lights that tested as blocked at the model point
     /// `p` of triangle `owner` with unit normal `n`, added to `known` (lights already
-    /// known to be blocked are not tested again).
+    /// known to be blocked are not tested again). The trees are only read, so threads may
+    /// test at once, each with its own `hints`; the answer doesn't depend on them.
     std::uint32_t blockedAt(const Point<3>& p, const Vector<3>& n, std::uint32_t owner,
-                            std::uint32_t known);
+                            std::uint32_t known, Hints& hints) const;
 
 private:
     struct ShadowLight {
         std::uint32_t bit; ///< the light's bit in a mask
         Vector<3> travel;  ///< the direction the light travels
         std::unique_ptr<ShadowCaster> caster;
-        ShadowCaster::Hint hint; ///< the last blocker found
     };
     std::vector<ShadowLight> lights_;
     std::uint32_t allBits_ = 0;

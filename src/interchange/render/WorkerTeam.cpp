@@ -1,0 +1,79 @@
+#include "interchange/render/WorkerTeam.h"
+
+WorkerTeam::WorkerTeam(unsigned helpers) {
+    helpers_.reserve(helpers);
+    for (unsigned i = 0; i < helpers; ++i) {
+        helpers_.emplace_back([this, i] { serve(i + 1); });
+    }
+}
+
+WorkerTeam::~WorkerTeam() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    for (std::thread& t : helpers_) {
+        t.join();
+    }
+}
+
+void WorkerTeam::run(const std::function<void(unsigned)>& work) {
+    if (helpers_.empty()) {
+        work(0);
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        work_ = &work;
+        ++round_;
+        failure_ = nullptr;
+    }
+    wake_.notify_all();
+    std::exception_ptr own;
+    try {
+        work(0);
+    } catch (...) {
+        own = std::current_exception();
+    }
+    std::exception_ptr failure;
+    {
+        // Closing the round: a helper that hasn't joined it yet won't.
+        std::unique_lock<std::mutex> lock(mutex_);
+        work_ = nullptr;
+        done_.wait(lock, [this] { return active_ == 0; });
+        failure = own ? own : failure_;
+        failure_ = nullptr;
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+void WorkerTeam::serve(unsigned member) {
+    std::uint64_t seen = 0;
+    std::unique_lock<std::mutex> lock(mutex_);
+    for (;;) {
+        wake_.wait(lock, [&] { return stopping_ || (work_ && round_ != seen); });
+        if (stopping_) {
+            return;
+        }
+        seen = round_;
+        const std::function<void(unsigned)>* work = work_;
+        ++active_;
+        lock.unlock();
+        std::exception_ptr failure;
+        try {
+            (*work)(member);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        lock.lock();
+        if (failure && !failure_) {
+            failure_ = failure;
+        }
+        if (--active_ == 0) {
+            done_.notify_all();
+        }
+    }
+}
