@@ -1,7 +1,6 @@
-// The import object: choosing a reader, path aliases, messages, thumbnails.
+// The import object: choosing a reader, path aliases, messages.
 #include "PictureFiles.h"
 
-#include "core/DrawThread.h"
 #include "core/Settings.h"
 #include "core/StringUtils.h"
 #include "file/DummyZmapDocument.h"
@@ -10,10 +9,8 @@
 #include "interchange/raster/RasterImport.h"
 #include "support/TempDir.h"
 
-#include <chrono>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <thread>
 
 using pictures::Rgba;
 
@@ -143,62 +140,6 @@ TEST(RasterImport, PathAliasesNameFolders) {
     pictures::writeFile(dir.file("<odd.bmp"), pictures::bmp24(p));
     EXPECT_EQ(import.read(wide(dir.file("<odd.bmp"))), status::ok);
     TQL::setSettingsStore(nullptr);
-}
-
-/// Records what the preview window was told.
-class RecordingThumbView : public ThumbView {
-public:
-    void setPreviewSize(std::int32_t w, std::int32_t h) override { width = w, height = h; }
-    void drawThumb(const std::uint8_t* bgr, std::int32_t w, std::int32_t h,
-                   std::size_t stride) override {
-        thumbWidth = w, thumbHeight = h;
-        first.assign(bgr, bgr + 3);
-        (void)stride;
-    }
-    std::int32_t width = 0, height = 0, thumbWidth = 0, thumbHeight = 0;
-    std::vector<std::uint8_t> first;
-};
-
-TEST(RasterImport, ThumbnailJobOnTheDrawingThread) {
-    test::TempDir dir;
-    Rgba p = pictures::pattern(300, 150, false);
-    for (std::size_t i = 0; i < p.pixels.size(); i += 4) {
-        p.pixels[i] = 200, p.pixels[i + 1] = 100, p.pixels[i + 2] = 50;
-    }
-    pictures::writeFile(dir.file("big.png"), pictures::writePng(p, {}));
-    auto import = TQL::makeHandle<RasterImport>();
-    EXPECT_FALSE(import->haveThumb());
-    DrawThread thread;
-    int window = 0;
-    ThumbnailDrawThread job(import, wide(dir.file("big.png")), &window, 100);
-    thread.insert(job);
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!job.done() && std::chrono::steady_clock::now() < until) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    ASSERT_TRUE(job.done());
-    EXPECT_EQ(job.result(), status::ok);
-    ASSERT_TRUE(import->haveThumb());
-    RecordingThumbView view;
-    ASSERT_TRUE(import->paintThumb(view));
-    EXPECT_EQ(view.thumbWidth, 100);
-    EXPECT_EQ(view.thumbHeight, 50);
-    EXPECT_EQ(view.width, 300); // the picture's size: thumbnail size times its scale
-    EXPECT_EQ(view.height, 150);
-    EXPECT_EQ(view.first, (std::vector<std::uint8_t>{50, 100, 200}));
-    import->clearThumb();
-    EXPECT_FALSE(import->haveThumb());
-    EXPECT_FALSE(import->paintThumb(view));
-}
-
-TEST(RasterImport, CancelledThumbnailJobLeavesNoThumbnail) {
-    test::TempDir dir;
-    pictures::writeFile(dir.file("a.bmp"), pictures::bmp24(pictures::pattern(8, 8, false)));
-    auto import = TQL::makeHandle<RasterImport>();
-    ThumbnailDrawThread job(import, wide(dir.file("a.bmp")), nullptr);
-    job.drawCancel();
-    EXPECT_TRUE(job.drawPerform());
-    EXPECT_FALSE(import->haveThumb());
 }
 
 } // namespace
