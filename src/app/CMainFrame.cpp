@@ -395,10 +395,10 @@ Status CMainFrame::openDocument(const QString& path) {
     return status::ok;
 }
 
-Status CMainFrame::newFromPicture(const QString& path, bool panorama) {
+Status CMainFrame::makeDocument(const std::function<Status(CQuorvaleDoc&)>& make) {
     auto doc = std::make_unique<CQuorvaleDoc>(progress_.get(), this);
     connect(doc.get(), &CQuorvaleDoc::undoStateUpdated, this, &CMainFrame::updateActions);
-    const Status s = doc->newFromPicture(path, panorama);
+    const Status s = make(*doc);
     if (s != status::ok) {
         return s;
     }
@@ -409,18 +409,12 @@ Status CMainFrame::newFromPicture(const QString& path, bool panorama) {
     return status::ok;
 }
 
+Status CMainFrame::newFromPicture(const QString& path, bool panorama) {
+    return makeDocument([&](CQuorvaleDoc& doc) { return doc.newFromPicture(path, panorama); });
+}
+
 Status CMainFrame::newDocument(const NewImageParams& params) {
-    auto doc = std::make_unique<CQuorvaleDoc>(progress_.get(), this);
-    connect(doc.get(), &CQuorvaleDoc::undoStateUpdated, this, &CMainFrame::updateActions);
-    const Status s = doc->newImage(params);
-    if (s != status::ok) {
-        return s;
-    }
-    CQuorvaleDoc& ref = *doc;
-    documents_.push_back(std::move(doc));
-    connect(&ref, &CQuorvaleDoc::titleChanged, this, [this, &ref] { updateTitle(ref); });
-    addView(ref, channelRgb, true);
-    return status::ok;
+    return makeDocument([&](CQuorvaleDoc& doc) { return doc.newImage(params); });
 }
 
 CQuorvaleView* CMainFrame::newWindow(std::uint32_t channel) {

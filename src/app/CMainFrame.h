@@ -6,6 +6,7 @@
 #include <QMainWindow>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -40,6 +41,8 @@ public:
     Status newDocument(const NewImageParams& params);
     /// A new document from a picture file (or a cube panorama from one) in a new window.
     Status newFromPicture(const QString& path, bool panorama);
+    /// A new document made by `make`, shown in a new window if `make` succeeds.
+    Status makeDocument(const std::function<Status(CQuorvaleDoc&)>& make);
     /// A second window on the active document, showing `channel`.
     CQuorvaleView* newWindow(std::uint32_t channel);
 
