@@ -15,7 +15,7 @@ packages=(
     # an outside check of exported files in tests
     imagemagick
     # benchmark anchors
-    libopencv-imgproc-dev
+    libopencv-imgproc-dev libmypaint-dev
     # the application and a display for it when none is running
     qt6-base-dev xvfb xauth
 )
