@@ -3,9 +3,9 @@
 #   ./quorvale.sh run     install what is needed, build, start the application
 #   ./quorvale.sh test    install what is needed, then what CI checks: the format, the gcc
 #                         build with ASan+UBSan and the whole suite, the clang build with
-#                         ThreadSanitizer and the threaded tests under it, and each fuzz
-#                         target for 60 s on its corpus (QUORVALE_QUICK=1: only the first
-#                         three, for a quick local run)
+#                         ThreadSanitizer of the threaded test programs and those tests
+#                         under it, and each fuzz target for 30 s on its corpus
+#                         (QUORVALE_QUICK=1: only the first three, for a quick local run)
 #   ./quorvale.sh tsan    build with ThreadSanitizer and run the threaded tests
 #   ./quorvale.sh bench   build the release preset and run every benchmark
 #   ./quorvale.sh fuzz [seconds]   build the fuzz targets with clang and run each briefly
@@ -46,10 +46,10 @@ test)
     stage "gcc build (ASan+UBSan, -Werror)" configure_and_build debug
     stage "whole suite" suite "$@"
     if [ "${QUORVALE_QUICK:-0}" != 1 ]; then
-        stage "clang build (TSan, -Werror)" configure_and_build tsan
+        stage "clang build (TSan, -Werror)" configure_and_build tsan --target threaded-tests
         stage "threaded tests under TSan" ctest --preset tsan
         stage "fuzz targets build (clang)" configure_and_build fuzz --target fuzzers
-        stage "fuzz targets, 60 s each" scripts/run-fuzzers.sh build/fuzz 60
+        stage "fuzz targets, 30 s each" scripts/run-fuzzers.sh build/fuzz 30
     fi
     echo "=== times (total $SECONDS s)"
     printf '%s\n' "${times[@]}"
@@ -59,7 +59,7 @@ test)
     ;;
 tsan)
     scripts/install-deps.sh
-    configure_and_build tsan
+    configure_and_build tsan --target threaded-tests
     ctest --preset tsan "$@"
     ;;
 bench)

@@ -47,6 +47,9 @@ function(quorvale_test name)
                                           GTest::gmock ${ARG_DEPENDS})
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                          PROPERTIES LABELS "${ARG_LABELS}")
+    if(ARG_LABELS STREQUAL "threads" AND TARGET threaded-tests)
+        add_dependencies(threaded-tests ${name})
+    endif()
 endfunction()
 
 # quorvale_bench(<name> SOURCES ... DEPENDS ...)
