@@ -17,9 +17,10 @@ class ZmapDocument;
 /// runs. A stroke laid row by row then fetches each tile once per row of tiles instead of once
 /// per run, and takes no lock in between.
 ///
-/// Written planes (stroke alpha, wet planes, the image's colour) are kept through
-/// TileRowWriter: copy on write as ever, and a kept tile that someone else came to hold is
-/// fetched again. Read planes are kept only where the stroke doesn't write them (the undo
+/// Written planes (wet planes, the image's colour) are kept through TileRowWriter, the
+/// stroke alpha through AlphaRowWriter (which records rows of one value without writing
+/// them): copy on write as ever, and a kept tile that someone else came to hold is fetched
+/// again. Read planes are kept only where the stroke doesn't write them (the undo
 /// level and the originals); where the image before the stroke is the live channel (no undo
 /// store) they are fetched for every run, as spanPlanes does. A kept plane is dropped when
 /// its bitmap is replaced or its tile handles are (generation).
