@@ -3,10 +3,22 @@
 #include "core/Colour.h"
 #include "image/TileBitmap.h"
 
+#include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 /// A coverage channel: one float from 0 to 1 a pixel, 0 where never written.
+///
+/// Rows that hold one value throughout need not hold it in memory. Each row of each tile
+/// (a tile row) is either explicit (its memory holds its pixels) or uniform: it reads as one
+/// value, whatever its memory holds. Clearing the plane for a stroke (clearKeepingTiles)
+/// makes every row of the tiles it keeps uniform 0, and a stroke that covers a whole tile
+/// row with one value (AlphaRowWriter) only records the value. Every read of this class
+/// sees the floats the rows stand for: the pixel and tile reads first write the uniform rows
+/// of the tile they touch into its memory (on the interface thread), valueAt reads the
+/// recorded value, and the display draws it. Reads that go round the class (the tile table
+/// itself, copying this bitmap's tiles into another) see the memory.
 class AlphaBitmap : public TileBitmap {
 public:
     using Pixel = Alpha;
@@ -18,19 +30,28 @@ public:
     /// coverage is black and none is white.
     static std::uint8_t displayGrey(Alpha a);
 
-    /// Makes every pixel 0, as clearAll does, but keeps the tiles written since the last
-    /// clear for the writes to come: the first write into a row of tiles takes back the kept
-    /// tiles of that row, zeroed, instead of allocating new ones. A plane cleared at every
-    /// stroke (the stroke alpha) then allocates nothing stroke after stroke, and a tile is
-    /// zeroed only when its row is painted again, while it is about to be used. Kept tiles
-    /// not taken back, and tiles taken back but not written, are let go of at the next clear.
+    /// Makes every pixel 0, as clearAll does, without touching pixel memory: the tiles
+    /// written since the last clear are kept for the writes to come, every row of them marked
+    /// uniform 0; tiles not written since then are let go of. A plane cleared at every stroke
+    /// (the stroke alpha) then allocates and zeroes nothing stroke after stroke.
     void clearKeepingTiles();
-    /// Tiles kept for reuse (for diagnostics and tests).
-    std::int32_t keptTiles() const { return keptCount_; }
+    /// Tiles that hold pixels (kept ones included) and have at least one uniform row.
+    std::int32_t tilesWithUniformRows() const;
 
+    /// The value of pixel (x, y) as a T of four bytes, as TileBitmap::valueAt, with uniform
+    /// rows read as their value.
+    template <class T> T valueAt(std::int32_t x, std::int32_t y) const;
+
+    void clearTile(std::int32_t index) override;
+    void clearAll() override;
+    void copyFrom(const TileBitmap& other, bool overwrite) override;
     std::uint8_t* pixelForWrite(std::int32_t x, std::int32_t y, TileHandle& hold,
                                 std::int32_t* tileIndex) override;
+    const std::uint8_t* pixelForRead(std::int32_t x, std::int32_t y, TileHandle& hold,
+                                     std::int32_t* tileIndex) const override;
     std::uint8_t* tileForWrite(std::int32_t index, TileHandle& hold) override;
+    const std::uint8_t* tileForRead(std::int32_t index, TileHandle& hold) const override;
+    std::int64_t memoryUsed() const override;
 
     const std::uint8_t* displayRgb(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h,
                                    TileHandle& hold) const override;
@@ -39,16 +60,96 @@ public:
                                             bool composite) const override;
 
 private:
-    /// Notes a write into tile `index`; the first one into a row of tiles with kept tiles
-    /// moves them, zeroed, into the row's empty entries (one change of the tile table for
-    /// the row, so cached writers refetch once a row, not once a tile).
-    void noteWrite(std::int32_t index);
+    friend class AlphaRowWriter;
 
-    /// The kept tiles, at their own indices; made by the first clearKeepingTiles.
-    TQL::Handle<AlphaBitmap> kept_;
-    /// One flag a tile: kept_ holds a tile there.
-    std::vector<std::uint8_t> keptAt_;
+    /// The mark of an explicit row; any other mark is the bits of the row's value (never
+    /// this NaN).
+    static constexpr std::uint32_t explicitRow = 0xFFFFFFFFu;
+
+    std::size_t markIndex(std::int32_t tile, std::int32_t row) const {
+        return static_cast<std::size_t>(tile) * static_cast<std::size_t>(geometry().tileHeight) +
+               static_cast<std::size_t>(row);
+    }
+    /// The mark of row `row` of tile `tile` (read atomically: the display reads it from the
+    /// drawing thread).
+    std::uint32_t mark(std::int32_t tile, std::int32_t row) const {
+        return std::atomic_ref<std::uint32_t>(marks_[markIndex(tile, row)])
+            .load(std::memory_order_relaxed);
+    }
+    void setMark(std::int32_t tile, std::int32_t row, std::uint32_t mark) {
+        std::atomic_ref<std::uint32_t>(marks_[markIndex(tile, row)])
+            .store(mark, std::memory_order_relaxed);
+    }
+    /// Writes the uniform rows of tile `index` into its memory (a private tile, copied if
+    /// shared) and marks them explicit. Interface thread only.
+    void settle(std::int32_t index) const;
+    void settleAll() const;
+    /// Makes the marks (every row explicit) if there are none yet.
+    void ensureMarks();
+    /// Marks every row of tile `index` explicit without writing (its tile was replaced).
+    void forgetMarks(std::int32_t index);
+    void noteWritten(std::int32_t index);
+
+    /// One mark a tile row, tile by tile; empty until the first clearKeepingTiles.
+    mutable std::vector<std::uint32_t> marks_;
+    /// Uniform rows a tile.
+    mutable std::vector<std::uint16_t> uniformRows_;
     /// One flag a tile: written since the last clearKeepingTiles.
-    std::vector<std::uint8_t> written_;
-    std::int32_t keptCount_ = 0;
+    mutable std::vector<std::uint8_t> written_;
 };
+
+/// Writes a coverage plane run by run, as the paint pipeline lays a stroke row by row,
+/// without writing rows that hold one value: keeps the writable tiles of the current row of
+/// tiles (as TileRowWriter does, copy on write as ever), reads a uniform row from a row of
+/// its value and records a whole tile row of one value as its mark alone.
+///
+/// Pointers are valid until the next call. Interface thread only, like every stroke.
+class AlphaRowWriter {
+public:
+    explicit AlphaRowWriter(AlphaBitmap& bitmap);
+
+    /// Starts the run of row y from column x to the right edge of x's tile and returns its
+    /// length (0 and null outside the image); `values` gets the run's pixels for reading.
+    /// Throws std::bad_alloc.
+    std::int32_t run(std::int32_t x, std::int32_t y, const Alpha*& values);
+    /// Sets pixels first..last - 1 of the run to values[first..last). A whole tile row of one
+    /// value (the same bits) is recorded as the row's mark; anything else makes the row
+    /// explicit and is written.
+    void write(const Alpha* values, int first, int last);
+    /// The run's pixels for writing, the row made explicit first.
+    Alpha* writable();
+
+    AlphaBitmap& bitmap() const { return bitmap_; }
+
+private:
+    AlphaBitmap& bitmap_;
+    std::int32_t tileRow_ = -1;
+    std::uint32_t generation_ = 0;
+    std::vector<TileHandle> holds_;
+    // The current run.
+    std::int32_t tile_ = -1;
+    std::int32_t row_ = 0;
+    std::int32_t offset_ = 0; ///< the run's first pixel within the tile row
+    std::int32_t length_ = 0;
+    std::int32_t rowLength_ = 0; ///< pixels of the whole tile row
+    Alpha* rowPixels_ = nullptr; ///< the tile row's memory
+    /// A row of one value, for reading uniform rows; refilled when the value changes.
+    alignas(16) Alpha uniform_[256] = {};
+    std::uint32_t uniformBits_ = 0;
+};
+
+template <class T> T AlphaBitmap::valueAt(std::int32_t x, std::int32_t y) const {
+    static_assert(sizeof(T) == sizeof(Alpha));
+    if (!marks_.empty() && geometry().contains(x, y)) {
+        const std::int32_t tile = geometry().tileIndex(x, y);
+        if (uniformRows_[static_cast<std::size_t>(tile)] != 0) {
+            const std::uint32_t m = mark(tile, y & geometry().yMask);
+            if (m != explicitRow) {
+                T value;
+                std::memcpy(&value, &m, sizeof value);
+                return value;
+            }
+        }
+    }
+    return TileBitmap::valueAt<T>(x, y);
+}

@@ -175,7 +175,8 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
         }
         const std::int32_t length = std::min(tileLength, end - i);
         const float* m = coverage + i;
-        Alpha* s = planes.strokeAlpha;
+        // Read only: a row of the plane that holds one value is read from a row of it.
+        const Alpha* s = planes_.strokeAlpha();
 
         // Trim pixels that can't change: no coverage, or already fully covered.
         int a = 0;
@@ -259,7 +260,13 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
             }
 
             if (!wet) {
-                std::memcpy(s + p, alphaRow + p, static_cast<std::size_t>(q - p) * sizeof(Alpha));
+                // A whole tile row rising to one value (full coverage) is recorded, not written;
+                // the plain walk writes every value.
+                if (plainWalk) {
+                    runs::copy(planes_.writableStrokeAlpha(), alphaRow, p, q);
+                } else {
+                    planes_.writeStrokeAlpha(alphaRow, p, q);
+                }
                 colourStages(paint, p, q);
             } else {
                 // A pixel first touched in this stroke gets its colour in the wet planes;
@@ -279,7 +286,7 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
                     }
                     k = e;
                 }
-                runs::copy(s, alphaRow, p, q);
+                runs::copy(planes_.writableStrokeAlpha(), alphaRow, p, q);
                 std::memcpy(colourRow + p, planes.wetColour + p,
                             static_cast<std::size_t>(q - p) * sizeof(ColourPOD));
                 runs::multiply(alphaRow, planes.wetAlpha, p, q);

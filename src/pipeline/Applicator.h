@@ -87,7 +87,8 @@ public:
     bool isFinished() const override { return finished; }
 
     /// Takes the plain walk over every run, sub-run by sub-run, even where the whole run
-    /// rises at once; for checking the fused walk against it. The results are the same.
+    /// rises at once, and writes every stroke alpha value out (no uniform rows); for checking
+    /// the fast paths against it. The results are the same.
     bool plainWalk = false;
 
     /// The tolerance of the surface frame handed to the stages at the start: a fraction of

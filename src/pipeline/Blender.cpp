@@ -132,9 +132,10 @@ void Blender::run(Span& span, int first, int last) {
         if (out && ((span.y + 1) & g.yMask) != 0 && span.y + 1 < g.height) {
             const std::int32_t stride = g.rowStride(span.x >> g.xShift, 3);
             const auto* next = reinterpret_cast<const char*>(out + first) + stride;
-            // The image before the stroke too, unless every pixel is a straight copy.
-            const bool readsBase = !(mode_ == 0 && opacity_ == 1.0f &&
-                                     runs::endOfRun(span.alpha, 1.0f, first, last) == last);
+            // The image before the stroke too, unless the run looks like a straight copy (a
+            // guess from its ends: a wrong one costs a useless or a missing prefetch only).
+            const bool readsBase = !(mode_ == 0 && opacity_ == 1.0f && span.alpha[first] == 1.0f &&
+                                     span.alpha[last - 1] == 1.0f);
             const auto* nextBase = reinterpret_cast<const char*>(span.baseColour + first) + stride;
             for (int k = 0; k < (last - first) * 3; k += 64) {
                 __builtin_prefetch(next + k, 1);

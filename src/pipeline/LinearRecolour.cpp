@@ -8,6 +8,10 @@
 #include <cstring>
 #include <iterator>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 /// w + rint((c - w) * strength), the product in single precision, modulo 256.
@@ -34,9 +38,21 @@ void replaceColour(ColourPOD* working, const ColourPOD* target, bool targetPerPi
         ColourPOD pattern[16];
         std::fill(std::begin(pattern), std::end(pattern), c);
         int i = first;
+#if defined(__SSE2__)
+        const __m128i p0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern));
+        const __m128i p1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern) + 1);
+        const __m128i p2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern) + 2);
+        for (; i + 16 <= last; i += 16) {
+            auto* w = reinterpret_cast<__m128i*>(working + i);
+            _mm_storeu_si128(w, p0);
+            _mm_storeu_si128(w + 1, p1);
+            _mm_storeu_si128(w + 2, p2);
+        }
+#else
         for (; i + 16 <= last; i += 16) {
             std::memcpy(working + i, pattern, sizeof pattern);
         }
+#endif
         std::fill(working + i, working + last, c);
         return;
     }

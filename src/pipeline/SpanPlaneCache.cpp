@@ -70,6 +70,21 @@ void SpanPlaneCache::WritePlane::reset() {
     bitmap.reset();
 }
 
+void SpanPlaneCache::AlphaPlane::beginRow(AlphaBitmap* to) {
+    if (bitmap.get() != to) {
+        writer.reset();
+        bitmap.reset(to);
+        if (to) {
+            writer = std::make_unique<AlphaRowWriter>(*to);
+        }
+    }
+}
+
+void SpanPlaneCache::AlphaPlane::reset() {
+    writer.reset();
+    bitmap.reset();
+}
+
 bool SpanPlaneCache::beginRow(ZmapDocument& document, std::int32_t y, bool wet) {
     DocumentEditor& editor = document.editor;
     if (y < 0 || y >= document.height() || !document.originalRgb || !editor.strokeAlpha ||
@@ -111,13 +126,11 @@ bool SpanPlaneCache::beginRow(ZmapDocument& document, std::int32_t y, bool wet) 
 
 std::int32_t SpanPlaneCache::run(std::int32_t x, SpanPlanes& planes) {
     planes = SpanPlanes();
-    std::int32_t length = 0;
-    auto* alpha = strokeAlpha_.writer->run(x, y_, length);
-    if (!alpha) {
+    const std::int32_t length = strokeAlpha_.writer->run(x, y_, strokeAlphaValues_);
+    if (length <= 0) {
         return 0;
     }
     planes.length = length;
-    planes.strokeAlpha = reinterpret_cast<Alpha*>(alpha);
     planes.sourceColour = reinterpret_cast<const ColourPOD*>(source_.run(x, y_));
     planes.baseColour = reinterpret_cast<const ColourPOD*>(baseColour_.run(x, y_));
     planes.baseDepth = reinterpret_cast<const std::uint32_t*>(baseDepth_.run(x, y_));
@@ -126,7 +139,6 @@ std::int32_t SpanPlaneCache::run(std::int32_t x, SpanPlanes& planes) {
     const TileGeometry& g = strokeAlpha_.bitmap->geometry();
     if (((y_ + 1) & g.yMask) != 0 && y_ + 1 < g.height) {
         const std::int32_t column = x >> g.xShift;
-        prefetch(alpha + g.rowStride(column, 4), length * 4);
         if (planes.sourceColour != reinterpret_cast<const ColourPOD*>(source_.bitmap->emptyRow())) {
             prefetch(reinterpret_cast<const char*>(planes.sourceColour) + g.rowStride(column, 3),
                      length * 3);
@@ -144,7 +156,9 @@ void SpanPlaneCache::reset() {
     for (ReadPlane* plane : {&source_, &baseColour_, &baseDepth_, &baseMaterial_}) {
         plane->reset();
     }
-    for (WritePlane* plane : {&strokeAlpha_, &wetColour_, &wetAlpha_, &colour_}) {
+    strokeAlpha_.reset();
+    for (WritePlane* plane : {&wetColour_, &wetAlpha_, &colour_}) {
         plane->reset();
     }
+    strokeAlphaValues_ = nullptr;
 }

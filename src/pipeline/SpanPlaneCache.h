@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Handle.h"
+#include "image/AlphaBitmap.h"
 #include "image/SpanPlanes.h"
 #include "image/TileBitmap.h"
 #include "image/TileRowWriter.h"
@@ -16,9 +17,10 @@ class ZmapDocument;
 /// runs. A stroke laid row by row then fetches each tile once per row of tiles instead of once
 /// per run, and takes no lock in between.
 ///
-/// Written planes (stroke alpha, wet planes, the image's colour) are kept through
-/// TileRowWriter: copy on write as ever, and a kept tile that someone else came to hold is
-/// fetched again. Read planes are kept only where the stroke doesn't write them (the undo
+/// Written planes (wet planes, the image's colour) are kept through TileRowWriter, the
+/// stroke alpha through AlphaRowWriter (which records rows of one value without writing
+/// them): copy on write as ever, and a kept tile that someone else came to hold is fetched
+/// again. Read planes are kept only where the stroke doesn't write them (the undo
 /// level and the originals); where the image before the stroke is the live channel (no undo
 /// store) they are fetched for every run, as spanPlanes does. A kept plane is dropped when
 /// its bitmap is replaced or its tile handles are (generation).
@@ -30,8 +32,20 @@ public:
     /// without the channels. Call before the runs of each row.
     bool beginRow(ZmapDocument& document, std::int32_t y, bool wet);
     /// The planes of the run of the row from column x to the right edge of x's tile; returns
-    /// its length, 0 outside the image. Throws std::bad_alloc.
+    /// its length, 0 outside the image. The stroke alpha is not among them (its pointer is
+    /// null): it is read through strokeAlpha() and written through writeStrokeAlpha or
+    /// writableStrokeAlpha. Throws std::bad_alloc.
     std::int32_t run(std::int32_t x, SpanPlanes& planes);
+    /// The stroke alpha of the current run, for reading (a row of one value stands in for a
+    /// uniform row of the plane).
+    const Alpha* strokeAlpha() const { return strokeAlphaValues_; }
+    /// Sets the current run's stroke alpha over first..last - 1 to values[first..last); a whole
+    /// tile row of one value is recorded without writing the row.
+    void writeStrokeAlpha(const Alpha* values, int first, int last) {
+        strokeAlpha_.writer->write(values, first, last);
+    }
+    /// The current run's stroke alpha for writing.
+    Alpha* writableStrokeAlpha() { return strokeAlpha_.writer->writable(); }
     /// The writer of the document's colour channel for the row's runs; null without it.
     TileRowWriter* colourWriter() const { return colour_.writer.get(); }
     /// Lets go of every kept tile and bitmap.
@@ -59,8 +73,18 @@ private:
         void reset();
     };
 
+    struct AlphaPlane {
+        TQL::Handle<AlphaBitmap> bitmap;
+        std::unique_ptr<AlphaRowWriter> writer;
+
+        void beginRow(AlphaBitmap* to);
+        void reset();
+    };
+
     std::int32_t y_ = 0;
     bool wet_ = false;
     ReadPlane source_, baseColour_, baseDepth_, baseMaterial_;
-    WritePlane strokeAlpha_, wetColour_, wetAlpha_, colour_;
+    AlphaPlane strokeAlpha_;
+    WritePlane wetColour_, wetAlpha_, colour_;
+    const Alpha* strokeAlphaValues_ = nullptr;
 };

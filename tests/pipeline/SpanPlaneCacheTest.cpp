@@ -56,7 +56,7 @@ protected:
                 ASSERT_TRUE(sameBytes(kept.baseColour, fresh.baseColour, n, 3)) << when;
                 ASSERT_TRUE(sameBytes(kept.baseDepth, fresh.baseDepth, n, 4)) << when;
                 ASSERT_TRUE(sameBytes(kept.baseMaterial, fresh.baseMaterial, n, 2)) << when;
-                ASSERT_TRUE(sameBytes(kept.strokeAlpha, fresh.strokeAlpha, n, 4)) << when;
+                ASSERT_TRUE(sameBytes(cache.strokeAlpha(), fresh.strokeAlpha, n, 4)) << when;
                 if (wet) {
                     ASSERT_TRUE(sameBytes(kept.wetColour, fresh.wetColour, n, 3)) << when;
                     ASSERT_TRUE(sameBytes(kept.wetAlpha, fresh.wetAlpha, n, 4)) << when;
