@@ -1,6 +1,7 @@
 #include "app/CMainFrame.h"
 
 #include "app/AppSettings.h"
+#include "app/CCubicView.h"
 #include "app/CQuorvaleApp.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
@@ -13,8 +14,10 @@
 #include "app/QtText.h"
 #include "app/UserMessages.h"
 #include "file/FileType.h"
+#include "interchange/raster/PanoramaExport.h"
 #include "pipeline/Matte.h"
 #include "styles/Toolbox.h"
+#include "views/CubicView.h"
 #include "views/ZmapView.h"
 #include "views/cameras/ViewParams.h"
 
@@ -66,19 +69,23 @@ QString lengthText(double worldValue, const ViewParams& vp) {
 
 } // namespace
 
-/// The window frame of one view: asks before the last window of a changed document goes.
+/// The window frame of one view, an image view or a panorama view: asks before the last
+/// window of a changed document goes.
 class CChildFrame : public QMdiSubWindow {
 public:
-    CChildFrame(CMainFrame& frame, CQuorvaleView* view) : frame_(frame), view_(view) {
+    CChildFrame(CMainFrame& frame, CQuorvaleDoc& doc, QWidget* view)
+        : frame_(frame), doc_(doc), widget_(view) {
         setWidget(view);
         setAttribute(Qt::WA_DeleteOnClose);
     }
-    CQuorvaleView* view() const { return view_; }
+    /// The image view shown, null for a panorama view.
+    CQuorvaleView* view() const { return qobject_cast<CQuorvaleView*>(widget_); }
+    CCubicView* cubicView() const { return qobject_cast<CCubicView*>(widget_); }
+    CQuorvaleDoc& document() const { return doc_; }
 
 protected:
     void closeEvent(QCloseEvent* event) override {
-        CQuorvaleDoc& doc = view_->document();
-        if (doc.viewList().size() == 1 && !frame_.mayCloseDocument(doc)) {
+        if (doc_.windowCount() == 1 && !frame_.mayCloseDocument(doc_)) {
             event->ignore();
             return;
         }
@@ -86,15 +93,16 @@ protected:
         if (event->isAccepted()) {
             // The view leaves its document now, not when the frame's deferred deletion
             // comes: the document counts its windows, and may go before the frame.
-            delete view_;
-            view_ = nullptr;
+            delete widget_;
+            widget_ = nullptr;
             QTimer::singleShot(0, &frame_, [frame = &frame_] { frame->windowClosed(); });
         }
     }
 
 private:
     CMainFrame& frame_;
-    CQuorvaleView* view_;
+    CQuorvaleDoc& doc_;
+    QWidget* widget_;
 };
 
 CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)), tools_(new CToolWindow(this)) {
@@ -135,7 +143,9 @@ CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)), tools_(new CToolWindow(this
         auto* child = dynamic_cast<CChildFrame*>(w);
         if (child && child->view()) {
             ZmapView::setActiveView(&child->view()->zmapView());
-            updateTitle(child->view()->document());
+        }
+        if (child) {
+            updateTitle(child->document());
         }
         updateActions();
         offerMaterials();
@@ -176,6 +186,8 @@ void CMainFrame::createMenus() {
               {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S)}, &CMainFrame::onFileSaveAs);
     addAction(file, "fileRevert", tr("&Revert"), {QKeySequence(Qt::Key_F12)},
               &CMainFrame::onFileRevert);
+    addAction(file, "fileExportPanorama", tr("Export Pa&norama..."), {},
+              &CMainFrame::onFileExportPanorama);
     addAction(file, "fileExport", tr("&Export..."), {QKeySequence(Qt::CTRL | Qt::Key_E)},
               &CMainFrame::onFileExport);
     addAction(file, "fileClose", tr("&Close"), QKeySequence::keyBindings(QKeySequence::Close),
@@ -283,8 +295,18 @@ void CMainFrame::createMenus() {
     QMenu* window = menuBar()->addMenu(tr("&Window"));
     QAction* second = addAction(window, "windowNew", tr("&New Window"), {}, nullptr);
     connect(second, &QAction::triggered, this, [this] {
+        // From a panorama view, the new window shows the cube's strip of faces.
         if (CQuorvaleView* v = activeView()) {
             newWindow(v->shownChannel());
+        } else if (activeDocument()) {
+            newWindow(channelRgb);
+        }
+    });
+    QAction* panorama =
+        addAction(window, "windowNewPanorama", tr("New &Panorama Window"), {}, nullptr);
+    connect(panorama, &QAction::triggered, this, [this] {
+        if (CQuorvaleDoc* doc = activeDocument(); doc && CubicView::isCubeImage(*doc)) {
+            addCubicView(*doc);
         }
     });
     QAction* tile = addAction(window, "windowTile", tr("&Tile"), {}, nullptr);
@@ -312,8 +334,23 @@ CQuorvaleView* CMainFrame::activeView() const {
 }
 
 CQuorvaleDoc* CMainFrame::activeDocument() const {
-    CQuorvaleView* v = activeView();
-    return v ? &v->document() : nullptr;
+    QMdiSubWindow* w = mdi_->activeSubWindow();
+    if (!w) {
+        const auto list = mdi_->subWindowList(QMdiArea::ActivationHistoryOrder);
+        w = list.isEmpty() ? nullptr : list.back();
+    }
+    auto* child = dynamic_cast<CChildFrame*>(w);
+    return child ? &child->document() : nullptr;
+}
+
+CCubicView* CMainFrame::activeCubicView() const {
+    QMdiSubWindow* w = mdi_->activeSubWindow();
+    if (!w) {
+        const auto list = mdi_->subWindowList(QMdiArea::ActivationHistoryOrder);
+        w = list.isEmpty() ? nullptr : list.back();
+    }
+    auto* child = dynamic_cast<CChildFrame*>(w);
+    return child ? child->cubicView() : nullptr;
 }
 
 std::vector<CQuorvaleView*> CMainFrame::views() const {
@@ -327,9 +364,20 @@ std::vector<CQuorvaleView*> CMainFrame::views() const {
     return list;
 }
 
+std::vector<CCubicView*> CMainFrame::cubicViews() const {
+    std::vector<CCubicView*> list;
+    for (QMdiSubWindow* w : mdi_->subWindowList()) {
+        auto* child = dynamic_cast<CChildFrame*>(w);
+        if (child && child->cubicView()) {
+            list.push_back(child->cubicView());
+        }
+    }
+    return list;
+}
+
 CQuorvaleView* CMainFrame::addView(CQuorvaleDoc& doc, std::uint32_t channel, bool fit) {
     auto* view = new CQuorvaleView(doc, channel);
-    auto* child = new CChildFrame(*this, view);
+    auto* child = new CChildFrame(*this, doc, view);
     mdi_->addSubWindow(child);
     const QSize area = mdi_->viewport()->size();
     child->resize(std::max(320, area.width() * 3 / 4), std::max(240, area.height() * 3 / 4));
@@ -350,10 +398,45 @@ CQuorvaleView* CMainFrame::addView(CQuorvaleDoc& doc, std::uint32_t channel, boo
     return view;
 }
 
+CCubicView* CMainFrame::addCubicView(CQuorvaleDoc& doc) {
+    auto* view = new CCubicView(doc);
+    auto* child = new CChildFrame(*this, doc, view);
+    mdi_->addSubWindow(child);
+    const QSize area = mdi_->viewport()->size();
+    child->resize(std::max(320, area.width() * 3 / 4), std::max(240, area.height() * 3 / 4));
+    connect(view, &CCubicView::cursorMoved, this, [this, view](int x, int y, bool inside) {
+        if (view == activeCubicView()) {
+            showPixelInfo(x, y, inside);
+        }
+    });
+    connect(view, &CCubicView::activated, this, [this, child] { mdi_->setActiveSubWindow(child); });
+    connect(view, &CCubicView::imageClicked, this, [this, &doc](int x, int y) {
+        // The fill works on the cube's faces and crosses their seams.
+        if (!progress_->running() && tools_->currentTool() == CSetFill::id) {
+            doc.fillAt(x, y);
+            updateActions();
+        }
+    });
+    child->show();
+    mdi_->setActiveSubWindow(child);
+    view->OnInitialUpdate();
+    updateTitle(doc);
+    updateActions();
+    return view;
+}
+
+void CMainFrame::addFirstView(CQuorvaleDoc& doc) {
+    if (doc.isPanorama() && CubicView::isCubeImage(doc)) {
+        addCubicView(doc);
+    } else {
+        addView(doc, channelRgb, true);
+    }
+}
+
 void CMainFrame::windowClosed() {
     // Documents without windows go.
     std::erase_if(documents_,
-                  [](const std::unique_ptr<CQuorvaleDoc>& d) { return d->viewList().empty(); });
+                  [](const std::unique_ptr<CQuorvaleDoc>& d) { return d->windowCount() == 0; });
     updateActions();
     if (documents_.empty()) {
         setWindowTitle(QStringLiteral("Quorvale"));
@@ -367,9 +450,14 @@ Status CMainFrame::openDocument(const QString& path) {
         return newFromPicture(absolute, false);
     }
     for (const auto& d : documents_) {
-        if (d->path() == absolute && !d->viewList().empty()) {
-            CQuorvaleView* v = d->viewList().front();
-            mdi_->setActiveSubWindow(qobject_cast<QMdiSubWindow*>(v->parentWidget()));
+        if (d->path() == absolute && d->windowCount() > 0) {
+            for (QMdiSubWindow* w : mdi_->subWindowList()) {
+                auto* child = dynamic_cast<CChildFrame*>(w);
+                if (child && &child->document() == d.get()) {
+                    mdi_->setActiveSubWindow(w);
+                    break;
+                }
+            }
             return status::ok;
         }
     }
@@ -390,7 +478,7 @@ Status CMainFrame::openDocument(const QString& path) {
     CQuorvaleDoc& ref = *doc;
     documents_.push_back(std::move(doc));
     connect(&ref, &CQuorvaleDoc::titleChanged, this, [this, &ref] { updateTitle(ref); });
-    addView(ref, channelRgb, true);
+    addFirstView(ref);
     addRecentFile(absolute);
     return status::ok;
 }
@@ -405,7 +493,7 @@ Status CMainFrame::makeDocument(const std::function<Status(CQuorvaleDoc&)>& make
     CQuorvaleDoc& ref = *doc;
     documents_.push_back(std::move(doc));
     connect(&ref, &CQuorvaleDoc::titleChanged, this, [this, &ref] { updateTitle(ref); });
-    addView(ref, channelRgb, true);
+    addFirstView(ref);
     return status::ok;
 }
 
@@ -430,17 +518,24 @@ CQuorvaleView* CMainFrame::newWindow(std::uint32_t channel) {
 }
 
 void CMainFrame::updateTitle(CQuorvaleDoc& doc) {
-    const auto& views = doc.viewList();
-    for (std::size_t i = 0; i < views.size(); ++i) {
+    std::vector<QMdiSubWindow*> frames;
+    for (QMdiSubWindow* w : mdi_->subWindowList(QMdiArea::CreationOrder)) {
+        auto* child = dynamic_cast<CChildFrame*>(w);
+        if (child && &child->document() == &doc) {
+            frames.push_back(w);
+        }
+    }
+    for (std::size_t i = 0; i < frames.size(); ++i) {
         QString title = doc.displayName();
-        if (views.size() > 1) {
+        if (frames.size() > 1) {
             title += QStringLiteral(":%1").arg(i + 1);
         }
-        QWidget* frame = views[i]->parentWidget();
-        if (frame) {
-            frame->setWindowTitle(title + QStringLiteral("[*]"));
-            frame->setWindowModified(doc.isModified());
+        auto* child = static_cast<CChildFrame*>(frames[i]);
+        if (child->cubicView()) {
+            title += tr(" (panorama)");
         }
+        frames[i]->setWindowTitle(title + QStringLiteral("[*]"));
+        frames[i]->setWindowModified(doc.isModified());
     }
     if (&doc == activeDocument()) {
         setWindowTitle(doc.displayName() + QStringLiteral("[*] - Quorvale"));
@@ -454,7 +549,7 @@ void CMainFrame::updateActions() {
     for (const char* name :
          {"fileSave", "fileSaveAs", "fileExport", "imageImportChannel", "fileClose", "imageCrop",
           "imageFlatten", "imageAutoLevels", "viewZoomIn", "viewZoomOut", "viewFit",
-          "viewActualSize", "windowNew"}) {
+          "viewActualSize", "windowNew", "fileExportPanorama"}) {
         if (QAction* a = action(QString::fromLatin1(name))) {
             a->setEnabled(have);
         }
@@ -467,6 +562,7 @@ void CMainFrame::updateActions() {
     undo->setText(have ? doc->undoText() : tr("&Undo"));
     redo->setText(have ? doc->redoText() : tr("&Redo"));
     channelGroup_->setEnabled(have);
+    action(QStringLiteral("windowNewPanorama"))->setEnabled(have && CubicView::isCubeImage(*doc));
     if (CQuorvaleView* v = activeView()) {
         for (QAction* a : channelGroup_->actions()) {
             a->setChecked(a->data().toUInt() == v->shownChannel());
@@ -668,6 +764,39 @@ void CMainFrame::onFileExport() {
     options.copyright = doc->copyright;
     if (chooseExportOptions(this, path, options)) {
         doc->exportTo(path, options);
+    }
+}
+
+void CMainFrame::onFileExportPanorama() {
+    CQuorvaleDoc* doc = activeDocument();
+    if (!doc) {
+        return;
+    }
+    if (!PanoramaExport::isFullCube(*doc)) {
+        UserMessages::current().error(this, toQString(PanoramaExport::notFullCubeText()));
+        return;
+    }
+    const QStringList kinds = {tr("Six faces (six pictures)"),
+                               tr("Equirectangular (one picture, 2:1)")};
+    bool ok = false;
+    const QString kind =
+        QInputDialog::getItem(this, tr("Export Panorama"), tr("&Export as:"), kinds, 0, false, &ok);
+    if (!ok) {
+        return;
+    }
+    const bool faces = kinds.indexOf(kind) == 0;
+    int width = 0;
+    if (!faces) {
+        width = QInputDialog::getInt(this, tr("Export Panorama"), tr("&Width in pixels:"),
+                                     4 * doc->height(), 2, 65536, 2, &ok);
+        if (!ok) {
+            return;
+        }
+    }
+    const QString path = QFileDialog::getSaveFileName(
+        this, tr("Export Panorama"), doc->displayName() + QStringLiteral(".png"), exportFilter());
+    if (!path.isEmpty()) {
+        doc->exportPanorama(path, faces, width);
     }
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+class CCubicView;
 class CQuorvaleDoc;
 class CQuorvaleView;
 class CToolWindow;
@@ -54,8 +55,14 @@ public:
     bool closeAll();
 
     CQuorvaleView* activeView() const;
+    /// The panorama view of the active window, null when it is an image view.
+    CCubicView* activeCubicView() const;
+    /// A panorama window on `doc` (a cube image).
+    CCubicView* addCubicView(CQuorvaleDoc& doc);
     CQuorvaleDoc* activeDocument() const;
     std::vector<CQuorvaleView*> views() const;
+    /// The panorama views of every window.
+    std::vector<CCubicView*> cubicViews() const;
     std::size_t documentCount() const { return documents_.size(); }
     QMdiArea* mdiArea() const { return mdi_; }
     ProgressReporter& progress() const { return *progress_; }
@@ -85,6 +92,7 @@ public slots:
     void onFileOpen();
     void onFileNewPanorama();
     void onFileExport();
+    void onFileExportPanorama();
     void onImportChannel();
     void onFileSave();
     void onFileSaveAs();
@@ -103,6 +111,9 @@ private:
     QAction* addAction(QMenu* menu, const QString& name, const QString& text,
                        const QList<QKeySequence>& keys, void (CMainFrame::*slot)());
     CQuorvaleView* addView(CQuorvaleDoc& doc, std::uint32_t channel, bool fit);
+    /// The first window of a new or opened document: a panorama view for a cube image,
+    /// else an image view.
+    void addFirstView(CQuorvaleDoc& doc);
     void updateTitle(CQuorvaleDoc& doc);
     void updateActions();
     void addRecentFile(const QString& path);

@@ -1,6 +1,7 @@
 #include "app/CQuorvaleApp.h"
 
 #include "app/AppSettings.h"
+#include "app/CCubicView.h"
 #include "app/CMainFrame.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
@@ -11,6 +12,7 @@
 #include "app/UserMessages.h"
 #include "core/ThreadName.h"
 #include "image/TileHeap.h"
+#include "views/CubicView.h"
 #include "views/ZmapView.h"
 #include "views/ZmapViewBase.h"
 
@@ -172,6 +174,9 @@ void CQuorvaleApp::OnIdle() {
     if (frame_) {
         for (CQuorvaleView* view : frame_->views()) {
             view->zmapView().IdleRedraw();
+        }
+        for (CCubicView* view : frame_->cubicViews()) {
+            view->cubicView().IdleRedraw();
         }
     }
     TileHeap::idle();

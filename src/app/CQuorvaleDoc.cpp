@@ -1,5 +1,6 @@
 #include "app/CQuorvaleDoc.h"
 
+#include "app/CCubicView.h"
 #include "app/CQuorvaleView.h"
 #include "app/ProgressReporter.h"
 #include "app/QtText.h"
@@ -10,6 +11,7 @@
 #include "file/ZmapDocumentCommands.h"
 #include "image/StrokeApplicator.h"
 #include "interchange/ModelImage.h"
+#include "interchange/raster/PanoramaExport.h"
 #include "interchange/raster/RasterDocumentCommands.h"
 #include "styles/FillTool.h"
 
@@ -82,6 +84,9 @@ CQuorvaleDoc::CQuorvaleDoc(ProgressReporter* progress, QWidget* dialogParent)
 
 CQuorvaleDoc::~CQuorvaleDoc() {
     for (CQuorvaleView* v : views_) {
+        v->cancelDrawing();
+    }
+    for (CCubicView* v : cubicViews_) {
         v->cancelDrawing();
     }
     setViews(nullptr);
@@ -202,6 +207,35 @@ Status CQuorvaleDoc::exportTo(const QString& path, const ExportOptions& given) {
     return s;
 }
 
+Status CQuorvaleDoc::exportPanorama(const QString& path, bool faces, int width) {
+    const std::wstring target = toWString(QFileInfo(path).absoluteFilePath());
+    ExportOptions options;
+    options.title = description;
+    options.author = artist;
+    options.copyright = copyright;
+    std::unique_ptr<ProgressScope> scope;
+    if (progress_) {
+        scope = std::make_unique<ProgressScope>(*progress_, path);
+        options.progress = progress_;
+    }
+    std::wstring error;
+    Status s = status::ok;
+    try {
+        s = faces ? PanoramaExport::exportFaces(*this, target, options, error)
+                  : PanoramaExport::exportEquirectangular(*this, target, width, options, error);
+    } catch (const std::bad_alloc&) {
+        s = status::outOfMemory;
+    }
+    if (s != status::ok && s != status::stopped) {
+        // The refusal of a document that isn't a whole cube stands alone, as its own text.
+        const QString reason = error.empty() ? statusQText(s) : toQString(error);
+        UserMessages::current().error(dialogParent_, error == PanoramaExport::notFullCubeText()
+                                                         ? reason
+                                                         : path + QStringLiteral(": ") + reason);
+    }
+    return s;
+}
+
 Status CQuorvaleDoc::openFile(const QString& path) {
     return run(commandOpen, FileArgument{toWString(QFileInfo(path).absoluteFilePath())}, path);
 }
@@ -304,6 +338,14 @@ void CQuorvaleDoc::removeView(CQuorvaleView* view) {
     std::erase(views_, view);
 }
 
+void CQuorvaleDoc::addCubicView(CCubicView* view) {
+    cubicViews_.push_back(view);
+}
+
+void CQuorvaleDoc::removeCubicView(CCubicView* view) {
+    std::erase(cubicViews_, view);
+}
+
 void CQuorvaleDoc::setChanged(bool changed) {
     if (changed == modified_) {
         return;
@@ -314,6 +356,9 @@ void CQuorvaleDoc::setChanged(bool changed) {
 
 void CQuorvaleDoc::cancelDrawing() {
     for (CQuorvaleView* v : views_) {
+        v->cancelDrawing();
+    }
+    for (CCubicView* v : cubicViews_) {
         v->cancelDrawing();
     }
 }
@@ -328,10 +373,16 @@ void CQuorvaleDoc::update(std::uint32_t hint) {
     for (CQuorvaleView* v : views_) {
         v->OnUpdate(hint);
     }
+    for (CCubicView* v : cubicViews_) {
+        v->OnUpdate(hint);
+    }
 }
 
 void CQuorvaleDoc::invalidate(const IExtent<2>& extent) {
     for (CQuorvaleView* v : views_) {
+        v->invalidateImage(extent);
+    }
+    for (CCubicView* v : cubicViews_) {
         v->invalidateImage(extent);
     }
 }

@@ -11,6 +11,7 @@
 
 #include <vector>
 
+class CCubicView;
 class CQuorvaleView;
 class ProgressReporter;
 class QWidget;
@@ -44,6 +45,10 @@ public:
     /// Writes the colour as a picture of `path`'s type (PNG, JPEG, TIFF, PSD, BMP, TGA)
     /// through a temporary file, with progress and its stop key; a failure is shown and
     /// leaves any file of that name as it was.
+    /// Writes the panorama as six face pictures (`faces`) or one equirectangular picture
+    /// `width` pixels wide (0: four face widths), with progress; shows any failure, and for a
+    /// document that isn't a whole cube the refusal "Not a full cube image".
+    Status exportPanorama(const QString& path, bool faces, int width);
     Status exportTo(const QString& path, const ExportOptions& options);
     /// Opens a .zmp or .zmq file into this (empty) document.
     Status openFile(const QString& path);
@@ -82,6 +87,12 @@ public:
     void addView(CQuorvaleView* view);
     void removeView(CQuorvaleView* view);
     const std::vector<CQuorvaleView*>& viewList() const { return views_; }
+    /// The panorama views of the document, told of changes like the image views.
+    void addCubicView(CCubicView* view);
+    void removeCubicView(CCubicView* view);
+    const std::vector<CCubicView*>& cubicViewList() const { return cubicViews_; }
+    /// Windows of either kind.
+    std::size_t windowCount() const { return views_.size() + cubicViews_.size(); }
 
     // ZmapDocument
     void setChanged(bool changed) override;
@@ -109,6 +120,7 @@ private:
     ProgressReporter* progress_;
     QWidget* dialogParent_;
     std::vector<CQuorvaleView*> views_;
+    std::vector<CCubicView*> cubicViews_;
     QStringList pendingMessages_;
     bool modified_ = false;
     int untitledNumber_;

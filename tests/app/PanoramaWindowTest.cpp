@@ -1,0 +1,160 @@
+// The panorama window: a cube document opens in it, its camera follows the mouse and the
+// wheel, and the panorama export refuses what isn't a cube.
+#include "AppTestSupport.h"
+#include "app/CCubicView.h"
+#include "app/CMainFrame.h"
+#include "app/CQuorvaleApp.h"
+#include "app/CQuorvaleDoc.h"
+#include "app/CQuorvaleView.h"
+#include "app/CToolWindow.h"
+#include "styles/CSetFill.h"
+#include "styles/Toolbox.h"
+#include "views/CubicView.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMouseEvent>
+#include <QWheelEvent>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class PanoramaWindows : public ::testing::Test {
+protected:
+    void SetUp() override {
+        CQuorvaleApp::Options o;
+        o.openSample = false;
+        o.show = false;
+        ASSERT_TRUE(app_.InitInstance(o));
+        frame_ = app_.mainFrame();
+        frame_->resize(900, 700);
+        frame_->show();
+    }
+    void TearDown() override {
+        messages_.answers.assign(8, UserMessages::Answer::no);
+        app_.ExitInstance();
+    }
+
+    /// The sample scene rendered as a small cube panorama and saved as .zmq.
+    QString cubeFile() {
+        NewImageParams params;
+        params.kind = NewImageKind::model;
+        params.sourcePath = CQuorvaleApp::sampleScenePath().toStdWString();
+        params.model.view = ModelImageSettings::View::cubic;
+        params.width = 6 * 48;
+        params.height = 48;
+        EXPECT_EQ(frame_->newDocument(params), status::ok);
+        const QString path = QString::fromStdString(dir_.file("house.zmq"));
+        EXPECT_EQ(frame_->saveActiveAs(path), status::ok);
+        return path;
+    }
+
+    static void wheel(QWidget* w, int delta) {
+        QWheelEvent e(QPointF(50, 50), w->mapToGlobal(QPointF(50, 50)), QPoint(), QPoint(0, delta),
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(w, &e);
+    }
+
+    test::IsolatedSettings settings_;
+    test::TempDir dir_;
+    test::RecordedMessages messages_;
+    CQuorvaleApp app_;
+    CMainFrame* frame_ = nullptr;
+};
+
+TEST_F(PanoramaWindows, ACubeDocumentOpensInThePanoramaViewAndOffersTheStripToo) {
+    const QString path = cubeFile();
+    ASSERT_NE(frame_->activeCubicView(), nullptr) << "a new cube document shows as a panorama";
+    frame_->closeAll();
+    ASSERT_EQ(frame_->openDocument(path), status::ok);
+    CCubicView* cube = frame_->activeCubicView();
+    ASSERT_NE(cube, nullptr);
+    EXPECT_EQ(frame_->activeView(), nullptr);
+    EXPECT_TRUE(cube->waitForDrawing(10000));
+
+    frame_->action(QStringLiteral("windowNew"))->trigger();
+    CQuorvaleView* strip = frame_->activeView();
+    ASSERT_NE(strip, nullptr);
+    EXPECT_EQ(&strip->document(), &cube->document());
+    EXPECT_EQ(strip->document().windowCount(), 2u);
+}
+
+TEST_F(PanoramaWindows, WheelAndDragTurnTheCameraWithinLimits) {
+    cubeFile();
+    CCubicView* view = frame_->activeCubicView();
+    ASSERT_NE(view, nullptr);
+    CubicView& engine = view->cubicView();
+    const double start = engine.angles().fieldOfView;
+    wheel(view, 120);
+    EXPECT_LT(engine.angles().fieldOfView, start);
+    for (int i = 0; i < 60; ++i) {
+        wheel(view, 120);
+    }
+    EXPECT_EQ(engine.angles().fieldOfView, CubicDrawable::minFieldOfView);
+    for (int i = 0; i < 60; ++i) {
+        wheel(view, -120);
+    }
+    EXPECT_EQ(engine.angles().fieldOfView, CubicDrawable::maxFieldOfView);
+
+    // Dragging to the right looks to the left; dragging up far enough stops at the zenith.
+    const double pan = engine.angles().pan;
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(100, 100),
+                      view->mapToGlobal(QPointF(100, 100)), Qt::LeftButton, Qt::LeftButton,
+                      Qt::NoModifier);
+    QApplication::sendEvent(view, &press);
+    QMouseEvent move(QEvent::MouseMove, QPointF(140, 5000), view->mapToGlobal(QPointF(140, 5000)),
+                     Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(view, &move);
+    QMouseEvent release(QEvent::MouseButtonRelease, QPointF(140, 5000),
+                        view->mapToGlobal(QPointF(140, 5000)), Qt::LeftButton, Qt::NoButton,
+                        Qt::NoModifier);
+    QApplication::sendEvent(view, &release);
+    const double turned = std::fmod(pan - engine.angles().pan + 360.0, 360.0);
+    EXPECT_GT(turned, 1.0);
+    EXPECT_LT(turned, 180.0);
+    EXPECT_EQ(engine.angles().tilt, 90.0);
+}
+
+TEST_F(PanoramaWindows, AClickWithTheFillFillsTheFacePixelUnderTheMouse) {
+    cubeFile();
+    CCubicView* view = frame_->activeCubicView();
+    ASSERT_NE(view, nullptr);
+    ToolboxState& state = Toolbox::instance().state;
+    state.colour[0] = 10;
+    state.colour[1] = 200;
+    state.colour[2] = 30;
+    frame_->toolWindow().setCurrentTool(CSetFill::id);
+    view->cubicView().setAngles({100, -20, 60});
+    const QPointF at(view->width() / 2.0, view->height() / 2.0);
+    IPoint<2> pixel;
+    ASSERT_TRUE(view->cubicView().stripPixelAt(at.x(), at.y(), pixel));
+    EXPECT_EQ(pixel.x / view->document().height(), 1) << "looking at the right face";
+    int clicks = 0;
+    QObject::connect(view, &CCubicView::imageClicked, view, [&clicks](int, int) { ++clicks; });
+    QMouseEvent press(QEvent::MouseButtonPress, at, view->mapToGlobal(at), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(view, &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, at, view->mapToGlobal(at), Qt::LeftButton,
+                        Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(view, &release);
+    ASSERT_EQ(clicks, 1);
+    EXPECT_TRUE(messages_.errors.isEmpty())
+        << messages_.errors.join(QLatin1Char('\n')).toStdString();
+    EXPECT_TRUE(view->document().canUndo());
+    EXPECT_EQ(view->document().rgbAt(pixel.x, pixel.y), (ColourPOD{30, 200, 10}));
+    EXPECT_TRUE(view->waitForDrawing(10000));
+}
+
+TEST_F(PanoramaWindows, ExportingAPanoramaOfAFlatImageIsRefused) {
+    NewImageParams params;
+    params.width = 120;
+    params.height = 20;
+    ASSERT_EQ(frame_->newDocument(params), status::ok);
+    ASSERT_NE(frame_->activeView(), nullptr);
+    frame_->onFileExportPanorama();
+    ASSERT_EQ(messages_.errors.size(), 1);
+    EXPECT_EQ(messages_.errors.front(), QStringLiteral("Not a full cube image"));
+}
+
+} // namespace
