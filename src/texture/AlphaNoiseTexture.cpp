@@ -7,8 +7,21 @@
 
 namespace tex {
 
+BiasCurve::BiasCurve(double bias, bool invert) {
+    if (bias > 0 && bias < 1) {
+        const double g = std::log(bias) / std::log(0.5);
+        for (int i = 0; i < size; ++i) {
+            const double v = std::pow(i / 100.0, g);
+            table_[i] = static_cast<float>(invert ? 1 - v : v);
+        }
+    } else {
+        const bool zero = (bias <= 0 && !invert) || (bias >= 1 && invert);
+        std::fill(std::begin(table_), std::end(table_), zero ? 0.0f : 1.0f);
+    }
+}
+
 AlphaNoiseTexture::AlphaNoiseTexture(double fractality, double frequency, double bias, bool invert)
-    : frequency_(static_cast<float>(frequency)) {
+    : curve_(bias, invert), frequency_(static_cast<float>(frequency)) {
     if (fractality <= 0.5) {
         octaves_ = maxOctaves;
     } else {
@@ -16,16 +29,6 @@ AlphaNoiseTexture::AlphaNoiseTexture(double fractality, double frequency, double
     }
     for (int i = 0; i < maxOctaves; ++i) {
         weights_[i] = static_cast<float>(std::pow(2.0, -i * fractality));
-    }
-    if (bias > 0 && bias < 1) {
-        const double g = std::log(bias) / std::log(0.5);
-        for (int i = 0; i < curveSize; ++i) {
-            const double v = std::pow(i / 100.0, g);
-            curve_[i] = static_cast<float>(invert ? 1 - v : v);
-        }
-    } else {
-        const bool zero = (bias <= 0 && !invert) || (bias >= 1 && invert);
-        std::fill(std::begin(curve_), std::end(curve_), zero ? 0.0f : 1.0f);
     }
 }
 
@@ -55,18 +58,6 @@ float AlphaNoiseTexture::fractal(float x, float y, float z, float footprint) con
         total += weights_[i] * f;
     }
     return std::clamp(sum / total / 8192.0f, 0.0f, 1.0f);
-}
-
-float AlphaNoiseTexture::applyCurve(float t) const {
-    if (!(t > 0)) {
-        return curve_[0];
-    }
-    if (t >= 1) {
-        return curve_[curveSize - 1];
-    }
-    const float f = t * 100.0f;
-    const int k = std::min(static_cast<int>(f), curveSize - 2);
-    return curve_[k] + (curve_[k + 1] - curve_[k]) * (f - static_cast<float>(k));
 }
 
 SimpleNoise::SimpleNoise(double fractality, double scale, double bias, bool invert)

@@ -6,6 +6,32 @@
 
 namespace tex {
 
+/// The curve a value from 0 to 1 goes through: t^g with g = log(bias) / log(0.5) for a
+/// bias strictly between 0 and 1 (0.5 is the identity), upside down with `invert`; at or
+/// beyond the ends a constant (0 for bias 0, 1 for bias 1, the other way with `invert`).
+/// Tabled at 101 points and read linearly between them.
+class BiasCurve {
+public:
+    static constexpr int size = 101;
+    BiasCurve(double bias, bool invert);
+    /// t <= 0 gives the first entry, t >= 1 the last.
+    float apply(float t) const {
+        if (!(t > 0)) {
+            return table_[0];
+        }
+        if (t >= 1) {
+            return table_[size - 1];
+        }
+        const float f = t * 100.0f;
+        const int k = f < 99.0f ? static_cast<int>(f) : 99;
+        return table_[k] + (table_[k + 1] - table_[k]) * (f - static_cast<float>(k));
+    }
+    const float* table() const { return table_; }
+
+private:
+    float table_[size] = {};
+};
+
 /// Procedural noise with a value from 0 to 1 at every point of space: a fractal sum of
 /// lattice noise (latticeNoise) whose octaves finer than the sampled pixel are left out,
 /// through a bias curve. The base of the solid noise textures and the noise grain.
@@ -14,7 +40,6 @@ namespace tex {
 class AlphaNoiseTexture : public TQL::Handlable {
 public:
     static constexpr int maxOctaves = 20;
-    static constexpr int curveSize = 101;
 
     /// `fractality` sets how fast finer octaves fade (0: all octaves weigh the same, and
     /// there are 20 of them; above 0.5, ceil(10 / fractality) octaves). `bias` in (0, 1)
@@ -32,17 +57,17 @@ public:
     /// is faded in by how far the footprint reaches into it, so zooming does not pop.
     float fractal(float x, float y, float z, float footprint) const;
     /// The bias curve at t, linear between its 101 entries, clamped at the ends.
-    float applyCurve(float t) const;
+    float applyCurve(float t) const { return curve_.apply(t); }
 
     int octaves() const { return octaves_; }
     const float* weights() const { return weights_; }
-    const float* curve() const { return curve_; }
+    const float* curve() const { return curve_.table(); }
     float frequency() const { return frequency_; }
 
 protected:
     int octaves_ = maxOctaves;
     float weights_[maxOctaves] = {};
-    float curve_[curveSize] = {};
+    BiasCurve curve_;
     float frequency_ = 1.0f;
 };
 
