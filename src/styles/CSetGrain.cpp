@@ -23,6 +23,8 @@ CSetGrain::StyleLookup& styleLookup() {
 
 CSetGrain::CSetGrain() : CToolUI(true, 6, grainTitle, id, L"Grain") {}
 
+CSetGrain::~CSetGrain() = default;
+
 void CSetGrain::setStyleLookup(StyleLookup lookup) {
     styleLookup() = std::move(lookup);
 }

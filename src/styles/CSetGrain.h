@@ -64,6 +64,7 @@ public:
     static constexpr std::uint16_t id = 2018;
 
     CSetGrain();
+    ~CSetGrain() override;
 
     GrainSettings settings;
 
