@@ -111,8 +111,8 @@ void CubeMipMap::resolve(int level, int face, std::int32_t x, std::int32_t y, st
     for (std::int32_t k = x; k > n - 1; --k) {
         faces.stepRight(px, py);
     }
-    // Vertical steps follow the face's own up and down; after a horizontal crossing onto
-    // the top or bottom face these are still the image's rows as seen from the start face.
+    // A tap beyond a corner steps across along x first, then up or down on the face it
+    // reached: close enough for the corner taps, which carry 1/256 of the weight.
     for (std::int32_t k = y; k < 0; ++k) {
         faces.stepUp(px, py);
     }

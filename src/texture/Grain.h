@@ -4,11 +4,10 @@
 #include "pipeline/PipelineTool.h"
 #include "texture/AlphaNoiseTexture.h"
 #include "texture/Texture.h"
+#include "views/cameras/ViewProj.h"
 
 #include <cstdint>
 #include <string>
-
-class ViewProj;
 
 namespace tex {
 

@@ -43,16 +43,16 @@ void tapSources(std::int32_t n, std::int32_t size, std::int32_t exact, bool wrap
 
 } // namespace
 
-Raster::Raster(std::int32_t w, std::int32_t h, bool withColour, bool withAlpha)
+Raster::Raster(std::int32_t w, std::int32_t h, bool withColour, bool withAlpha, bool zeroed)
     : width(w), height(h), hasColour(withColour), hasAlpha(withAlpha) {
     const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
     if (withColour) {
-        rgbStore_.assign(n * 3, 0);
-        rgb = rgbStore_.data();
+        rgbStore_.reset(zeroed ? new std::uint8_t[n * 3]() : new std::uint8_t[n * 3]);
+        rgb = rgbStore_.get();
     }
     if (withAlpha) {
-        alphaStore_.assign(n, 0.0f);
-        alpha = alphaStore_.data();
+        alphaStore_.reset(zeroed ? new float[n]() : new float[n]);
+        alpha = alphaStore_.get();
     }
 }
 
@@ -72,7 +72,8 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
     const std::int32_t Q = std::int32_t{1} << ceilLog2(h);
 
     // Level 0: the image, repeated to fill the padded size when tiled.
-    auto base = TQL::makeHandle<Raster>(P, Q, hasColour, hasAlpha);
+    // A tiled level 0 is written in full; an untiled one keeps its padding empty.
+    auto base = TQL::makeHandle<Raster>(P, Q, hasColour, hasAlpha, !tiled);
     const std::int32_t rows = tiled ? Q : h;
     const std::int32_t columns = tiled ? P : w;
     for (std::int32_t y = 0; y < rows; ++y) {
@@ -102,7 +103,7 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
         const Raster& from = *paddedLevels.back();
         const std::int32_t pw = std::max(1, P >> l);
         const std::int32_t ph = std::max(1, Q >> l);
-        auto next = TQL::makeHandle<Raster>(pw, ph, hasColour, hasAlpha);
+        auto next = TQL::makeHandle<Raster>(pw, ph, hasColour, hasAlpha, !tiled);
         reduce(from, ceilShift(w, l - 1), ceilShift(h, l - 1), *next, tiled ? pw : ceilShift(w, l),
                tiled ? ph : ceilShift(h, l), progress, total, done);
         paddedLevels.push_back(next);
@@ -113,7 +114,12 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
         const Raster& padded = *paddedLevels[static_cast<std::size_t>(l)];
         const std::int32_t ew = ceilShift(w, l);
         const std::int32_t eh = ceilShift(h, l);
-        auto exact = TQL::makeHandle<Raster>(ew, eh, hasColour, hasAlpha);
+        if (ew == padded.width && eh == padded.height) {
+            // The image fills the padded level: the two are one.
+            exactLevels.push_back(paddedLevels[static_cast<std::size_t>(l)]);
+            continue;
+        }
+        auto exact = TQL::makeHandle<Raster>(ew, eh, hasColour, hasAlpha, false);
         for (std::int32_t y = 0; y < eh; ++y) {
             const std::size_t from = static_cast<std::size_t>(y) * padded.width;
             const std::size_t to = static_cast<std::size_t>(y) * ew;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 class Reporter;
@@ -15,7 +16,10 @@ namespace tex {
 /// missing (`hasColour`, `hasAlpha` false, the pointer null).
 class Raster : public TQL::Handlable {
 public:
-    Raster(std::int32_t width, std::int32_t height, bool withColour, bool withAlpha);
+    /// With `zeroed` false the pixels are left as they come: for a level that is written
+    /// in full at once (a large pyramid would spend its time clearing memory).
+    Raster(std::int32_t width, std::int32_t height, bool withColour, bool withAlpha,
+           bool zeroed = true);
 
     std::int32_t width = 0;
     std::int32_t height = 0;
@@ -25,8 +29,8 @@ public:
     float* alpha = nullptr;
 
 private:
-    std::vector<std::uint8_t> rgbStore_;
-    std::vector<float> alphaStore_;
+    std::unique_ptr<std::uint8_t[]> rgbStore_;
+    std::unique_ptr<float[]> alphaStore_;
 };
 
 /// A filtered texture: the image and its reductions by halves, sampled with a footprint so
