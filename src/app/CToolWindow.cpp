@@ -1,5 +1,6 @@
 #include "app/CToolWindow.h"
 
+#include "app/CGrainPage.h"
 #include "app/CToolPage.h"
 #include "app/ToolboxKeys.h"
 #include "pipeline/Matte.h"
@@ -85,6 +86,7 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     pages_->addTab(scrolled(fillPage_), tr("Fill"));
     pages_->addTab(scrolled(mattePage_), tr("Locks"));
     pages_->addTab(scrolled(fogPage_), tr("Fog"));
+    pages_->addTab(scrolled(new CGrainPage), tr("Grain"));
     layout->addWidget(pages_, 1);
     setWidget(body);
     for (CToolPage* page : {static_cast<CToolPage*>(fillPage_), static_cast<CToolPage*>(mattePage_),

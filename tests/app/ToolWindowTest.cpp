@@ -11,6 +11,8 @@
 #include "app/ToolboxKeys.h"
 #include "core/Status.h"
 #include "pipeline/Matte.h"
+#include "pipeline/ToolSelection.h"
+#include "styles/CSetGrain.h"
 #include "styles/StyleStorage.h"
 #include "styles/Toolbox.h"
 #include "views/ZmapView.h"
@@ -20,6 +22,8 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMouseEvent>
 #include <QSpinBox>
 #include <QToolButton>
@@ -250,6 +254,34 @@ TEST_F(ToolWindow, SettingsAreKeptInTheDefaultStyleAsTheyChange) {
     EXPECT_EQ(state.blendMode, 1u);
     EXPECT_EQ(state.currentApplicatorId, CSetFill::id);
     EXPECT_TRUE(matte.settings.invert);
+}
+
+TEST_F(ToolWindow, TheGrainPageBuildsTheGrainStoresItAndNamesAPictureThatFailed) {
+    EXPECT_FALSE(ToolSelection::instance().grain);
+    widget<QComboBox>("grainType")->setCurrentIndex(GrainSettings::rgb);
+    widget<QCheckBox>("grainOn")->setChecked(true);
+    EXPECT_TRUE(ToolSelection::instance().grain);
+    EXPECT_FALSE(widget<QLabel>("grainPreview")->pixmap().isNull());
+    const SettingsStyleStorage stored;
+    EXPECT_EQ(stored.read(L"Grain", L"Type").value_or(L""), L"2");
+    ToolboxState state;
+    {
+        SettingsStyleStorage storage;
+        CToolStyle::Attach attach(storage);
+        toolboxkeys::read(state);
+    }
+    EXPECT_TRUE(state.grainOn);
+
+    auto* file = widget<QLineEdit>("grainFile");
+    widget<QComboBox>("grainType")->setCurrentIndex(GrainSettings::raster);
+    file->setText(QStringLiteral("/nonexistent/paper.png"));
+    emit file->editingFinished();
+    EXPECT_FALSE(ToolSelection::instance().grain);
+    EXPECT_TRUE(
+        widget<QLabel>("grainError")->text().contains(QStringLiteral("could not be loaded")));
+
+    widget<QCheckBox>("grainOn")->setChecked(false);
+    EXPECT_FALSE(ToolSelection::instance().grain);
 }
 
 TEST(ToolboxKeys, ToolStateIsWrittenAndReadByItsRules) {

@@ -112,3 +112,56 @@ TEST(FillCommand, BadUsageAndFailuresLeaveNoOutput) {
 }
 
 } // namespace
+
+namespace {
+
+/// The colour channel of a document, pixel by pixel.
+std::vector<ColourPOD> colourOf(const std::string& path) {
+    DummyZmapDocument doc;
+    open(doc, path);
+    std::vector<ColourPOD> pixels;
+    for (std::int32_t y = 0; y < doc.height(); ++y) {
+        for (std::int32_t x = 0; x < doc.width(); ++x) {
+            pixels.push_back(doc.rgbAt(x, y));
+        }
+    }
+    return pixels;
+}
+
+TEST(FillCommand, GrainBreaksUpThePaintTheSameWayEveryRun) {
+    const test::TempDir dir;
+    const std::string house = std::string(QUORVALE_SOURCE_DATA_DIR) + "/samples/house.dxf";
+    auto result = runCli({"render", house, dir.file("house.zmp"), "--size", "120x90"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const std::vector<std::string> fill = {
+        "fill",  dir.file("house.zmp"), "",  "--whole",      "--colour", "250,0,0", "--grain",
+        "noise", "--grain-scale",       "3", "--grain-bias", "0.6"};
+    for (const char* out : {"a.zmp", "b.zmp"}) {
+        auto args = fill;
+        args[2] = dir.file(out);
+        result = runCli(args);
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+    }
+    // The grain only takes paint away: every pixel lies between the image and full red,
+    // and some lie short of full red.
+    const auto before = colourOf(dir.file("house.zmp"));
+    const auto after = colourOf(dir.file("a.zmp"));
+    ASSERT_EQ(before.size(), after.size());
+    // Two runs paint the same bytes (the files differ only in their time of saving).
+    EXPECT_EQ(after, colourOf(dir.file("b.zmp")));
+    int partial = 0;
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        EXPECT_GE(after[i].r, std::min<int>(before[i].r, 250)) << i;
+        partial += after[i].r < 249;
+    }
+    EXPECT_GT(partial, static_cast<int>(after.size() / 10));
+
+    // A picture that is missing: a failure that names it, and no output.
+    result = runCli({"fill", dir.file("house.zmp"), dir.file("c.zmp"), "--whole", "--grain",
+                     "raster", dir.file("missing.png")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.err.find("could not be loaded"), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.file("c.zmp")));
+}
+
+} // namespace

@@ -12,10 +12,12 @@
 #include "pipeline/ToolSelection.h"
 #include "styles/CSetFill.h"
 #include "styles/CSetFog.h"
+#include "styles/CSetGrain.h"
 #include "styles/CSetMatte.h"
 #include "styles/FillTool.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -270,6 +272,92 @@ bool readOptions(const cli::Arguments& a, CSetFill& fill, CSetMatte& matte, CSet
     return true;
 }
 
+/// "--grain raster FILE" names its picture after the type: that word becomes the value of
+/// "--grain-file" so the options keep one value each.
+std::vector<std::string> joinGrainFile(const std::vector<std::string>& args) {
+    std::vector<std::string> out;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        out.push_back(args[i]);
+        if (args[i] == "--grain" && i + 2 < args.size() && args[i + 1] == "raster" &&
+            args[i + 2].rfind("--", 0) != 0) {
+            out.push_back(args[i + 1]);
+            out.push_back("--grain-file");
+            out.push_back(args[i + 2]);
+            i += 2;
+        }
+    }
+    return out;
+}
+
+/// Reads the grain options into `grain`; false with `error` set. `on` tells whether any
+/// grain was asked for.
+bool readGrainOptions(const cli::Arguments& a, CSetGrain& grain, bool& on, std::string& error) {
+    GrainSettings& g = grain.settings;
+    on = false;
+    if (const auto type = a.value("grain")) {
+        static const char* const types[] = {"noise", "raster", "rgb", "solid"};
+        const int t = lookup(*type, types, 4);
+        if (t < 0) {
+            error = "unknown grain '" + *type + "' (noise, raster FILE, rgb, solid)";
+            return false;
+        }
+        g.type = t;
+        on = true;
+    } else {
+        for (const char* option :
+             {"grain-scale", "grain-fractality", "grain-bias", "grain-file", "grain-angle"}) {
+            if (a.has(option)) {
+                error = std::string("--") + option + " needs --grain";
+                return false;
+            }
+        }
+        return true;
+    }
+    if (const auto file = a.value("grain-file")) {
+        g.filename = getWCS(*file);
+    }
+    if (g.type == GrainSettings::raster && g.filename.empty()) {
+        error = "--grain raster takes the picture's file name: --grain raster FILE";
+        return false;
+    }
+    std::vector<double> v;
+    if (!numbers(a, "grain-scale", 1, v, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        if (!(v[0] > 0)) {
+            error = "--grain-scale takes a size above 0";
+            return false;
+        }
+        g.scale = v[0];
+    }
+    if (!numbers(a, "grain-fractality", 1, v = {}, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        g.fractality = std::max(0.0, v[0]);
+    }
+    if (!numbers(a, "grain-bias", 1, v = {}, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        if (v[0] < 0 || v[0] > 1) {
+            error = "--grain-bias takes a value from 0 to 1";
+            return false;
+        }
+        g.bias = v[0];
+    }
+    if (!numbers(a, "grain-angle", 1, v = {}, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        g.angle = static_cast<int>(std::lround(v[0]));
+    }
+    g.invert = a.has("grain-invert");
+    g.restore = a.has("grain-original");
+    return true;
+}
+
 class NoMessages : public CommandMessages {
 public:
     void message(std::int32_t, const std::wstring& text) override { last = text; }
@@ -277,7 +365,8 @@ public:
     std::wstring last;
 };
 
-int run(const std::vector<std::string>& args) {
+int run(const std::vector<std::string>& rawArgs) {
+    const std::vector<std::string> args = joinGrainFile(rawArgs);
     cli::Arguments a(args,
                      {"at",
                       "colour",
@@ -298,9 +387,15 @@ int run(const std::vector<std::string>& args) {
                       "fog-centre",
                       "fog-centre-2d",
                       "fog-range-2d",
-                      "fog-line"},
+                      "fog-line",
+                      "grain",
+                      "grain-file",
+                      "grain-scale",
+                      "grain-fractality",
+                      "grain-bias",
+                      "grain-angle"},
                      {"whole", "invert", "original", "include-background", "fog-transparent",
-                      "fog-dense", "fog-clamp", "fog-infinite"});
+                      "fog-dense", "fog-clamp", "fog-infinite", "grain-invert", "grain-original"});
     if (!a.ok()) {
         return cli::usageError(name, a.error());
     }
@@ -323,6 +418,18 @@ int run(const std::vector<std::string>& args) {
     state.currentApplicatorId = CSetFill::id;
     if (!readOptions(a, fill, matte, fog, state, error)) {
         return cli::usageError(name, error);
+    }
+    CSetGrain grainTool;
+    bool grainOn = false;
+    if (!readGrainOptions(a, grainTool, grainOn, error)) {
+        return cli::usageError(name, error);
+    }
+    TQL::Handle<GrainTool> grain;
+    if (grainOn) {
+        grain = grainTool.makeGrain();
+        if (!grain) {
+            return cli::failed(name, utf8(grainTool.lastError()));
+        }
     }
     try {
         DummyZmapDocument doc;
@@ -349,6 +456,7 @@ int run(const std::vector<std::string>& args) {
         {
             cli::FileProgress filling("filling");
             doc.editor.setProgress(&filling);
+            ToolSelection::instance().grain = grain;
             s = runFill(doc, x, y, nullptr, fill, matte, fog, state);
             doc.editor.setProgress(nullptr);
         }
@@ -409,6 +517,15 @@ const cli::Command command{
     "  --fog-axis X,Y,Z    --fog-centre X,Y,Z (point-distance; default: the seed's point)\n"
     "  --fog-centre-2d X,Y --fog-range-2d N    --fog-line X0,Y0,X1,Y1 | six numbers\n"
     "  --fog-dense         inverted point forms   --fog-clamp   --fog-infinite\n"
+    "Grain (breaks up the paint; it only ever takes coverage away):\n"
+    "  --grain noise       procedural paper grain   --grain rgb   the image's brightness\n"
+    "  --grain raster FILE a picture's grey         --grain solid  noise in the scene\n"
+    "  --grain-scale S     noise cell size in pixels, or image pixels per picture pixel\n"
+    "                      (default 8)\n"
+    "  --grain-fractality F  how fast finer detail fades (default 1; 0 keeps all of it)\n"
+    "  --grain-bias B      0 to 1; 0.5 keeps the grain as it is, lower thins the paint\n"
+    "  --grain-angle DEG   rotates a picture   --grain-invert   --grain-original (rgb:\n"
+    "                      read the original image)\n"
     "Ctrl+C stops the fill; nothing is written then.",
     run};
 const cli::CommandRegistration registration(command);
