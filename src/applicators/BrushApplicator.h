@@ -5,6 +5,8 @@
 #include "core/Point.h"
 #include "core/Status.h"
 #include "pipeline/Applicator.h"
+#include "pipeline/BrushRecolour.h"
+#include "pipeline/PaintRandom.h"
 #include "views/cameras/SurfaceFrame.h"
 
 #include <cstdint>
@@ -160,41 +162,59 @@ public:
     std::size_t multiIndex = 0;
 
 private:
-    struct Dab {
-        std::int32_t x;
-        std::int32_t y;
-        float opacity;
+    /// The brush's side of a BrushRecolour: the mask's own colours.
+    class MaskColours : public ColourBrush {
+    public:
+        explicit MaskColours(BrushApplicator& brush) : brush_(brush) {}
+        bool hasColourMask() const override;
+        void maskColours(const Span& span, int first, int last, ColourPOD* out) override;
+
+    private:
+        BrushApplicator& brush_;
+    };
+
+    /// Dabs gathered for painting together: the union of their footprints and, row by row
+    /// over it, their coverage combined by "over".
+    struct Gather {
         IExtent<2> extent;
-        TQL::Handle<PenMask> mask;
+        std::vector<float> coverage;
+        std::int64_t dabs = 0;
     };
 
     bool paintsDabByDab() const;
     void loadListEntry(std::size_t index);
+    /// The dab's opacity from the point's: fade and random loss.
     float dabOpacity(float o, IPoint<2> p);
-    /// Walks from the last dab to `to`, making a dab record for each new position.
-    void samplePath(ZmapDocument& document, IPoint<2> to, float pressure);
+    /// Walks from the last dab to `to`, placing a dab at each new position.
+    void samplePath(ZmapDocument& document, IPoint<2> to, float opacity);
+    /// Places one dab (with the per-dab variations) and paints it or gathers it.
     void makeDab(ZmapDocument& document, IPoint<2> p, float opacity);
-    IExtent<2> paintDab(ZmapDocument& document, const Dab& dab);
-    IExtent<2> paintGathered(ZmapDocument& document);
-    IExtent<2> paintPending(ZmapDocument& document);
-    double random();
+    void paintDab(ZmapDocument& document, IPoint<2> p, float opacity);
+    void gatherDab(ZmapDocument& document, IPoint<2> p, float opacity);
+    void flushGather(ZmapDocument& document);
+    /// The point's size from pressure, before the per-dab spread.
+    double pressureSize(float pressure) const;
+    double random() { return random_.next(); }
 
     BrushSettings settings_;
+    MaskColours maskColours_{*this};
     double baseSize_ = 0;
+    double pointSize_ = 0;
     Angle baseAngle_;
-    double shrinkFactor_ = 1;
+    Angle pointAngle_;
     IPoint<2> lastDab_;
     IPoint<2> lastPoint_;
     IPoint<2> fadePoint_;
+    bool fadeStarted_ = false;
     float lastPressure_ = 1.0f;
     float lastOpacity_ = 1.0f;
     bool placedAny_ = false;
-    bool pendingFirst_ = false;
     std::int64_t dabCount_ = 0;
-    std::uint32_t randomState_ = 0;
-    std::vector<Dab> dabs_;
+    PaintRandom random_;
+    std::vector<IExtent<2>> extents_;
     std::vector<float> row_;
-    std::vector<float> gather_;
+    Gather gather_;
+    IExtent<2> changed_;
     TQL::Handle<Constraint> constraint_;
     bool surfaceSet_ = false;
     SurfaceFrame frame_;

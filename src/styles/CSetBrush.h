@@ -33,6 +33,6 @@ public:
     const std::wstring& lastMessage() const { return lastMessage_; }
 
 private:
-    Status lastStatus_ = ok;
+    Status lastStatus_ = status::ok;
     std::wstring lastMessage_;
 };
