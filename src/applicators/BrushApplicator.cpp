@@ -269,11 +269,36 @@ double BrushApplicator::pressureSize(float pressure) const {
 
 void BrushApplicator::apply(ZmapDocument& document, StrokeView* view,
                             const std::vector<StrokePoint>& points) {
+    // A stored stroke has no pointer to keep up with: its dabs are gathered across moves
+    // and painted together at the end (or whenever the gather grows too large).
     start(document, view, points.front());
+    gatherAcrossMoves_ = true;
+    if (!paintsDabByDab() && mask && !abandoned) {
+        // Lay out the gather once over the whole path and the dabs' reach, so that it
+        // need not grow (and be copied) dab by dab.
+        IExtent<2> reach;
+        for (const StrokePoint& p : points) {
+            reach += IPoint<2>(p.x, p.y);
+        }
+        IExtent<2> dab;
+        mask->bounds(dab, document, {points.front().x, points.front().y});
+        const double spread = 1.0 + std::max(sizeSpread, 0) / 100.0 + spreadPercent / 100.0;
+        const auto margin = static_cast<std::int32_t>(
+            std::ceil(std::max(dab.width(), dab.height()) * 0.5 * spread) + 2);
+        const IExtent<2> area(std::max(0, reach.lo().x - margin),
+                              std::max(0, reach.lo().y - margin),
+                              std::min(document.width() - 1, reach.hi().x + margin),
+                              std::min(document.height() - 1, reach.hi().y + margin));
+        if (!area.degenerate() && area.width() * area.height() <= gatherLimit) {
+            gather_.extent = area;
+            gather_.coverage.assign(static_cast<std::size_t>(area.width() * area.height()), 0.0f);
+        }
+    }
     for (std::size_t i = 1; i < points.size() && !abandoned; ++i) {
         extend(document, view, points[i]);
     }
     finish(document, view);
+    gatherAcrossMoves_ = false;
 }
 
 void BrushApplicator::start(ZmapDocument& document, StrokeView* view, const StrokePoint& point) {
@@ -359,7 +384,9 @@ bool BrushApplicator::extend(ZmapDocument& document, StrokeView* view, const Str
         makeDab(document, lastDab_, lastOpacity_);
     }
     samplePath(document, p, opacity);
-    flushGather(document);
+    if (!gatherAcrossMoves_) {
+        flushGather(document);
+    }
     lastPoint_ = p;
     lastPressure_ = point.pressure;
     if (view && !changed_.degenerate()) {
@@ -369,14 +396,17 @@ bool BrushApplicator::extend(ZmapDocument& document, StrokeView* view, const Str
 }
 
 void BrushApplicator::finish(ZmapDocument& document, StrokeView* view) {
+    changed_ = IExtent<2>();
     if (!abandoned && mask && !placedAny_) {
         // A single click: one dab at the point.
-        changed_ = IExtent<2>();
         makeDab(document, lastDab_, lastOpacity_);
+    }
+    if (!abandoned) {
         flushGather(document);
-        if (view && !changed_.degenerate()) {
-            view->queueRedraw(changed_);
-        }
+    }
+    gather_ = Gather();
+    if (view && !changed_.degenerate()) {
+        view->queueRedraw(changed_);
     }
     if (effect) {
         effect->endDabs();

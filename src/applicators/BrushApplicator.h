@@ -92,9 +92,10 @@ struct BrushSettings {
 /// row through paintRow.
 ///
 /// Wet strokes, list brushes and continuous strokes are painted dab by dab. Other strokes
-/// gather the footprints of all dabs of one pointer move per extent and paint each row
-/// once, combining the dabs by "over" exactly as the stroke alpha would: the result never
-/// exceeds what the dabs one after the other give.
+/// gather the footprints of all dabs of one pointer move (of a whole stored stroke, in
+/// `apply`, up to a bounded buffer) per extent and paint each row once, combining the dabs by
+/// "over" exactly as the stroke alpha would: the result never exceeds what the dabs one after the
+/// other give.
 ///
 /// Make one with `create`, which reads picture files and reports a file that cannot be read.
 class BrushApplicator : public Applicator {
@@ -209,6 +210,7 @@ private:
     float lastPressure_ = 1.0f;
     float lastOpacity_ = 1.0f;
     bool placedAny_ = false;
+    bool gatherAcrossMoves_ = false;
     std::int64_t dabCount_ = 0;
     PaintRandom random_;
     std::vector<IExtent<2>> extents_;
