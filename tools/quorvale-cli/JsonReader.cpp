@@ -307,8 +307,9 @@ private:
             }
             advance();
             skipSpace();
-            out.members.emplace_back(key, JsonValue());
-            if (!value(out.members.back().second, depth + 1)) {
+            out.keys.push_back(key);
+            out.items.emplace_back();
+            if (!value(out.items.back(), depth + 1)) {
                 return false;
             }
             skipSpace();
@@ -335,12 +336,20 @@ private:
 } // namespace
 
 const JsonValue* JsonValue::find(const std::string& key) const {
-    for (const auto& [name, value] : members) {
-        if (name == key) {
-            return &value;
+    for (std::size_t i = 0; i < keys.size() && i < items.size(); ++i) {
+        if (keys[i] == key) {
+            return &items[i];
         }
     }
     return nullptr;
+}
+
+std::vector<std::pair<std::string, const JsonValue*>> JsonValue::members() const {
+    std::vector<std::pair<std::string, const JsonValue*>> out;
+    for (std::size_t i = 0; i < keys.size() && i < items.size(); ++i) {
+        out.emplace_back(keys[i], &items[i]);
+    }
+    return out;
 }
 
 const char* JsonValue::kindName() const {

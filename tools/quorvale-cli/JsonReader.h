@@ -15,13 +15,17 @@ struct JsonValue {
     double numberValue = 0;
     /// The number exactly as written (for integer keys) or the string's text, UTF-8.
     std::string text;
+    /// The items of a list, or the values of an object's members.
     std::vector<JsonValue> items;
-    std::vector<std::pair<std::string, JsonValue>> members;
+    /// The keys of an object's members, one for each of `items`, in the order written.
+    std::vector<std::string> keys;
     int line = 0;
     int column = 0;
 
     /// The member of an object with this key; null if absent (or not an object).
     const JsonValue* find(const std::string& key) const;
+    /// An object's members in order, as (key, value).
+    std::vector<std::pair<std::string, const JsonValue*>> members() const;
     const char* kindName() const;
 };
 

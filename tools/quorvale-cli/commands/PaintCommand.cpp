@@ -116,7 +116,8 @@ bool readKeys(const cli::JsonValue& object, const char* what, const std::wstring
     if (object.kind != cli::JsonValue::object) {
         return error(e, object, std::string("\"") + what + "\" takes an object of style keys");
     }
-    for (const auto& [key, value] : object.members) {
+    for (const auto& [key, member] : object.members()) {
+        const cli::JsonValue& value = *member;
         std::wstring text;
         if (!styleText(value, key, text, e)) {
             return false;
@@ -138,7 +139,8 @@ bool wholeNumber(const cli::JsonValue& v, double low, double high, long& out) {
 bool readStroke(const cli::JsonValue& v, std::vector<StrokePoint>& stroke, ScriptError& e) {
     const cli::JsonValue* points = &v;
     if (v.kind == cli::JsonValue::object) {
-        for (const auto& [key, value] : v.members) {
+        for (const auto& [key, member] : v.members()) {
+            const cli::JsonValue& value = *member;
             if (key != "points") {
                 return error(e, value, "a stroke has only \"points\", not \"" + key + "\"");
             }
@@ -196,7 +198,8 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
         return error(e, *tool, "unknown tool \"" + tool->text + "\"; use \"brush\"");
     }
     script.state.currentApplicatorId = script.tool->toolId;
-    for (const auto& [key, value] : root.members) {
+    for (const auto& [key, member] : root.members()) {
+        const cli::JsonValue& value = *member;
         if (key == "tool") {
             continue;
         }
