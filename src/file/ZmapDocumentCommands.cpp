@@ -8,6 +8,7 @@
 #include "image/ZmapDocument.h"
 
 #include <array>
+#include <cstdlib>
 #include <ctime>
 #include <unistd.h>
 
@@ -212,10 +213,21 @@ void fillTexts(ZmapDocument& document) {
     }
     document.hostComputer = host;
 
-    const std::time_t now = std::time(nullptr);
+    // SOURCE_DATE_EPOCH (seconds, UTC) stands in for the clock, so that the same work
+    // saved twice gives the same bytes (reproducible runs of the command-line tool).
+    std::time_t now = std::time(nullptr);
     std::tm local{};
     char text[32] = {};
-    if (localtime_r(&now, &local) &&
+    bool fixed = false;
+    if (const char* epoch = std::getenv("SOURCE_DATE_EPOCH")) {
+        char* end = nullptr;
+        const long long seconds = std::strtoll(epoch, &end, 10);
+        if (end != epoch && *end == 0 && seconds >= 0) {
+            now = static_cast<std::time_t>(seconds);
+            fixed = true;
+        }
+    }
+    if ((fixed ? gmtime_r(&now, &local) : localtime_r(&now, &local)) &&
         std::strftime(text, sizeof text, "%Y:%m:%d %H:%M:%S", &local)) {
         document.dateTime = getWCS(text);
     }

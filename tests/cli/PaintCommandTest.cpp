@@ -1,0 +1,131 @@
+// quorvale-cli paint: scripts of brush strokes replayed into documents written by the
+// library, the determinism of a replay, and scripts that are refused with their place.
+
+#include "CliRunner.h"
+#include "core/StringUtils.h"
+#include "file/DummyZmapDocument.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+using cli_test::runCli;
+
+Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& argument = {}) {
+    Status s = -99;
+    doc.editor.execute(s, command, argument);
+    return s;
+}
+
+/// A 256 x 128 grey document: material "Stone" (1) on the left half, "Grass" (2) on the
+/// right.
+void writeSample(const std::string& path) {
+    DummyZmapDocument doc;
+    NewImageParams params;
+    params.width = 256;
+    params.height = 128;
+    params.background = {100, 100, 100};
+    ASSERT_EQ(execute(doc, commandNew, params), status::ok);
+    doc.setMaterial(1, L"Stone", ColourPOD{}, false);
+    doc.setMaterial(2, L"Grass", ColourPOD{}, false);
+    TileHandle hold;
+    for (std::int32_t y = 0; y < 128; ++y) {
+        for (std::int32_t x = 0; x < 256; ++x) {
+            *doc.matWrite(x, y, hold) = x < 128 ? 1 : 2;
+        }
+    }
+    hold.reset();
+    ASSERT_EQ(execute(doc, commandSaveAs, FileArgument{getWCS(path)}), status::ok);
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+const char* const script = R"({
+  "tool": "brush",
+  "settings": {"Size": 6, "Hardness": 80, "Spacing": 0.25, "SizeSpread": 30,
+               "SpreadPercent": 40, "DynamicOpacity": 20, "UseDynamics": 1},
+  "colour": [255, 0, 0],
+  "opacity": 100,
+  "mode": "normal",
+  "locks": ["material"],
+  "strokes": [
+    {"points": [[20, 20], [100, 30, 0.8], [200, 40, 0.5]]},
+    [[30, 100], [90, 90]]
+  ]
+})";
+
+TEST(PaintCommand, ReplaysStrokesWithLocksAndTheSameBytesEachTime) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    writeText(dir.file("strokes.json"), script);
+    // The save stamps the time: fix it, so that only the painting could differ.
+    ::setenv("SOURCE_DATE_EPOCH", "1700000000", 1);
+    auto result = runCli(
+        {"paint", dir.file("in.zmp"), dir.file("a.zmp"), "--script", dir.file("strokes.json")});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    result = runCli(
+        {"paint", dir.file("in.zmp"), dir.file("b.zmp"), "--script", dir.file("strokes.json")});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    ::unsetenv("SOURCE_DATE_EPOCH");
+    const std::string a = readBytes(dir.file("a.zmp"));
+    EXPECT_GT(a.size(), 1000u);
+    EXPECT_TRUE(a == readBytes(dir.file("b.zmp"))) << "the two replays differ";
+
+    DummyZmapDocument doc;
+    ASSERT_EQ(execute(doc, commandOpen, FileArgument{getWCS(dir.file("a.zmp"))}), status::ok);
+    int painted = 0;
+    for (std::int32_t y = 0; y < 128; ++y) {
+        for (std::int32_t x = 0; x < 256; ++x) {
+            const ColourPOD c = doc.rgbAt(x, y);
+            if (!(c == ColourPOD{100, 100, 100})) {
+                ++painted;
+                // The first stroke starts on stone: the lock keeps it off the grass.
+                EXPECT_LT(x, 128) << x << "," << y;
+                EXPECT_GT(c.r, c.g);
+            }
+        }
+    }
+    EXPECT_GT(painted, 500);
+}
+
+TEST(PaintCommand, BadScriptsAreRefusedWithTheirPlaceAndWriteNothing) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    struct Case {
+        const char* text;
+        const char* expected;
+    };
+    for (const Case c : {
+             Case{"{\n  \"tool\": \"brush\",\n  \"strokes\": [[[1, 2]]\n}", "line 4, column 1"},
+             Case{"{\"tool\": \"brush\", \"strokes\": [[[1, 2, 7]]]}", "line 1, column 39"},
+             Case{"{\"tool\": \"pen\", \"strokes\": [[[1, 2]]]}", "\"pen\" cannot be scripted"},
+             Case{"{\"tool\": \"airbrush\", \"strokes\": [[[1, 2]]]}", "unknown tool"},
+             Case{"{\"tool\": \"brush\",\n \"colour\": [1, 2]}", "line 2, column 12"},
+             Case{"{\"tool\": \"brush\", \"strokes\": [[[1, 2]]], \"size\": 3}", "unknown key"},
+             Case{"{\"tool\": \"brush\", \"settings\": {\"Type\": 2, \"Filename\": \"no.png\"},"
+                  " \"strokes\": [[[1, 2]]]}",
+                  "no.png"},
+         }) {
+        writeText(dir.file("bad.json"), c.text);
+        const auto result = runCli(
+            {"paint", dir.file("in.zmp"), dir.file("out.zmp"), "--script", dir.file("bad.json")});
+        EXPECT_EQ(result.exitCode, 1) << c.text;
+        EXPECT_NE(result.err.find(c.expected), std::string::npos) << result.err;
+        EXPECT_FALSE(std::filesystem::exists(dir.file("out.zmp"))) << c.text;
+    }
+}
+
+} // namespace
