@@ -1,5 +1,6 @@
 #include "app/CToolWindow.h"
 
+#include "app/CPenPage.h"
 #include "app/CToolPage.h"
 #include "app/ToolboxKeys.h"
 #include "pipeline/Matte.h"
@@ -61,6 +62,7 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     toolbox.registerTool(fill_);
     toolbox.registerTool(matte_);
     toolbox.registerTool(fog_);
+    toolbox.registerTool(pen_);
     toolbox.makeCurrent(fill_);
     toolbox.makeCurrent(matte_);
     toolbox.makeCurrent(fog_);
@@ -71,7 +73,11 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
         fill_.readStyle();
         matte_.readStyle();
         fog_.readStyle();
+        pen_.readStyle();
         toolboxkeys::read(toolbox.state);
+    }
+    if (CToolUI* current = toolbox.tool(toolbox.state.currentApplicatorId)) {
+        toolbox.makeCurrent(*current);
     }
 
     auto* body = new QWidget(this);
@@ -82,23 +88,30 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     fillPage_ = new CFillPage(fill_);
     mattePage_ = new CMattePage(matte_);
     fogPage_ = new CFogPage(fog_);
-    pages_->addTab(scrolled(fillPage_), tr("Fill"));
+    penPage_ = new CPenPage(pen_);
+    shapePage_ = new CShapePage(shape_, pen_);
+    fillTab_ = pages_->addTab(scrolled(fillPage_), tr("Fill"));
     pages_->addTab(scrolled(mattePage_), tr("Locks"));
     pages_->addTab(scrolled(fogPage_), tr("Fog"));
+    penTab_ = pages_->addTab(scrolled(penPage_), tr("Line"));
+    shapeTab_ = pages_->addTab(scrolled(shapePage_), tr("Shape"));
     layout->addWidget(pages_, 1);
     setWidget(body);
     for (CToolPage* page : {static_cast<CToolPage*>(fillPage_), static_cast<CToolPage*>(mattePage_),
-                            static_cast<CToolPage*>(fogPage_)}) {
+                            static_cast<CToolPage*>(fogPage_), static_cast<CToolPage*>(penPage_),
+                            static_cast<CToolPage*>(shapePage_)}) {
         connect(page, &CToolPage::changed, this, &CToolWindow::commit);
     }
     refresh();
     fill_.build();
     matte_.build();
     fog_.build();
+    pen_.build();
 }
 
 CToolWindow::~CToolWindow() {
     Toolbox& toolbox = Toolbox::instance();
+    toolbox.unregisterTool(pen_);
     toolbox.unregisterTool(fill_);
     toolbox.unregisterTool(matte_);
     toolbox.unregisterTool(fog_);
@@ -119,6 +132,9 @@ QWidget* CToolWindow::makeToolbox() {
         {zoomToolId, "toolZoom", tr("Zoom"), tr("Click to zoom in, Shift+click to zoom out")},
         {CSetFill::id, "toolFill", tr("Fill"),
          tr("Click to fill with the colour, within the locks")},
+        {CSetPen::id, "toolPen", tr("Line"),
+         tr("Click from point to point; double click or Enter ends the line, Escape stops it")},
+        {shapeButtonId, "toolShape", tr("Shape"), tr("Drag an ellipse; Shift makes a circle")},
     };
     int column = 0;
     for (const auto& t : tools) {
@@ -205,16 +221,34 @@ std::uint16_t CToolWindow::currentTool() const {
 }
 
 void CToolWindow::setCurrentTool(std::uint16_t toolId) {
-    Toolbox::instance().state.currentApplicatorId = toolId;
-    if (QAbstractButton* b = tools_->button(toolId)) {
+    Toolbox& toolbox = Toolbox::instance();
+    if (toolId == shapeButtonId) {
+        shape_.choose();
+        toolId = CSetPen::id;
+    } else if (toolId == CSetPen::id && pen_.isShape()) {
+        pen_.type = CSetPen::pen;
+    }
+    toolbox.state.currentApplicatorId = toolId;
+    if (CToolUI* tool = toolbox.tool(toolId)) {
+        toolbox.makeCurrent(*tool);
+    }
+    {
         const QSignalBlocker block(tools_);
-        b->setChecked(true);
+        if (QAbstractButton* b = tools_->button(buttonOf(toolId))) {
+            b->setChecked(true);
+        }
     }
     if (toolId == CSetFill::id) {
-        pages_->setCurrentIndex(0);
+        pages_->setCurrentIndex(fillTab_);
+    } else if (toolId == CSetPen::id) {
+        pages_->setCurrentIndex(pen_.isShape() ? shapeTab_ : penTab_);
     }
     commit();
     emit toolChanged(toolId);
+}
+
+int CToolWindow::buttonOf(std::uint16_t toolId) const {
+    return toolId == CSetPen::id && pen_.isShape() ? shapeButtonId : toolId;
 }
 
 void CToolWindow::setDocumentMaterials(const std::vector<std::wstring>& names) {
@@ -241,7 +275,7 @@ void CToolWindow::refresh() {
     const ToolboxState& s = Toolbox::instance().state;
     {
         const QSignalBlocker block(tools_);
-        if (QAbstractButton* b = tools_->button(s.currentApplicatorId)) {
+        if (QAbstractButton* b = tools_->button(buttonOf(s.currentApplicatorId))) {
             b->setChecked(true);
         } else if (QAbstractButton* hand = tools_->button(handToolId)) {
             hand->setChecked(true);
@@ -267,6 +301,8 @@ void CToolWindow::refresh() {
     fillPage_->load();
     mattePage_->load();
     fogPage_->load();
+    penPage_->load();
+    shapePage_->load();
 }
 
 void CToolWindow::commit() {
@@ -276,10 +312,12 @@ void CToolWindow::commit() {
         fill_.writeStyle();
         matte_.writeStyle();
         fog_.writeStyle();
+        pen_.writeStyle();
         toolboxkeys::write(Toolbox::instance().state);
     }
     fill_.build();
     matte_.build();
     fog_.build();
+    pen_.build();
     emit settingsChanged();
 }
