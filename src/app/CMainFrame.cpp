@@ -1,6 +1,7 @@
 #include "app/CMainFrame.h"
 
 #include "app/AppSettings.h"
+#include "app/BrushOutlinePC.h"
 #include "app/CQuorvaleApp.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
@@ -12,6 +13,7 @@
 #include "app/QtSettingsStore.h"
 #include "app/QtText.h"
 #include "app/UserMessages.h"
+#include "applicators/BrushApplicator.h"
 #include "file/FileType.h"
 #include "pipeline/Matte.h"
 #include "pipeline/ToolSelection.h"
@@ -113,6 +115,19 @@ public:
         }
     }
     void setPseudoCursor(const TQL::Handle<TQL::Handlable>& cursor) override {
+        if (const auto outline = TQL::handleCast<MaskOutline>(cursor)) {
+            // A brush shows its dab's outline, if the user wants it.
+            TQL::Handle<PseudoCursor> shown;
+            const auto brush =
+                TQL::handleCast<BrushApplicator>(ToolSelection::instance().applicator());
+            if (appsettings::BrushOutline.value() != 0) {
+                const double radius = brush && brush->mask ? brush->mask->size() : 0.0;
+                const double aspect = brush ? brush->settings().aspect / 100.0 : 1.0;
+                shown = TQL::makeHandle<BrushOutlinePC>(outline, radius, aspect);
+            }
+            CQuorvaleView::setToolCursor(shown);
+            return;
+        }
         CQuorvaleView::setToolCursor(TQL::handleCast<PseudoCursor>(cursor));
     }
 

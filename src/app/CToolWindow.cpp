@@ -1,5 +1,6 @@
 #include "app/CToolWindow.h"
 
+#include "app/CBrushPage.h"
 #include "app/CPenPage.h"
 #include "app/CToolPage.h"
 #include "app/ToolboxKeys.h"
@@ -63,6 +64,7 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     toolbox.registerTool(matte_);
     toolbox.registerTool(fog_);
     toolbox.registerTool(pen_);
+    toolbox.registerTool(brush_);
     toolbox.makeCurrent(fill_);
     toolbox.makeCurrent(matte_);
     toolbox.makeCurrent(fog_);
@@ -74,6 +76,7 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
         matte_.readStyle();
         fog_.readStyle();
         pen_.readStyle();
+        brush_.readStyle();
         toolboxkeys::read(toolbox.state);
     }
     if (CToolUI* current = toolbox.tool(toolbox.state.currentApplicatorId)) {
@@ -89,17 +92,20 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     mattePage_ = new CMattePage(matte_);
     fogPage_ = new CFogPage(fog_);
     penPage_ = new CPenPage(pen_);
+    brushPage_ = new CBrushPage(brush_);
     shapePage_ = new CShapePage(shape_, pen_);
     fillTab_ = pages_->addTab(scrolled(fillPage_), tr("Fill"));
     pages_->addTab(scrolled(mattePage_), tr("Locks"));
     pages_->addTab(scrolled(fogPage_), tr("Fog"));
+    brushTab_ = pages_->addTab(scrolled(brushPage_), tr("Brush"));
     penTab_ = pages_->addTab(scrolled(penPage_), tr("Line"));
     shapeTab_ = pages_->addTab(scrolled(shapePage_), tr("Shape"));
     layout->addWidget(pages_, 1);
     setWidget(body);
-    for (CToolPage* page : {static_cast<CToolPage*>(fillPage_), static_cast<CToolPage*>(mattePage_),
-                            static_cast<CToolPage*>(fogPage_), static_cast<CToolPage*>(penPage_),
-                            static_cast<CToolPage*>(shapePage_)}) {
+    for (CToolPage* page :
+         {static_cast<CToolPage*>(fillPage_), static_cast<CToolPage*>(mattePage_),
+          static_cast<CToolPage*>(fogPage_), static_cast<CToolPage*>(penPage_),
+          static_cast<CToolPage*>(brushPage_), static_cast<CToolPage*>(shapePage_)}) {
         connect(page, &CToolPage::changed, this, &CToolWindow::commit);
     }
     refresh();
@@ -107,10 +113,12 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     matte_.build();
     fog_.build();
     pen_.build();
+    brush_.build();
 }
 
 CToolWindow::~CToolWindow() {
     Toolbox& toolbox = Toolbox::instance();
+    toolbox.unregisterTool(brush_);
     toolbox.unregisterTool(pen_);
     toolbox.unregisterTool(fill_);
     toolbox.unregisterTool(matte_);
@@ -130,6 +138,8 @@ QWidget* CToolWindow::makeToolbox() {
     } tools[] = {
         {handToolId, "toolHand", tr("Hand"), tr("Drag to scroll the image")},
         {zoomToolId, "toolZoom", tr("Zoom"), tr("Click to zoom in, Shift+click to zoom out")},
+        {CSetBrush::id, "toolBrush", tr("Brush"),
+         tr("Drag to paint; a tablet's pressure and its eraser end are followed")},
         {CSetFill::id, "toolFill", tr("Fill"),
          tr("Click to fill with the colour, within the locks")},
         {CSetPen::id, "toolPen", tr("Line"),
@@ -242,6 +252,8 @@ void CToolWindow::setCurrentTool(std::uint16_t toolId) {
         pages_->setCurrentIndex(fillTab_);
     } else if (toolId == CSetPen::id) {
         pages_->setCurrentIndex(pen_.isShape() ? shapeTab_ : penTab_);
+    } else if (toolId == CSetBrush::id) {
+        pages_->setCurrentIndex(brushTab_);
     }
     commit();
     emit toolChanged(toolId);
@@ -302,6 +314,7 @@ void CToolWindow::refresh() {
     mattePage_->load();
     fogPage_->load();
     penPage_->load();
+    brushPage_->load();
     shapePage_->load();
 }
 
@@ -313,11 +326,13 @@ void CToolWindow::commit() {
         matte_.writeStyle();
         fog_.writeStyle();
         pen_.writeStyle();
+        brush_.writeStyle();
         toolboxkeys::write(Toolbox::instance().state);
     }
     fill_.build();
     matte_.build();
     fog_.build();
     pen_.build();
+    brush_.build();
     emit settingsChanged();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "styles/CSetBrush.h"
 #include "styles/CSetFill.h"
 #include "styles/CSetFog.h"
 #include "styles/CSetMatte.h"
@@ -12,6 +13,7 @@
 #include <string>
 #include <vector>
 
+class CBrushPage;
 class CFillPage;
 class CFogPage;
 class CMattePage;
@@ -52,6 +54,7 @@ public:
     /// shapeButtonId for the pen tool's dragged figure (2008 as a pen chooses the line).
     void setCurrentTool(std::uint16_t toolId);
 
+    CSetBrush& brush() { return brush_; }
     CSetFill& fill() { return fill_; }
     CSetMatte& matte() { return matte_; }
     CSetFog& fog() { return fog_; }
@@ -76,6 +79,7 @@ private:
     /// The toolbox button that shows `toolId` as current.
     int buttonOf(std::uint16_t toolId) const;
 
+    CSetBrush brush_;
     CSetFill fill_;
     CSetMatte matte_;
     CSetFog fog_;
@@ -93,6 +97,8 @@ private:
     CMattePage* mattePage_ = nullptr;
     CFogPage* fogPage_ = nullptr;
     CPenPage* penPage_ = nullptr;
+    CBrushPage* brushPage_ = nullptr;
+    int brushTab_ = 0;
     CShapePage* shapePage_ = nullptr;
     /// Tab indices of the applicators' pages.
     int fillTab_ = 0;
