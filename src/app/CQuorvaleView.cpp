@@ -22,6 +22,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -672,7 +673,7 @@ void CQuorvaleView::moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, 
         ZmapViewBase::SetPseudoCursor(cursor.get(), view_.get());
     }
     const CursorContext context = cursorContext();
-    const QPoint p = at.toPoint();
+    const QPoint p(static_cast<int>(std::floor(at.x())), static_cast<int>(std::floor(at.y())));
     const CursorEvent e = CursorEvent::at(
         dragging ? CursorEvent::Kind::move : CursorEvent::Kind::move, IPoint<2>(p.x(), p.y()),
         context.mapping(), dragging ? CursorEvent::leftButton : CursorEvent::noButton,
@@ -685,7 +686,8 @@ void CQuorvaleView::moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, 
 
 StrokePoint CQuorvaleView::strokePoint(QPointF at, float pressure,
                                        Qt::KeyboardModifiers modifiers) const {
-    const QPoint p = at.toPoint();
+    // The window pixel the pointer is in (a tablet gives fractions).
+    const QPoint p(static_cast<int>(std::floor(at.x())), static_cast<int>(std::floor(at.y())));
     const IPoint<2> pixel = view_->mapping().viewToImage(IPoint<2>(p.x(), p.y()));
     StrokePoint point;
     point.x = pixel.x;
@@ -746,7 +748,7 @@ bool CQuorvaleView::viewportEvent(QEvent* event) {
     case QEvent::TabletRelease:
         if (appsettings::TabletEnable.value() != 0 && !capturingCursor() &&
             currentNavigation == Navigation::apply) {
-            tabletEvent(static_cast<QTabletEvent*>(event));
+            handleTablet(static_cast<QTabletEvent*>(event));
             return true;
         }
         // Ignored: Qt makes mouse events of it.
@@ -757,7 +759,7 @@ bool CQuorvaleView::viewportEvent(QEvent* event) {
     }
 }
 
-void CQuorvaleView::tabletEvent(QTabletEvent* event) {
+void CQuorvaleView::handleTablet(QTabletEvent* event) {
     event->accept();
     const float pressure = static_cast<float>(event->pressure());
     switch (event->type()) {
@@ -769,8 +771,7 @@ void CQuorvaleView::tabletEvent(QTabletEvent* event) {
         const bool eraser = appsettings::TabletEraserEnable.value() != 0 &&
                             tabletPointerKind(*event) == appsettings::TabletEraserCursor.value();
         emit eraserUsed(eraser);
-        const QPoint at = event->position().toPoint();
-        const IPoint<2> p = view_->mapping().viewToImage(IPoint<2>(at.x(), at.y()));
+        const StrokePoint p = strokePoint(event->position(), 1.0f, Qt::NoModifier);
         const IVector<2> size = view_->mapping().imageSize();
         const bool inside = p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y;
         if (inside || document_.strokeOpen()) {

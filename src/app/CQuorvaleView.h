@@ -160,7 +160,7 @@ private:
     bool strokePress(QPointF at, float pressure, Qt::KeyboardModifiers modifiers, bool eraser);
     bool strokeMove(QPointF at, float pressure, Qt::KeyboardModifiers modifiers);
     bool strokeRelease();
-    void tabletEvent(QTabletEvent* event);
+    void handleTablet(QTabletEvent* event);
     /// Hands a move to the tool's cursor, bringing it into this view.
     void moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, bool dragging);
     void finishCrop(const IExtent<2>& keep);
