@@ -675,9 +675,8 @@ void CQuorvaleView::moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, 
     const CursorContext context = cursorContext();
     const QPoint p(static_cast<int>(std::floor(at.x())), static_cast<int>(std::floor(at.y())));
     const CursorEvent e = CursorEvent::at(
-        dragging ? CursorEvent::Kind::move : CursorEvent::Kind::move, IPoint<2>(p.x(), p.y()),
-        context.mapping(), dragging ? CursorEvent::leftButton : CursorEvent::noButton,
-        cursorModifiers(modifiers));
+        CursorEvent::Kind::move, IPoint<2>(p.x(), p.y()), context.mapping(),
+        dragging ? CursorEvent::leftButton : CursorEvent::noButton, cursorModifiers(modifiers));
     const unsigned reply = dragging ? cursor->drag(e, context) : cursor->move(e, context);
     if (reply & cursorreply::redraw) {
         viewport()->update();
