@@ -1,6 +1,7 @@
 #include "app/CMainFrame.h"
 
 #include "app/AppSettings.h"
+#include "app/BrushOutlinePC.h"
 #include "app/CCubicView.h"
 #include "app/CQuorvaleApp.h"
 #include "app/CQuorvaleDoc.h"
@@ -13,9 +14,11 @@
 #include "app/QtSettingsStore.h"
 #include "app/QtText.h"
 #include "app/UserMessages.h"
+#include "applicators/BrushApplicator.h"
 #include "file/FileType.h"
 #include "interchange/raster/PanoramaExport.h"
 #include "pipeline/Matte.h"
+#include "pipeline/ToolSelection.h"
 #include "styles/Toolbox.h"
 #include "views/CubicView.h"
 #include "views/ZmapView.h"
@@ -105,6 +108,43 @@ private:
     QWidget* widget_;
 };
 
+namespace {
+
+/// The tools' prompts go to the status bar; their pseudo-cursors to the views.
+class StatusFeedback : public ToolFeedback {
+public:
+    explicit StatusFeedback(QStatusBar* bar) : bar_(bar) {}
+    void prompt(std::uint32_t stringId) override {
+        const QString text = loadQString(static_cast<int>(stringId));
+        if (text.isEmpty()) {
+            bar_->clearMessage();
+        } else {
+            bar_->showMessage(text);
+        }
+    }
+    void setPseudoCursor(const TQL::Handle<TQL::Handlable>& cursor) override {
+        if (const auto outline = TQL::handleCast<MaskOutline>(cursor)) {
+            // A brush shows its dab's outline, if the user wants it.
+            TQL::Handle<PseudoCursor> shown;
+            const auto brush =
+                TQL::handleCast<BrushApplicator>(ToolSelection::instance().applicator());
+            if (appsettings::BrushOutline.value() != 0) {
+                const double radius = brush && brush->mask ? brush->mask->size() : 0.0;
+                const double aspect = brush ? brush->settings().aspect / 100.0 : 1.0;
+                shown = TQL::makeHandle<BrushOutlinePC>(outline, radius, aspect);
+            }
+            CQuorvaleView::setToolCursor(shown);
+            return;
+        }
+        CQuorvaleView::setToolCursor(TQL::handleCast<PseudoCursor>(cursor));
+    }
+
+private:
+    QStatusBar* bar_;
+};
+
+} // namespace
+
 CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)), tools_(new CToolWindow(this)) {
     setObjectName(QStringLiteral("mainFrame"));
     setWindowTitle(QStringLiteral("Quorvale"));
@@ -128,6 +168,11 @@ CMainFrame::CMainFrame() : mdi_(new QMdiArea(this)), tools_(new CToolWindow(this
     statusBar()->addPermanentWidget(bar);
     materialLabel_->setVisible(appsettings::StatusbarMaterialVisible.value() != 0);
     progress_ = std::make_unique<ProgressReporter>(bar, progressLabel, mdi_);
+    feedback_ = std::make_unique<StatusFeedback>(statusBar());
+    ToolSelection::instance().setFeedback(feedback_.get());
+    if (const TQL::Handle<Applicator>& selected = ToolSelection::instance().applicator()) {
+        selected->ready();
+    }
 
     addDockWidget(Qt::RightDockWidgetArea, tools_);
     resizeDocks({tools_}, {360}, Qt::Horizontal);
@@ -157,6 +202,10 @@ CMainFrame::~CMainFrame() {
     // Views go before their documents, closed frames awaiting deletion included.
     qDeleteAll(findChildren<CChildFrame*>());
     documents_.clear();
+    if (ToolSelection::instance().feedback() == feedback_.get()) {
+        ToolSelection::instance().setFeedback(nullptr);
+    }
+    CQuorvaleView::setToolCursor(nullptr);
 }
 
 QAction* CMainFrame::addAction(QMenu* menu, const QString& name, const QString& text,
@@ -390,6 +439,12 @@ CQuorvaleView* CMainFrame::addView(CQuorvaleDoc& doc, std::uint32_t channel, boo
             [this, child] { mdi_->setActiveSubWindow(child); });
     connect(view, &CQuorvaleView::imageClicked, this,
             [this, view](int x, int y, Qt::KeyboardModifiers) { applyTool(view, x, y); });
+    connect(view, &CQuorvaleView::strokeChanged, this, [this] { updateActions(); });
+    connect(view, &CQuorvaleView::eraserUsed, this, [this](bool eraser) {
+        if (eraser) {
+            statusBar()->showMessage(tr("Eraser: painting the original image back"), 3000);
+        }
+    });
     child->show();
     mdi_->setActiveSubWindow(child);
     view->OnInitialUpdate(fit);
@@ -594,11 +649,17 @@ void CMainFrame::applyTool(CQuorvaleView* view, int x, int y) {
     if (!view || progress_->running()) {
         return;
     }
-    if (tools_->currentTool() == CSetFill::id) {
-        CQuorvaleDoc& doc = view->document();
-        doc.fillAt(x, y);
-        updateActions();
+    const std::uint16_t tool = tools_->currentTool();
+    if (tool == CToolWindow::handToolId || tool == CToolWindow::zoomToolId) {
+        return;
     }
+    CQuorvaleDoc& doc = view->document();
+    if (tool == CSetFill::id) {
+        doc.fillAt(x, y);
+    } else if (doc.beginStroke(StrokePoint{x, y, 1.0f, 0}) == status::ok) {
+        doc.endStroke();
+    }
+    updateActions();
 }
 
 void CMainFrame::showChannel(std::uint32_t channel) {

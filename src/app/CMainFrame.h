@@ -15,6 +15,7 @@ class CQuorvaleDoc;
 class CQuorvaleView;
 class CToolWindow;
 class ProgressReporter;
+class ToolFeedback;
 class QAction;
 class QActionGroup;
 class QLabel;
@@ -68,8 +69,9 @@ public:
     ProgressReporter& progress() const { return *progress_; }
     /// The docked tool window (toolbox and tool pages).
     CToolWindow& toolWindow() const { return *tools_; }
-    /// A left click on image pixel (x, y) of `view` with the current tool: the fill fills
-    /// there (the navigation tools are the view's own).
+    /// A left click on image pixel (x, y) of `view` with the current tool, as one stroke of
+    /// one point: the fill fills there, a brush lays a dab, a line starts (the navigation
+    /// tools are the view's own).
     void applyTool(CQuorvaleView* view, int x, int y);
     QStringList recentFiles() const { return recent_; }
     /// The texts of the status bar: pixel, world point, depth, material.
@@ -132,6 +134,8 @@ private:
     QMdiArea* mdi_;
     CToolWindow* tools_;
     std::unique_ptr<ProgressReporter> progress_;
+    /// Where the tools show their prompts (the status bar) and their pseudo-cursors.
+    std::unique_ptr<ToolFeedback> feedback_;
     std::vector<std::unique_ptr<CQuorvaleDoc>> documents_;
     QStringList recent_;
     QMenu* recentMenu_ = nullptr;

@@ -6,14 +6,18 @@
 #include "app/QtText.h"
 #include "app/TimingReport.h"
 #include "app/UserMessages.h"
+#include "applicators/Filler.h"
 #include "core/FilePath.h"
+#include "effects/Restore.h"
 #include "file/FileType.h"
 #include "file/ZmapDocumentCommands.h"
 #include "image/StrokeApplicator.h"
 #include "interchange/ModelImage.h"
 #include "interchange/raster/PanoramaExport.h"
 #include "interchange/raster/RasterDocumentCommands.h"
+#include "pipeline/ToolSelection.h"
 #include "styles/FillTool.h"
+#include "styles/Toolbox.h"
 
 #include <QClipboard>
 #include <QFileInfo>
@@ -75,7 +79,8 @@ private:
 } // namespace
 
 CQuorvaleDoc::CQuorvaleDoc(ProgressReporter* progress, QWidget* dialogParent)
-    : progress_(progress), dialogParent_(dialogParent), untitledNumber_(nextUntitled()) {
+    : progress_(progress), dialogParent_(dialogParent),
+      strokeView_(std::make_unique<DocumentStrokeView>(*this)), untitledNumber_(nextUntitled()) {
     editor.setCommands(&commands());
     editor.setMessages(this);
     editor.setProgress(progress);
@@ -83,6 +88,7 @@ CQuorvaleDoc::CQuorvaleDoc(ProgressReporter* progress, QWidget* dialogParent)
 }
 
 CQuorvaleDoc::~CQuorvaleDoc() {
+    DocumentEditor::releaseRunningStroke(this);
     for (CQuorvaleView* v : views_) {
         v->cancelDrawing();
     }
@@ -151,6 +157,122 @@ Status CQuorvaleDoc::fillAt(std::int32_t x, std::int32_t y) {
     emit titleChanged();
     emit undoStateUpdated();
     return s;
+}
+
+bool CQuorvaleDoc::strokeRunning() const {
+    return DocumentEditor::runningApplicator() && DocumentEditor::runningDocument() == this;
+}
+
+bool CQuorvaleDoc::strokeOpen() const {
+    if (!strokeRunning()) {
+        return false;
+    }
+    const auto applicator = TQL::handleCast<Applicator>(DocumentEditor::runningApplicator());
+    return applicator && applicator->isStrokeOpen() && !applicator->abandoned &&
+           !applicator->finished;
+}
+
+Status CQuorvaleDoc::reportStroke(Status s, const QString& what) {
+    QStringList shown = pendingMessages_;
+    pendingMessages_.clear();
+    if (s != status::ok && shown.isEmpty()) {
+        shown << what + QStringLiteral(": ") + statusQText(s);
+    }
+    if (!shown.isEmpty()) {
+        UserMessages::current().error(dialogParent_, shown.join(QLatin1Char('\n')));
+    }
+    return s;
+}
+
+Status CQuorvaleDoc::beginStroke(const StrokePoint& point, bool eraser) {
+    pendingMessages_.clear();
+    Status s = status::ok;
+    try {
+        ToolSelection& selection = ToolSelection::instance();
+        if (!strokeOpen()) {
+            // A new stroke paints with what the toolbox shows now.
+            Toolbox::instance().installColourAndBlend();
+        }
+        const TQL::Handle<EffectTool> effect = selection.effect;
+        const TQL::Handle<RecolourTool> recolour = selection.recolour;
+        if (eraser) {
+            // The stroke takes its stages as it starts; the selection is left as it was.
+            selection.effect = TQL::makeHandle<Restore>();
+            selection.recolour.reset();
+        }
+        s = editor.beginStroke(point, strokeView_.get());
+        selection.effect = effect;
+        selection.recolour = recolour;
+    } catch (const std::bad_alloc&) {
+        s = status::outOfMemory;
+    }
+    return reportStroke(s, tr("Paint"));
+}
+
+Status CQuorvaleDoc::continueStroke(const StrokePoint& point) {
+    if (!strokeRunning()) {
+        return status::ok;
+    }
+    pendingMessages_.clear();
+    Status s = status::ok;
+    try {
+        s = editor.continueStroke(point);
+    } catch (const std::bad_alloc&) {
+        s = status::outOfMemory;
+    }
+    return reportStroke(s, tr("Paint"));
+}
+
+Status CQuorvaleDoc::endStroke() {
+    if (!strokeRunning()) {
+        return status::ok;
+    }
+    pendingMessages_.clear();
+    const TQL::Handle<StrokeApplicator> running = DocumentEditor::runningApplicator();
+    const bool long_ = dynamic_cast<const Filler*>(running.get()) != nullptr;
+    const QString what = long_ ? tr("Fill") : tr("Paint");
+    Status s = status::ok;
+    {
+        std::unique_ptr<ProgressScope> scope;
+        if (progress_ && long_) {
+            scope = std::make_unique<ProgressScope>(*progress_, what);
+        }
+        try {
+            s = editor.endStroke();
+        } catch (const std::bad_alloc&) {
+            s = status::outOfMemory;
+        }
+    }
+    reportStroke(s, what);
+    if (!strokeRunning()) {
+        emit titleChanged();
+        emit undoStateUpdated();
+    }
+    return s;
+}
+
+Status CQuorvaleDoc::closeStroke() {
+    if (!strokeRunning()) {
+        return status::ok;
+    }
+    const auto applicator = TQL::handleCast<Applicator>(DocumentEditor::runningApplicator());
+    if (applicator && !applicator->closeStroke() && !applicator->abandoned &&
+        !applicator->finished) {
+        // Nothing to close: the stroke ends where it is.
+        applicator->abandon();
+    }
+    return endStroke();
+}
+
+Status CQuorvaleDoc::stopStroke() {
+    if (!strokeRunning()) {
+        return status::ok;
+    }
+    const TQL::Handle<StrokeApplicator> running = DocumentEditor::runningApplicator();
+    if (!running->isAbandoned() && !running->isFinished()) {
+        running->abandon();
+    }
+    return endStroke();
 }
 
 Status CQuorvaleDoc::newImage(const NewImageParams& params) {

@@ -2,6 +2,7 @@
 
 #include "image/DocumentCommands.h"
 #include "image/DocumentViews.h"
+#include "image/StrokeApplicator.h"
 #include "image/ZmapDocument.h"
 #include "interchange/raster/RasterExport.h"
 
@@ -9,6 +10,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <memory>
 #include <vector>
 
 class CCubicView;
@@ -68,6 +70,28 @@ public:
     /// painted. A failure has been shown when it returns.
     Status fillAt(std::int32_t x, std::int32_t y);
 
+    // Strokes of the toolbox's current applicator (brush, pen, shape, fill...), driven by
+    // a view's mouse or tablet through the editor's stroke calls. A failure has been shown
+    // when they return.
+
+    /// Starts a stroke at `point`, or goes on with this document's open one (a line takes
+    /// its next point). A new stroke takes the toolbox's colour and blend; with `eraser` it
+    /// paints the original image back (the Restore effect, no colour of its own).
+    Status beginStroke(const StrokePoint& point, bool eraser = false);
+    Status continueStroke(const StrokePoint& point);
+    /// The release: the stroke ends, or stays open if its tool waits for more points. A
+    /// long stroke (a fill) shows progress, and Escape stops it keeping what it painted.
+    Status endStroke();
+    /// Ends an open stroke as it stands (a double click, Enter): a filled polygon is
+    /// closed and filled, a line just ends. What was painted is one undo level.
+    Status closeStroke();
+    /// Stops the running stroke (Escape): what it painted stays, as one undo level.
+    Status stopStroke();
+    /// The process's running stroke paints this document.
+    bool strokeRunning() const;
+    /// The running stroke waits for more points (a line between clicks).
+    bool strokeOpen() const;
+
     bool isModified() const { return modified_; }
     /// True for a cube panorama (.zmq).
     bool isPanorama() const;
@@ -117,8 +141,12 @@ private:
     Status run(std::int32_t command, const CommandArgument& argument, const QString& what,
                const char* timingWhat = nullptr);
 
+    /// Shows a failed stroke call's messages; returns `s`.
+    Status reportStroke(Status s, const QString& what);
+
     ProgressReporter* progress_;
     QWidget* dialogParent_;
+    std::unique_ptr<StrokeView> strokeView_;
     std::vector<CQuorvaleView*> views_;
     std::vector<CCubicView*> cubicViews_;
     QStringList pendingMessages_;

@@ -16,10 +16,13 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPointingDevice>
 #include <QScrollBar>
+#include <QTabletEvent>
 #include <QThread>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -60,6 +63,30 @@ QRect toViewRect(const IExtent<2>& e) {
 }
 
 CQuorvaleView::Navigation currentNavigation = CQuorvaleView::Navigation::hand;
+
+/// The selected tool's pseudo-cursor, and the views it may be shown in.
+TQL::Handle<PseudoCursor>& toolCursorSlot() {
+    static TQL::Handle<PseudoCursor> cursor;
+    return cursor;
+}
+std::vector<CQuorvaleView*>& liveViews() {
+    static std::vector<CQuorvaleView*> views;
+    return views;
+}
+
+unsigned cursorModifiers(Qt::KeyboardModifiers m) {
+    unsigned modifiers = 0;
+    if (m & Qt::ShiftModifier) {
+        modifiers |= CursorEvent::shiftKey;
+    }
+    if (m & Qt::ControlModifier) {
+        modifiers |= CursorEvent::controlKey;
+    }
+    if (m & Qt::AltModifier) {
+        modifiers |= CursorEvent::altKey;
+    }
+    return modifiers;
+}
 
 } // namespace
 
@@ -107,9 +134,14 @@ CQuorvaleView::CQuorvaleView(CQuorvaleDoc& document, std::uint32_t channel, QWid
     setFocusPolicy(Qt::StrongFocus);
     setFrameShape(QFrame::NoFrame);
     document_.addView(this);
+    liveViews().push_back(this);
 }
 
 CQuorvaleView::~CQuorvaleView() {
+    std::erase(liveViews(), this);
+    if (ZmapViewBase::pseudoCursorView() == view_.get()) {
+        ZmapViewBase::SetPseudoCursor(nullptr, nullptr);
+    }
     // The drawing thread must let go of the view before anything it posts to goes away.
     view_->cancelDrawing(QuorvalePollingWaiter());
     if (ZmapView::activeView() == view_.get()) {
@@ -491,7 +523,13 @@ void CQuorvaleView::mousePressEvent(QMouseEvent* event) {
         const ViewMapping m = view_->mapping();
         const IPoint<2> p = m.viewToImage(IPoint<2>(at.x(), at.y()));
         const IVector<2> size = m.imageSize();
-        if (p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y) {
+        const bool inside = p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y;
+        // A mouse presses as hard as it can.
+        if ((inside || document_.strokeOpen()) &&
+            strokePress(event->position(), 1.0f, event->modifiers(), false)) {
+            return;
+        }
+        if (inside) {
             emit imageClicked(p.x, p.y, event->modifiers());
             return;
         }
@@ -503,12 +541,26 @@ void CQuorvaleView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (sendToCursor(event, CursorEvent::Kind::doubleClick)) {
         return;
     }
-    QAbstractScrollArea::mouseDoubleClickEvent(event);
+    if (event->button() == Qt::LeftButton && document_.strokeOpen()) {
+        // A double click ends a line, closing a polygon.
+        stroking_ = false;
+        document_.closeStroke();
+        emit strokeChanged();
+        return;
+    }
+    // For other tools the second click is a click like the first.
+    mousePressEvent(event);
 }
 
 void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
     const QPoint at = event->position().toPoint();
-    sendToCursor(event, CursorEvent::Kind::move);
+    if (!sendToCursor(event, CursorEvent::Kind::move)) {
+        moveToolCursor(event->position(), event->modifiers(),
+                       (event->buttons() & Qt::LeftButton) != 0);
+    }
+    if (stroking_ && (event->buttons() & Qt::LeftButton)) {
+        strokeMove(event->position(), 1.0f, event->modifiers());
+    }
     if (handDragging_) {
         const QPoint to = scrollFrom_ - (at - dragFrom_);
         scrollTo(to.x(), to.y());
@@ -521,6 +573,9 @@ void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
 
 void CQuorvaleView::mouseReleaseEvent(QMouseEvent* event) {
     if (sendToCursor(event, CursorEvent::Kind::release)) {
+        return;
+    }
+    if (event->button() == Qt::LeftButton && strokeRelease()) {
         return;
     }
     if (handDragging_ && event->button() == Qt::LeftButton) {
@@ -559,5 +614,180 @@ void CQuorvaleView::keyPressEvent(QKeyEvent* event) {
             return;
         }
     }
+    if (document_.strokeRunning()) {
+        if (event->key() == Qt::Key_Escape) {
+            // Stops the stroke; what it painted stays, and undo takes it back.
+            stroking_ = false;
+            document_.stopStroke();
+            emit strokeChanged();
+            return;
+        }
+        if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+            stroking_ = false;
+            document_.closeStroke();
+            emit strokeChanged();
+            return;
+        }
+    }
     QAbstractScrollArea::keyPressEvent(event);
+}
+
+// Strokes
+
+void CQuorvaleView::setToolCursor(TQL::Handle<PseudoCursor> cursor) {
+    TQL::Handle<PseudoCursor>& slot = toolCursorSlot();
+    PseudoCursor* shown = ZmapViewBase::pseudoCursor();
+    ZmapViewBase* where = ZmapViewBase::pseudoCursorView();
+    const bool wasShown = slot && shown == slot.get();
+    slot = std::move(cursor);
+    if (ZmapViewBase::captureView()) {
+        // A capture's cursor stays until the capture ends.
+        return;
+    }
+    if (wasShown || !shown) {
+        ZmapViewBase* target = where ? where : ZmapViewBase::pickView();
+        ZmapViewBase::SetPseudoCursor(slot ? slot.get() : nullptr, slot ? target : nullptr);
+    }
+    for (CQuorvaleView* v : liveViews()) {
+        v->viewport()->update();
+    }
+}
+
+const TQL::Handle<PseudoCursor>& CQuorvaleView::toolCursor() {
+    return toolCursorSlot();
+}
+
+void CQuorvaleView::moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, bool dragging) {
+    const TQL::Handle<PseudoCursor>& cursor = toolCursorSlot();
+    if (!cursor || ZmapViewBase::captureView()) {
+        return;
+    }
+    if (ZmapViewBase::pseudoCursor() != cursor.get() ||
+        ZmapViewBase::pseudoCursorView() != view_.get()) {
+        // The cursor follows the mouse into this view.
+        for (CQuorvaleView* v : liveViews()) {
+            if (v != this && ZmapViewBase::pseudoCursorView() == v->view_.get()) {
+                v->viewport()->update();
+            }
+        }
+        ZmapViewBase::SetPseudoCursor(cursor.get(), view_.get());
+    }
+    const CursorContext context = cursorContext();
+    const QPoint p(static_cast<int>(std::floor(at.x())), static_cast<int>(std::floor(at.y())));
+    const CursorEvent e = CursorEvent::at(
+        CursorEvent::Kind::move, IPoint<2>(p.x(), p.y()), context.mapping(),
+        dragging ? CursorEvent::leftButton : CursorEvent::noButton, cursorModifiers(modifiers));
+    const unsigned reply = dragging ? cursor->drag(e, context) : cursor->move(e, context);
+    if (reply & cursorreply::redraw) {
+        viewport()->update();
+    }
+}
+
+StrokePoint CQuorvaleView::strokePoint(QPointF at, float pressure,
+                                       Qt::KeyboardModifiers modifiers) const {
+    // The window pixel the pointer is in (a tablet gives fractions).
+    const QPoint p(static_cast<int>(std::floor(at.x())), static_cast<int>(std::floor(at.y())));
+    const IPoint<2> pixel = view_->mapping().viewToImage(IPoint<2>(p.x(), p.y()));
+    StrokePoint point;
+    point.x = pixel.x;
+    point.y = pixel.y;
+    point.pressure = std::clamp(pressure, 0.0f, 1.0f);
+    point.flags = (modifiers & Qt::ShiftModifier) ? strokeConstrained : 0u;
+    return point;
+}
+
+bool CQuorvaleView::strokePress(QPointF at, float pressure, Qt::KeyboardModifiers modifiers,
+                                bool eraser) {
+    if (currentNavigation != Navigation::apply || !initialised_) {
+        return false;
+    }
+    stroking_ = true;
+    document_.beginStroke(strokePoint(at, pressure, modifiers), eraser);
+    if (!document_.strokeRunning()) {
+        // Refused, or over at once.
+        stroking_ = false;
+    }
+    emit strokeChanged();
+    return true;
+}
+
+bool CQuorvaleView::strokeMove(QPointF at, float pressure, Qt::KeyboardModifiers modifiers) {
+    if (!stroking_) {
+        return false;
+    }
+    document_.continueStroke(strokePoint(at, pressure, modifiers));
+    return true;
+}
+
+bool CQuorvaleView::strokeRelease() {
+    if (!stroking_) {
+        return false;
+    }
+    stroking_ = false;
+    document_.endStroke();
+    emit strokeChanged();
+    return true;
+}
+
+int CQuorvaleView::tabletPointerKind(const QTabletEvent& event) {
+    switch (event.pointerType()) {
+    case QPointingDevice::PointerType::Cursor:
+        return 0;
+    case QPointingDevice::PointerType::Eraser:
+        return 2;
+    default:
+        return 1;
+    }
+}
+
+bool CQuorvaleView::viewportEvent(QEvent* event) {
+    switch (event->type()) {
+    case QEvent::TabletPress:
+    case QEvent::TabletMove:
+    case QEvent::TabletRelease:
+        if (appsettings::TabletEnable.value() != 0 && !capturingCursor() &&
+            currentNavigation == Navigation::apply) {
+            handleTablet(static_cast<QTabletEvent*>(event));
+            return true;
+        }
+        // Ignored: Qt makes mouse events of it.
+        event->ignore();
+        return false;
+    default:
+        return QAbstractScrollArea::viewportEvent(event);
+    }
+}
+
+void CQuorvaleView::handleTablet(QTabletEvent* event) {
+    event->accept();
+    const float pressure = static_cast<float>(event->pressure());
+    switch (event->type()) {
+    case QEvent::TabletPress: {
+        if (event->button() != Qt::LeftButton) {
+            return;
+        }
+        emit activated(this);
+        const bool eraser = appsettings::TabletEraserEnable.value() != 0 &&
+                            tabletPointerKind(*event) == appsettings::TabletEraserCursor.value();
+        emit eraserUsed(eraser);
+        const StrokePoint p = strokePoint(event->position(), 1.0f, Qt::NoModifier);
+        const IVector<2> size = view_->mapping().imageSize();
+        const bool inside = p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y;
+        if (inside || document_.strokeOpen()) {
+            strokePress(event->position(), pressure, event->modifiers(), eraser);
+        }
+        return;
+    }
+    case QEvent::TabletMove:
+        moveToolCursor(event->position(), event->modifiers(), stroking_);
+        strokeMove(event->position(), pressure, event->modifiers());
+        return;
+    case QEvent::TabletRelease:
+        if (event->button() == Qt::LeftButton) {
+            strokeRelease();
+        }
+        return;
+    default:
+        return;
+    }
 }

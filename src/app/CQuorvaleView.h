@@ -3,6 +3,7 @@
 #include "core/DrawThread.h"
 #include "core/Extent.h"
 #include "core/Handle.h"
+#include "image/StrokeApplicator.h"
 #include "views/PseudoCursor.h"
 #include "views/ViewWindow.h"
 
@@ -13,6 +14,7 @@
 
 class CQuorvaleDoc;
 class QPainter;
+class QTabletEvent;
 class ZmapView;
 
 /// Waits for the drawing thread on the interface thread: the drawing thread never waits
@@ -94,6 +96,19 @@ public:
     /// What a cursor of this view sees of it.
     CursorContext cursorContext() const;
 
+    /// The pseudo-cursor of the selected tool (a line's rubber band, a brush's outline);
+    /// null for none. It follows the mouse in whichever view the mouse is, and is drawn
+    /// there; a capture (a crop rectangle) takes precedence while it runs.
+    static void setToolCursor(TQL::Handle<PseudoCursor> cursor);
+    static const TQL::Handle<PseudoCursor>& toolCursor();
+
+    /// The stroke point of window position `at`: its image pixel, the pressure, and the
+    /// constraint flag while Shift is held.
+    StrokePoint strokePoint(QPointF at, float pressure, Qt::KeyboardModifiers modifiers) const;
+    /// Which kind of pointer a tablet event comes from, numbered as the TabletEraserCursor
+    /// setting numbers them: 0 a puck, 1 a pen's tip, 2 its eraser end.
+    static int tabletPointerKind(const QTabletEvent& event);
+
     /// Waits (running the event loop) until the drawing thread has drawn everything
     /// queued for this view; false if `timeoutMs` passed first. For screenshots and tests.
     bool waitForDrawing(int timeoutMs);
@@ -115,6 +130,10 @@ signals:
     void captureEnded(TQL::Handle<PseudoCursor> cursor, bool accepted);
     /// A left click on image pixel (x, y) while no capture runs: the current tool applies.
     void imageClicked(int x, int y, Qt::KeyboardModifiers modifiers);
+    /// A stroke call changed the document or ended a stroke (the undo state may differ).
+    void strokeChanged();
+    /// A tablet stroke began with the eraser end (true) or the tip (false).
+    void eraserUsed(bool eraser);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -127,6 +146,7 @@ protected:
     void leaveEvent(QEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
 
 private:
     class TimedView;
@@ -136,6 +156,13 @@ private:
     /// Hands a mouse event to this view's capturing cursor; false if none runs.
     bool sendToCursor(QMouseEvent* event, CursorEvent::Kind kind);
     void onCaptureEnded(bool accepted);
+    /// Stroke input from the mouse or a tablet, in apply mode: true if it was taken.
+    bool strokePress(QPointF at, float pressure, Qt::KeyboardModifiers modifiers, bool eraser);
+    bool strokeMove(QPointF at, float pressure, Qt::KeyboardModifiers modifiers);
+    bool strokeRelease();
+    void handleTablet(QTabletEvent* event);
+    /// Hands a move to the tool's cursor, bringing it into this view.
+    void moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, bool dragging);
     void finishCrop(const IExtent<2>& keep);
 
     CQuorvaleDoc& document_;
@@ -144,6 +171,8 @@ private:
     bool settingScroll_ = false;
     bool painting_ = false;
     bool handDragging_ = false;
+    /// A button (or the tablet's tip) is down in a stroke of this view.
+    bool stroking_ = false;
     QPoint dragFrom_;
     QPoint scrollFrom_;
     CaptureUse captureUse_ = CaptureUse::none;

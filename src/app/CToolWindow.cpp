@@ -1,6 +1,8 @@
 #include "app/CToolWindow.h"
 
+#include "app/CBrushPage.h"
 #include "app/CGrainPage.h"
+#include "app/CPenPage.h"
 #include "app/CToolPage.h"
 #include "app/ToolboxKeys.h"
 #include "pipeline/Matte.h"
@@ -62,6 +64,8 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     toolbox.registerTool(fill_);
     toolbox.registerTool(matte_);
     toolbox.registerTool(fog_);
+    toolbox.registerTool(pen_);
+    toolbox.registerTool(brush_);
     toolbox.makeCurrent(fill_);
     toolbox.makeCurrent(matte_);
     toolbox.makeCurrent(fog_);
@@ -72,7 +76,12 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
         fill_.readStyle();
         matte_.readStyle();
         fog_.readStyle();
+        pen_.readStyle();
+        brush_.readStyle();
         toolboxkeys::read(toolbox.state);
+    }
+    if (CToolUI* current = toolbox.tool(toolbox.state.currentApplicatorId)) {
+        toolbox.makeCurrent(*current);
     }
 
     auto* body = new QWidget(this);
@@ -83,24 +92,36 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     fillPage_ = new CFillPage(fill_);
     mattePage_ = new CMattePage(matte_);
     fogPage_ = new CFogPage(fog_);
-    pages_->addTab(scrolled(fillPage_), tr("Fill"));
+    penPage_ = new CPenPage(pen_);
+    brushPage_ = new CBrushPage(brush_);
+    shapePage_ = new CShapePage(shape_, pen_);
+    fillTab_ = pages_->addTab(scrolled(fillPage_), tr("Fill"));
     pages_->addTab(scrolled(mattePage_), tr("Locks"));
     pages_->addTab(scrolled(fogPage_), tr("Fog"));
+    brushTab_ = pages_->addTab(scrolled(brushPage_), tr("Brush"));
+    penTab_ = pages_->addTab(scrolled(penPage_), tr("Line"));
+    shapeTab_ = pages_->addTab(scrolled(shapePage_), tr("Shape"));
     pages_->addTab(scrolled(new CGrainPage), tr("Grain"));
     layout->addWidget(pages_, 1);
     setWidget(body);
-    for (CToolPage* page : {static_cast<CToolPage*>(fillPage_), static_cast<CToolPage*>(mattePage_),
-                            static_cast<CToolPage*>(fogPage_)}) {
+    for (CToolPage* page :
+         {static_cast<CToolPage*>(fillPage_), static_cast<CToolPage*>(mattePage_),
+          static_cast<CToolPage*>(fogPage_), static_cast<CToolPage*>(penPage_),
+          static_cast<CToolPage*>(brushPage_), static_cast<CToolPage*>(shapePage_)}) {
         connect(page, &CToolPage::changed, this, &CToolWindow::commit);
     }
     refresh();
     fill_.build();
     matte_.build();
     fog_.build();
+    pen_.build();
+    brush_.build();
 }
 
 CToolWindow::~CToolWindow() {
     Toolbox& toolbox = Toolbox::instance();
+    toolbox.unregisterTool(brush_);
+    toolbox.unregisterTool(pen_);
     toolbox.unregisterTool(fill_);
     toolbox.unregisterTool(matte_);
     toolbox.unregisterTool(fog_);
@@ -119,8 +140,13 @@ QWidget* CToolWindow::makeToolbox() {
     } tools[] = {
         {handToolId, "toolHand", tr("Hand"), tr("Drag to scroll the image")},
         {zoomToolId, "toolZoom", tr("Zoom"), tr("Click to zoom in, Shift+click to zoom out")},
+        {CSetBrush::id, "toolBrush", tr("Brush"),
+         tr("Drag to paint; a tablet's pressure and its eraser end are followed")},
         {CSetFill::id, "toolFill", tr("Fill"),
          tr("Click to fill with the colour, within the locks")},
+        {CSetPen::id, "toolPen", tr("Line"),
+         tr("Click from point to point; double click or Enter ends the line, Escape stops it")},
+        {shapeButtonId, "toolShape", tr("Shape"), tr("Drag an ellipse; Shift makes a circle")},
     };
     int column = 0;
     for (const auto& t : tools) {
@@ -207,16 +233,36 @@ std::uint16_t CToolWindow::currentTool() const {
 }
 
 void CToolWindow::setCurrentTool(std::uint16_t toolId) {
-    Toolbox::instance().state.currentApplicatorId = toolId;
-    if (QAbstractButton* b = tools_->button(toolId)) {
+    Toolbox& toolbox = Toolbox::instance();
+    if (toolId == shapeButtonId) {
+        shape_.choose();
+        toolId = CSetPen::id;
+    } else if (toolId == CSetPen::id && pen_.isShape()) {
+        pen_.type = CSetPen::pen;
+    }
+    toolbox.state.currentApplicatorId = toolId;
+    if (CToolUI* tool = toolbox.tool(toolId)) {
+        toolbox.makeCurrent(*tool);
+    }
+    {
         const QSignalBlocker block(tools_);
-        b->setChecked(true);
+        if (QAbstractButton* b = tools_->button(buttonOf(toolId))) {
+            b->setChecked(true);
+        }
     }
     if (toolId == CSetFill::id) {
-        pages_->setCurrentIndex(0);
+        pages_->setCurrentIndex(fillTab_);
+    } else if (toolId == CSetPen::id) {
+        pages_->setCurrentIndex(pen_.isShape() ? shapeTab_ : penTab_);
+    } else if (toolId == CSetBrush::id) {
+        pages_->setCurrentIndex(brushTab_);
     }
     commit();
     emit toolChanged(toolId);
+}
+
+int CToolWindow::buttonOf(std::uint16_t toolId) const {
+    return toolId == CSetPen::id && pen_.isShape() ? shapeButtonId : toolId;
 }
 
 void CToolWindow::setDocumentMaterials(const std::vector<std::wstring>& names) {
@@ -243,7 +289,7 @@ void CToolWindow::refresh() {
     const ToolboxState& s = Toolbox::instance().state;
     {
         const QSignalBlocker block(tools_);
-        if (QAbstractButton* b = tools_->button(s.currentApplicatorId)) {
+        if (QAbstractButton* b = tools_->button(buttonOf(s.currentApplicatorId))) {
             b->setChecked(true);
         } else if (QAbstractButton* hand = tools_->button(handToolId)) {
             hand->setChecked(true);
@@ -269,6 +315,9 @@ void CToolWindow::refresh() {
     fillPage_->load();
     mattePage_->load();
     fogPage_->load();
+    penPage_->load();
+    brushPage_->load();
+    shapePage_->load();
 }
 
 void CToolWindow::commit() {
@@ -278,10 +327,14 @@ void CToolWindow::commit() {
         fill_.writeStyle();
         matte_.writeStyle();
         fog_.writeStyle();
+        pen_.writeStyle();
+        brush_.writeStyle();
         toolboxkeys::write(Toolbox::instance().state);
     }
     fill_.build();
     matte_.build();
     fog_.build();
+    pen_.build();
+    brush_.build();
     emit settingsChanged();
 }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "styles/CSetBrush.h"
 #include "styles/CSetFill.h"
 #include "styles/CSetFog.h"
 #include "styles/CSetMatte.h"
+#include "styles/CSetPen.h"
+#include "styles/CSetShape.h"
 
 #include <QDockWidget>
 
@@ -10,9 +13,12 @@
 #include <string>
 #include <vector>
 
+class CBrushPage;
 class CFillPage;
 class CFogPage;
 class CMattePage;
+class CPenPage;
+class CShapePage;
 class QButtonGroup;
 class QCheckBox;
 class QComboBox;
@@ -33,6 +39,8 @@ class CToolWindow : public QDockWidget {
 public:
     static constexpr std::uint16_t zoomToolId = 2005;
     static constexpr std::uint16_t handToolId = 2006;
+    /// The toolbox's button of the dragged figure: the pen tool (2008) with a shape type.
+    static constexpr std::uint16_t shapeButtonId = 2108;
 
     /// The eighteen blend modes by name, in BlendMode order.
     static const std::vector<QString>& blendModeNames();
@@ -42,11 +50,16 @@ public:
 
     /// The toolbox's current applicator or navigation tool.
     std::uint16_t currentTool() const;
+    /// Makes a tool current by its toolbox button: an applicator or navigation tool id, or
+    /// shapeButtonId for the pen tool's dragged figure (2008 as a pen chooses the line).
     void setCurrentTool(std::uint16_t toolId);
 
+    CSetBrush& brush() { return brush_; }
     CSetFill& fill() { return fill_; }
     CSetMatte& matte() { return matte_; }
     CSetFog& fog() { return fog_; }
+    CSetPen& pen() { return pen_; }
+    CSetShape& shape() { return shape_; }
 
     /// The materials of the active document, offered in the locks' list.
     void setDocumentMaterials(const std::vector<std::wstring>& names);
@@ -63,10 +76,15 @@ private:
     /// Stores the settings in the default style and builds the tools.
     void commit();
     void showColour();
+    /// The toolbox button that shows `toolId` as current.
+    int buttonOf(std::uint16_t toolId) const;
 
+    CSetBrush brush_;
     CSetFill fill_;
     CSetMatte matte_;
     CSetFog fog_;
+    CSetPen pen_;
+    CSetShape shape_{pen_};
 
     QButtonGroup* tools_ = nullptr;
     QCheckBox* locks_[4] = {};
@@ -78,4 +96,12 @@ private:
     CFillPage* fillPage_ = nullptr;
     CMattePage* mattePage_ = nullptr;
     CFogPage* fogPage_ = nullptr;
+    CPenPage* penPage_ = nullptr;
+    CBrushPage* brushPage_ = nullptr;
+    int brushTab_ = 0;
+    CShapePage* shapePage_ = nullptr;
+    /// Tab indices of the applicators' pages.
+    int fillTab_ = 0;
+    int penTab_ = 0;
+    int shapeTab_ = 0;
 };

@@ -1,7 +1,8 @@
 // app_screenshots OUTDIR: starts the application on the sample scene and saves pictures
 // of it for the documentation: the main window at fit zoom, a second window showing the
-// depth channel, a 4:1 zoom of the house's front corner, and the ground filled with the
-// material lock and depth fog. Run it under xvfb-run.
+// depth channel, a 4:1 zoom of the house's front corner, the ground filled with the
+// material lock and depth fog, and strokes painted by hand: a line lying on the ground and
+// a tablet brush stroke whose pressure rises. Run it under xvfb-run.
 
 #include "app/CMainFrame.h"
 #include "app/CQuorvaleApp.h"
@@ -9,6 +10,7 @@
 #include "app/CQuorvaleView.h"
 #include "app/CToolWindow.h"
 #include "app/UserMessages.h"
+#include "image/StrokeApplicator.h"
 #include "image/ZmapDocument.h"
 #include "pipeline/Matte.h"
 #include "styles/Toolbox.h"
@@ -19,14 +21,17 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPixmap>
+#include <QPointingDevice>
 #include <QScrollBar>
 #include <QTabWidget>
+#include <QTabletEvent>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
 #include <QToolButton>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace {
@@ -146,6 +151,8 @@ int main(int argc, char** argv) {
     double farthest = 0;
     int groundX = -1;
     int groundY = -1;
+    int farX = -1;
+    int farY = -1;
     for (int y = 0; y < scene.height(); ++y) {
         for (int x = 0; x < scene.width(); ++x) {
             if (ground == 0 || scene.matAt(x, y) != ground) {
@@ -153,6 +160,10 @@ int main(int argc, char** argv) {
             }
             const double d = dot(scene.worldAt(x, y) - vp.eye, axis);
             nearest = std::min(nearest, d);
+            if (d > farthest) {
+                farX = x;
+                farY = y;
+            }
             farthest = std::max(farthest, d);
             if (groundY < 0 || y > groundY) {
                 groundX = x;
@@ -186,6 +197,63 @@ int main(int argc, char** argv) {
         ok = false;
     }
     ok = save(frame, dir, "fill-ground-fog.png") && ok;
+
+    // Strokes by hand. A line lying on the ground from the nearest ground to the farthest,
+    // 60 cm wide, narrowing as the ground recedes: two clicks, then Enter.
+    state.lockMask = 0;
+    state.fogOn = false;
+    state.colour[0] = 190;
+    state.colour[1] = 40;
+    state.colour[2] = 30;
+    tools.pen().threeD = true;
+    tools.pen().thickness = 60;
+    tools.pen().antiAlias = true;
+    tools.setCurrentTool(CSetPen::id);
+    if (groundY >= 0 && farY >= 0) {
+        scene.beginStroke(StrokePoint{groundX, groundY, 1.0f, 0});
+        scene.endStroke();
+        scene.beginStroke(StrokePoint{farX, farY, 1.0f, 0});
+        scene.endStroke();
+        scene.closeStroke();
+    }
+    // A brush stroke from a tablet across the sky, its pressure rising from light to full,
+    // sent to the view as the tablet's events.
+    state.colour[0] = 30;
+    state.colour[1] = 60;
+    state.colour[2] = 160;
+    BrushSettings& brush = tools.brush().settings;
+    brush.type = brushRound;
+    brush.size = std::max(4, scene.width() / 60);
+    brush.hardness = 60;
+    brush.dynamics = 2;
+    tools.setCurrentTool(CSetBrush::id);
+    tools.refresh();
+    {
+        const QPointingDevice stylus(
+            "stylus", 7, QInputDevice::DeviceType::Stylus, QPointingDevice::PointerType::Pen,
+            QInputDevice::Capability::Position | QInputDevice::Capability::Pressure, 1, 2);
+        const CursorContext context = view->cursorContext();
+        const int y0 = scene.height() / 8;
+        const int x0 = scene.width() / 10;
+        const int x1 = scene.width() * 9 / 10;
+        const int steps = 120;
+        for (int i = 0; i <= steps; ++i) {
+            const double t = static_cast<double>(i) / steps;
+            const int x = x0 + static_cast<int>((x1 - x0) * t);
+            const int y = y0 + static_cast<int>(scene.height() / 16 * std::sin(t * 6.0));
+            const Point<2> w = context.toView(Point<2>(x + 0.3, y + 0.3));
+            const QPointF at(w.x(), w.y());
+            const QEvent::Type type = i == 0       ? QEvent::TabletPress
+                                      : i == steps ? QEvent::TabletRelease
+                                                   : QEvent::TabletMove;
+            QTabletEvent e(type, &stylus, at, view->viewport()->mapToGlobal(at), 0.1 + 0.9 * t, 0,
+                           0, 0, 0, 0, Qt::NoModifier,
+                           type == QEvent::TabletMove ? Qt::NoButton : Qt::LeftButton,
+                           type == QEvent::TabletRelease ? Qt::NoButton : Qt::LeftButton);
+            QApplication::sendEvent(view->viewport(), &e);
+        }
+    }
+    ok = save(frame, dir, "pen-and-brush-strokes.png") && ok;
 
     app.ExitInstance();
     UserMessages::install(nullptr);
