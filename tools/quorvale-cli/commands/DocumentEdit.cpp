@@ -4,6 +4,7 @@
 
 #include "CliSupport.h"
 #include "Command.h"
+#include "ZmapCli.h"
 #include "core/StringUtils.h"
 #include "file/DummyZmapDocument.h"
 
@@ -86,6 +87,40 @@ int editDocument(const char* name, const std::string& in, const std::string& out
         }
     } catch (const std::bad_alloc&) {
         return operationFailed(name, in, status::outOfMemory);
+    }
+    return exitOk;
+}
+
+int openForStrokes(const char* name, const std::string& in, DummyZmapDocument& doc,
+                   LastMessage& messages) {
+    doc.editor.setMessages(&messages);
+    Status s = status::ok;
+    FileProgress reading("reading");
+    doc.editor.setProgress(&reading);
+    doc.editor.execute(s, commandOpen, FileArgument{getWCS(in)});
+    doc.editor.setProgress(nullptr);
+    if (s != status::ok && s != status::warning) {
+        return messages.last.empty() ? operationFailed(name, in, s)
+                                     : failed(name, utf8(messages.last));
+    }
+    return exitOk;
+}
+
+int saveAfterStrokes(const char* name, const std::string& in, const std::string& out,
+                     DummyZmapDocument& doc, Status s, LastMessage& messages) {
+    if (s != status::ok) {
+        return operationFailed(name, in, s);
+    }
+    if (interrupted()) {
+        return operationFailed(name, in, status::stopped);
+    }
+    FileProgress writing("writing");
+    doc.editor.setProgress(&writing);
+    doc.editor.execute(s, commandSaveAs, FileArgument{getWCS(out)});
+    doc.editor.setProgress(nullptr);
+    if (s != status::ok && s != status::warning) {
+        return messages.last.empty() ? operationFailed(name, out, s)
+                                     : failed(name, utf8(messages.last));
     }
     return exitOk;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Status.h"
 #include "image/DocumentCommands.h"
 
 #include <string>
@@ -24,5 +25,26 @@ int editWithoutOptions(const char* name, const std::vector<std::string>& args,
 /// set) if there aren't exactly two.
 bool inAndOut(const std::vector<std::string>& positional, std::string& in, std::string& out,
               std::string& error);
+
+class DummyZmapDocument;
+
+/// What a document's commands last told the user, kept to be printed when the command fails.
+class LastMessage : public CommandMessages {
+public:
+    void message(std::int32_t, const std::wstring& text) override { last = text; }
+    void progressText(std::int32_t, const std::wstring&) override {}
+    std::wstring last;
+};
+
+/// The ends of the commands that paint strokes into a document (fill, paint): opens IN into
+/// `doc` with reading progress, and, after the strokes, saves it as OUT with writing
+/// progress. `doc` reports its messages to `messages` from `openForStrokes` on. Each returns
+/// 0 when the road goes on, else the exit code after printing why (the command's own
+/// message if it gave one). `saveAfterStrokes` saves nothing when the strokes failed (`s`)
+/// or were stopped by Ctrl+C, so OUT is left as it was.
+int openForStrokes(const char* name, const std::string& in, DummyZmapDocument& doc,
+                   LastMessage& messages);
+int saveAfterStrokes(const char* name, const std::string& in, const std::string& out,
+                     DummyZmapDocument& doc, Status s, LastMessage& messages);
 
 } // namespace cli

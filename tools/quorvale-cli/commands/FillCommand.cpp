@@ -358,13 +358,6 @@ bool readGrainOptions(const cli::Arguments& a, CSetGrain& grain, bool& on, std::
     return true;
 }
 
-class NoMessages : public CommandMessages {
-public:
-    void message(std::int32_t, const std::wstring& text) override { last = text; }
-    void progressText(std::int32_t, const std::wstring&) override {}
-    std::wstring last;
-};
-
 int run(const std::vector<std::string>& rawArgs) {
     const std::vector<std::string> args = joinGrainFile(rawArgs);
     cli::Arguments a(args,
@@ -433,18 +426,10 @@ int run(const std::vector<std::string>& rawArgs) {
     }
     try {
         DummyZmapDocument doc;
-        NoMessages messages;
-        doc.editor.setMessages(&messages);
+        cli::LastMessage messages;
         Status s = status::ok;
-        {
-            cli::FileProgress reading("reading");
-            doc.editor.setProgress(&reading);
-            doc.editor.execute(s, commandOpen, FileArgument{getWCS(in)});
-            doc.editor.setProgress(nullptr);
-        }
-        if (s != status::ok && s != status::warning) {
-            return messages.last.empty() ? cli::operationFailed(name, in, s)
-                                         : cli::failed(name, utf8(messages.last));
+        if (int code = cli::openForStrokes(name, in, doc, messages)) {
+            return code;
         }
         const std::int32_t x = seed ? static_cast<std::int32_t>(at[0]) : 0;
         const std::int32_t y = seed ? static_cast<std::int32_t>(at[1]) : 0;
@@ -460,22 +445,10 @@ int run(const std::vector<std::string>& rawArgs) {
             s = runFill(doc, x, y, nullptr, fill, matte, fog, state);
             doc.editor.setProgress(nullptr);
         }
-        const bool stopped = cli::interrupted();
         ToolSelection::instance().reset();
-        if (s != status::ok) {
-            return cli::operationFailed(name, in, s);
-        }
-        if (stopped) {
-            // A stopped fill is not saved: the output file is left as it was.
-            return cli::operationFailed(name, in, status::stopped);
-        }
-        cli::FileProgress writing("writing");
-        doc.editor.setProgress(&writing);
-        doc.editor.execute(s, commandSaveAs, FileArgument{getWCS(out)});
-        doc.editor.setProgress(nullptr);
-        if (s != status::ok && s != status::warning) {
-            return messages.last.empty() ? cli::operationFailed(name, out, s)
-                                         : cli::failed(name, utf8(messages.last));
+        // A failed or stopped run is not saved: the output file is left as it was.
+        if (int code = cli::saveAfterStrokes(name, in, out, doc, s, messages)) {
+            return code;
         }
     } catch (const std::bad_alloc&) {
         return cli::operationFailed(name, in, status::outOfMemory);

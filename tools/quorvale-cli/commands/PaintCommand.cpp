@@ -286,13 +286,6 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
     return true;
 }
 
-class LastMessage : public CommandMessages {
-public:
-    void message(std::int32_t, const std::wstring& text) override { last = text; }
-    void progressText(std::int32_t, const std::wstring&) override {}
-    std::wstring last;
-};
-
 int run(const std::vector<std::string>& args) {
     cli::Arguments a(args, {"script"}, {});
     if (!a.ok()) {
@@ -345,17 +338,9 @@ int run(const std::vector<std::string>& args) {
 
     try {
         DummyZmapDocument doc;
-        LastMessage messages;
-        doc.editor.setMessages(&messages);
-        {
-            cli::FileProgress reading("reading");
-            doc.editor.setProgress(&reading);
-            doc.editor.execute(s, commandOpen, FileArgument{getWCS(in)});
-            doc.editor.setProgress(nullptr);
-        }
-        if (s != status::ok && s != status::warning) {
-            return messages.last.empty() ? cli::operationFailed(name, in, s)
-                                         : cli::failed(name, utf8(messages.last));
+        cli::LastMessage messages;
+        if (int code = cli::openForStrokes(name, in, doc, messages)) {
+            return code;
         }
         Toolbox& toolbox = Toolbox::instance();
         const ToolboxState saved = toolbox.state;
@@ -377,22 +362,10 @@ int run(const std::vector<std::string>& args) {
             }
             progress.done();
         }
-        const bool stopped = cli::interrupted();
         selection.reset();
-        if (s != status::ok) {
-            return cli::operationFailed(name, in, s);
-        }
-        if (stopped) {
-            // A stopped replay is not saved: the output file is left as it was.
-            return cli::operationFailed(name, in, status::stopped);
-        }
-        cli::FileProgress writing("writing");
-        doc.editor.setProgress(&writing);
-        doc.editor.execute(s, commandSaveAs, FileArgument{getWCS(out)});
-        doc.editor.setProgress(nullptr);
-        if (s != status::ok && s != status::warning) {
-            return messages.last.empty() ? cli::operationFailed(name, out, s)
-                                         : cli::failed(name, utf8(messages.last));
+        // A failed or stopped run is not saved: the output file is left as it was.
+        if (int code = cli::saveAfterStrokes(name, in, out, doc, s, messages)) {
+            return code;
         }
     } catch (const std::bad_alloc&) {
         return cli::operationFailed(name, in, status::outOfMemory);
