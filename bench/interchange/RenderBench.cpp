@@ -218,6 +218,21 @@ void renderModel(benchmark::State& state) {
             drawn += doc.zAt(x, y) != ZBitmap::noDepth;
         }
     }
+    // A check sum of every pixel's colour, so that a change to the renderer that should
+    // change no pixel can be seen to keep them (the low 24 bits of an FNV-1a hash, which a
+    // counter shows exactly).
+    std::uint32_t hash = 2166136261u;
+    TileHandle hold;
+    std::int32_t tile = -1;
+    for (std::int32_t y = 0; y < height; ++y) {
+        for (std::int32_t x = 0; x < width; ++x) {
+            const ColourPOD c = doc.rgbAtCached(x, y, hold, tile);
+            for (const std::uint8_t v : {c.r, c.g, c.b}) {
+                hash = (hash ^ v) * 16777619u;
+            }
+        }
+    }
+    state.counters["colour_hash"] = static_cast<double>(hash & 0xFFFFFFu);
     const double iterations = static_cast<double>(state.iterations());
     state.SetItemsProcessed(state.iterations() *
                             static_cast<std::int64_t>(s.model->triangleCount()));

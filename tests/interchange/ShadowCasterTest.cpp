@@ -89,6 +89,21 @@ std::vector<Triangle> slivers(std::mt19937& random) {
     return out;
 }
 
+std::vector<Triangle> stairs(std::mt19937&) {
+    // Long slanted strips, each a step above the last and meeting it edge to edge as the
+    // light sees them, over a ground: a strip's box covers many nodes that the strip
+    // misses, and a point on a strip's edge is blocked by the step above.
+    std::vector<Triangle> out = {Triangle{{{-50, -50, 0}, {50, -50, 0}, {50, 50, 0}}},
+                                 Triangle{{{-50, -50, 0}, {50, 50, 0}, {-50, 50, 0}}}};
+    for (int i = 0; i < 20; ++i) {
+        const double x = -40, y = -50 + 4 * i, h = 10 + 0.5 * i;
+        const Point<3> a(x, y, h), b(x + 80, y + 30, h), c(x + 80, y + 34, h), d(x, y + 4, h);
+        out.push_back({a, b, c});
+        out.push_back({a, c, d});
+    }
+    return out;
+}
+
 struct SceneCase {
     const char* name;
     std::function<std::vector<Triangle>(std::mt19937&)> make;
@@ -102,6 +117,8 @@ TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
         {"cloud", cloud, Angle::degrees(75), Angle::degrees(-50)},
         {"slivers", slivers, Angle::degrees(0), Angle::degrees(-90)},
         {"slivers, slanted", slivers, Angle::degrees(130), Angle::degrees(-20)},
+        {"stairs, sun overhead", stairs, Angle::degrees(0), Angle::degrees(-90)},
+        {"stairs, low sun", stairs, Angle::degrees(300), Angle::degrees(-40)},
     };
     for (const SceneCase& c : cases) {
         for (const unsigned threads : {1u, 2u}) {

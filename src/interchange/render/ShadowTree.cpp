@@ -232,14 +232,50 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         float depth[4];
         std::uint32_t triangle, owner;
     };
+    // The nodes of its box that the triangle itself may reach: bit (y - y0) * w + x - x0,
+    // w = x1 - x0 + 1, of the box's nodes (a listed triangle meets at most 16 of them).
     struct Nodes {
         std::uint16_t x0, y0, x1, y1;
+        std::uint16_t reached;
     };
+    static_assert(std::max(nodesPerTriangle, mainNodesPerTriangle) <= 16,
+                  "a triangle's nodes are marked in 16 bits");
     static_assert(deepestLevel <= 16, "node numbers are kept in 16 bits");
     // What rounding to floats can take off an edge value, over the tree's box; the exact
     // test's own slack comes on top.
     const double reach = std::max({std::fabs(x0_), std::fabs(x1_), std::fabs(y0_), std::fabs(y1_)});
     edgeAllowance_ = static_cast<float>(slack + floatRounding * (1 + reach));
+    // A node is left out of a triangle's when an edge of the triangle has every point of
+    // the node (grown by what the node of a point can be wrong by) well outside: no point
+    // there can pass the exact test. Most triangles are far from filling their boxes (a
+    // wall seen along the light is a long slanted strip), so this drops many entries.
+    const double nodeMargin = 1e-9 * (1 + reach);
+    const double outside = -(slack + nodeMargin);
+    auto reachedNodes = [&](const ShadowFootprint& f, const Level& g, const Span& s) {
+        const unsigned count = (s.x1 - s.x0 + 1) * (s.y1 - s.y0 + 1);
+        if (!(g.scaleX > 0 && g.scaleY > 0)) {
+            return static_cast<std::uint16_t>((1u << count) - 1); // a flat box: one node row
+        }
+        std::uint16_t reached = 0;
+        unsigned bit = 0;
+        for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
+            const double ny0 = y0_ + y / g.scaleY - nodeMargin;
+            const double ny1 = y0_ + (y + 1) / g.scaleY + nodeMargin;
+            for (std::uint32_t x = s.x0; x <= s.x1; ++x, ++bit) {
+                const double nx0 = x0_ + x / g.scaleX - nodeMargin;
+                const double nx1 = x0_ + (x + 1) / g.scaleX + nodeMargin;
+                bool meets = true;
+                for (int k = 0; k < 9 && meets; k += 3) {
+                    const double a = f.edges[k], b = f.edges[k + 1], c = f.edges[k + 2];
+                    meets = a * (a > 0 ? nx1 : nx0) + b * (b > 0 ? ny1 : ny0) + c >= outside;
+                }
+                if (meets) {
+                    reached = static_cast<std::uint16_t>(reached | (1u << bit));
+                }
+            }
+        }
+        return reached;
+    };
     HugePageVector<Packed> packed(footprints.size());
     HugePageVector<Nodes> nodes(footprints.size());
     inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
@@ -248,9 +284,11 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
                 continue;
             }
             const ShadowFootprint& f = footprints[i];
-            const Span s = spanAt(f, grids[levelOf[i]]);
+            const Level& g = grids[levelOf[i]];
+            const Span s = spanAt(f, g);
             nodes[i] = {static_cast<std::uint16_t>(s.x0), static_cast<std::uint16_t>(s.y0),
-                        static_cast<std::uint16_t>(s.x1), static_cast<std::uint16_t>(s.y1)};
+                        static_cast<std::uint16_t>(s.x1), static_cast<std::uint16_t>(s.y1),
+                        reachedNodes(f, g, s)};
             Packed& e = packed[i];
             e.zLow = roundedDown(f.zLow);
             for (int k = 0; k < 9; ++k) {
@@ -318,10 +356,10 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         }
         Level& g = grids[levelOf[i]];
         const Nodes s = nodes[i];
-        for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
-            for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
-                ++g.first[std::size_t(y) * g.side + x + 1];
-            }
+        const std::uint32_t w = s.x1 - s.x0 + 1u;
+        for (unsigned r = s.reached; r; r &= r - 1) {
+            const auto bit = static_cast<std::uint32_t>(std::countr_zero(r));
+            ++g.first[std::size_t(s.y0 + bit / w) * g.side + s.x0 + bit % w + 1];
         }
     }
     // Counts to starts, in blocks (a list takes whole blocks); then the triangle of every
@@ -346,11 +384,11 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         const std::uint8_t l = levelOf[i];
         const Level& g = grids[l];
         const Nodes s = nodes[i];
-        for (std::uint32_t y = s.y0; y <= s.y1; ++y) {
-            for (std::uint32_t x = s.x0; x <= s.x1; ++x) {
-                const std::size_t node = std::size_t(y) * g.side + x;
-                entries[l][std::size_t(g.first[node]) * Block::lanes + filled[l][node]++] = i;
-            }
+        const std::uint32_t w = s.x1 - s.x0 + 1u;
+        for (unsigned r = s.reached; r; r &= r - 1) {
+            const auto bit = static_cast<std::uint32_t>(std::countr_zero(r));
+            const std::size_t node = std::size_t(s.y0 + bit / w) * g.side + s.x0 + bit % w;
+            entries[l][std::size_t(g.first[node]) * Block::lanes + filled[l][node]++] = i;
         }
     }
     // The blocks in the order they lie in memory (on every core), each lane copied from
