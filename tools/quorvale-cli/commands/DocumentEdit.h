@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+class DummyZmapDocument;
+
 namespace cli {
 
 /// The road of the commands that change a document file: IN is opened through the
@@ -25,8 +27,6 @@ int editWithoutOptions(const char* name, const std::vector<std::string>& args,
 /// set) if there aren't exactly two.
 bool inAndOut(const std::vector<std::string>& positional, std::string& in, std::string& out,
               std::string& error);
-
-class DummyZmapDocument;
 
 /// What a document's commands last told the user, kept to be printed when the command fails.
 class LastMessage : public CommandMessages {

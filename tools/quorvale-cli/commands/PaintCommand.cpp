@@ -3,6 +3,7 @@
 
 #include "CliSupport.h"
 #include "Command.h"
+#include "DocumentEdit.h"
 #include "JsonReader.h"
 #include "ZmapCli.h"
 
