@@ -377,9 +377,59 @@ MipMap::LevelSample MipMap::sampleLevel(int level, double x, double y, bool clam
     return s;
 }
 
+void MipMap::prefetchLevel(int level, double x, double y) const {
+    const Raster& padded = *paddedLevels[static_cast<std::size_t>(level)];
+    const double c = std::ldexp(1.0, level);
+    if (tiled) {
+        x -= offsetX;
+        y -= offsetY;
+    }
+    // The top-left tap of the 2 x 2 cells, wrapped or held to the level like the read.
+    auto cell = [](double at, std::int32_t size) {
+        const double f = std::floor(at);
+        if (!(f >= 0)) {
+            return std::int64_t{0};
+        }
+        return static_cast<std::int64_t>(std::min(f, static_cast<double>(size - 1)));
+    };
+    const std::int64_t cx = cell((x - c / 2) / c, padded.width);
+    const std::int64_t cy = cell((y - c / 2) / c, padded.height);
+    const std::int64_t rows[2] = {cy, std::min<std::int64_t>(cy + 1, padded.height - 1)};
+    for (const std::int64_t row : rows) {
+        const std::size_t at = static_cast<std::size_t>(row * padded.width + cx);
+        if (padded.hasAlpha) {
+            __builtin_prefetch(padded.alpha + at);
+        }
+        if (padded.hasColour) {
+            __builtin_prefetch(padded.rgb + at * 3);
+        }
+    }
+}
+
+void MipMap::prefetchSample(double x, double y, float footprint) const {
+    if (!(footprint > 1)) {
+        prefetchLevel(0, x, y);
+        return;
+    }
+    const double L = std::log2(static_cast<double>(footprint));
+    if (L >= levels - 1) {
+        prefetchLevel(levels - 1, x, y);
+        return;
+    }
+    const int l = std::clamp(static_cast<int>(std::floor(L)), 0, levels - 2);
+    prefetchLevel(l, x, y);
+    prefetchLevel(l + 1, x, y);
+}
+
 void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
                     const float* footprint, int count, bool clampEdge) const {
+    // How many samples ahead the texels are asked for: enough to cover a miss to memory
+    // with the work of the samples in between.
+    constexpr int ahead = 8;
     for (int i = 0; i < count; ++i) {
+        if (i + ahead < count) {
+            prefetchSample(u[i + ahead], v[i + ahead], footprint[i + ahead]);
+        }
         double colour[3];
         double a = 0;
         const float fp = footprint[i];

@@ -98,6 +98,11 @@ public:
 
 private:
     /// The level's sums: colour times coverage, and coverage.
+    /// Asks the memory system early for the texels a sample at (x, y) with this footprint
+    /// will read, so that a run of samples overlaps its cache misses (random points over a
+    /// large texture wait on memory, not on arithmetic). Reads nothing itself.
+    void prefetchSample(double x, double y, float footprint) const;
+    void prefetchLevel(int level, double x, double y) const;
     void levelSums(int level, double x, double y, bool clampEdge, double (&colour)[3],
                    double& alpha) const;
     void reduce(const Raster& from, std::int32_t fromExactW, std::int32_t fromExactH, Raster& to,
