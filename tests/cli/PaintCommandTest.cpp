@@ -128,4 +128,53 @@ TEST(PaintCommand, BadScriptsAreRefusedWithTheirPlaceAndWriteNothing) {
     }
 }
 
+TEST(PaintCommand, GrainInAScriptOnlyTakesPaintAway) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    const std::string plain = R"({
+  "tool": "brush",
+  "settings": {"Size": 10, "Hardness": 90, "Spacing": 0.25},
+  "colour": [255, 0, 0],
+  "strokes": [[[20, 60], [230, 70]]]
+})";
+    std::string grained = plain;
+    grained.insert(grained.find("\"strokes\""),
+                   "\"grain\": {\"Type\": 0, \"Scale\": 3, \"Fractality\": 0.5},\n  ");
+    writeText(dir.file("plain.json"), plain);
+    writeText(dir.file("grained.json"), grained);
+    for (const char* name : {"plain", "grained"}) {
+        const auto result =
+            runCli({"paint", dir.file("in.zmp"), dir.file(std::string(name) + ".zmp"), "--script",
+                    dir.file(std::string(name) + ".json")});
+        ASSERT_EQ(result.exitCode, 0) << name << ": " << result.err;
+    }
+    DummyZmapDocument a;
+    DummyZmapDocument b;
+    ASSERT_EQ(execute(a, commandOpen, FileArgument{getWCS(dir.file("plain.zmp"))}), status::ok);
+    ASSERT_EQ(execute(b, commandOpen, FileArgument{getWCS(dir.file("grained.zmp"))}), status::ok);
+    int painted = 0;
+    int lowered = 0;
+    for (std::int32_t y = 0; y < 128; ++y) {
+        for (std::int32_t x = 0; x < 256; ++x) {
+            // Red over grey: the red channel says how much paint a pixel took.
+            const int withoutGrain = a.rgbAt(x, y).r - 100;
+            const int withGrain = b.rgbAt(x, y).r - 100;
+            ASSERT_LE(withGrain, withoutGrain) << x << "," << y;
+            painted += withoutGrain > 0;
+            lowered += withGrain < withoutGrain;
+        }
+    }
+    EXPECT_GT(painted, 1000);
+    EXPECT_GT(lowered, painted / 10) << "the grain broke up too little of the stroke";
+
+    writeText(dir.file("bad-grain.json"),
+              "{\"tool\": \"brush\", \"grain\": {\"Type\": 1, \"Filename\": \"missing.png\"},"
+              " \"strokes\": [[[1, 2]]]}");
+    const auto result = runCli(
+        {"paint", dir.file("in.zmp"), dir.file("out.zmp"), "--script", dir.file("bad-grain.json")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.err.find("missing.png"), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.file("out.zmp")));
+}
+
 } // namespace

@@ -13,6 +13,7 @@
 #include "pipeline/ToolSelection.h"
 #include "styles/CSetBrush.h"
 #include "styles/CSetFog.h"
+#include "styles/CSetGrain.h"
 #include "styles/CSetMatte.h"
 #include "styles/StyleStorage.h"
 #include "styles/Toolbox.h"
@@ -264,6 +265,11 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
                 return false;
             }
             script.state.fogOn = true;
+        } else if (key == "grain") {
+            if (!readKeys(value, "grain", L"Grain", script.keys, e)) {
+                return false;
+            }
+            script.state.grainOn = true;
         } else if (key == "strokes") {
             if (value.kind != cli::JsonValue::array || value.items.empty()) {
                 return error(e, value, "\"strokes\" is a list of strokes");
@@ -278,7 +284,7 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
             return error(e, value,
                          "unknown key \"" + key +
                              "\" (tool, settings, colour, opacity, mode, locks, matte, fog, "
-                             "strokes)");
+                             "grain, strokes)");
         }
     }
     if (script.strokes.empty()) {
@@ -337,6 +343,15 @@ int run(const std::vector<std::string>& args) {
         fog.readStyle();
     }
 
+    TQL::Handle<GrainTool> grain;
+    if (script.state.grainOn) {
+        std::wstring grainError;
+        grain = makeGrainFromStyle(script.keys, &grainError);
+        if (!grain) {
+            return cli::failed(name, *scriptPath + ": " + utf8(grainError));
+        }
+    }
+
     try {
         DummyZmapDocument doc;
         cli::LastMessage messages;
@@ -351,6 +366,7 @@ int run(const std::vector<std::string>& args) {
         ToolSelection& selection = ToolSelection::instance();
         selection.matting = matte.makeMatte(script.state.lockMask & 15u);
         selection.fog = script.state.fogOn ? fog.makeFog() : TQL::Handle<Fog>();
+        selection.grain = grain;
         {
             cli::ProgressLine progress("painting");
             for (std::size_t i = 0; i < script.strokes.size() && s == status::ok; ++i) {
@@ -385,6 +401,9 @@ const cli::Command command{
     "    \"colour\" [R, G, B]   \"opacity\" 1-100   \"mode\" \"normal\", \"multiply\", ...\n"
     "    \"locks\"     [\"material\", \"plane\", \"angle\", \"colour\"]\n"
     "    \"matte\", \"fog\"  style keys of the lock and fog pages (fog on when given)\n"
+    "    \"grain\"     style keys of the grain page, e.g. {\"Type\": 0, \"Scale\": 8}\n"
+    "                (grain on when given; a picture's \"Filename\" is found beside the\n"
+    "                script)\n"
     "    \"strokes\"   [{\"points\": [[X, Y], [X, Y, PRESSURE], ...]}, ...]\n"
     "  Picture files in the settings are found beside the script. A script with an\n"
     "  error is reported with its line and column, and nothing is written.",
