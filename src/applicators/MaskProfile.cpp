@@ -37,8 +37,7 @@ std::unique_ptr<MaskProfile> SoftMaskProfile::clone() const {
     return std::make_unique<SoftMaskProfile>(*this);
 }
 
-void SoftMaskProfile::setLevel(float level) {
-    const double v = level;
+void MaskProfile::setBellLevel(double v, double peakAt) {
     if (v <= 0) {
         if (levelChangesPeak) {
             peak = 0;
@@ -51,12 +50,16 @@ void SoftMaskProfile::setLevel(float level) {
         shape = hardness;
     } else {
         if (levelChangesPeak) {
-            peak = static_cast<float>(std::pow(bell(1.0 - v), hardness));
+            peak = static_cast<float>(std::pow(bell(peakAt), hardness));
         }
         if (levelChangesShape) {
             shape = 1.0 - (1.0 - hardness) * v;
         }
     }
+}
+
+void SoftMaskProfile::setLevel(float level) {
+    setBellLevel(level, 1.0 - level);
 }
 
 float SoftMaskProfile::value(double r) const {
@@ -86,25 +89,7 @@ std::unique_ptr<MaskProfile> NegInvSoftMaskProfile::clone() const {
 }
 
 void NegInvSoftMaskProfile::setLevel(float level) {
-    const double v = level;
-    if (v <= 0) {
-        if (levelChangesPeak) {
-            peak = 0;
-        }
-        if (levelChangesShape) {
-            shape = 1.0;
-        }
-    } else if (v >= 1) {
-        peak = 1.0f;
-        shape = hardness;
-    } else {
-        if (levelChangesPeak) {
-            peak = static_cast<float>(std::pow(bell(v), hardness));
-        }
-        if (levelChangesShape) {
-            shape = 1.0 - (1.0 - hardness) * v;
-        }
-    }
+    setBellLevel(level, level);
 }
 
 float NegInvSoftMaskProfile::value(double r) const {

@@ -34,6 +34,10 @@ public:
 
 protected:
     explicit MaskProfile(double h) : hardness(h), shape(h) {}
+
+    /// `setLevel` of the two bells, which differ only in where their peak curve is read:
+    /// the peak becomes bell(`peakAt`) ^ hardness for a level strictly between 0 and 1.
+    void setBellLevel(double level, double peakAt);
 };
 
 /// ((cos(r pi) + 1) / 2) ^ shape: a bell that is flat at the centre.
