@@ -2,6 +2,7 @@
 
 #include "core/Reporter.h"
 #include "interchange/raster/RasterImport.h"
+#include "texture/RasterTexture.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,11 +18,9 @@ Status CubeTexture::load(const std::wstring& path, Reporter* progress,
     texture = nullptr;
     const std::wstring prefix = L"The cube texture \"" + path + L"\" could not be loaded";
     try {
-        auto import = TQL::makeHandle<RasterImport>();
-        const Status s = import->read(path);
-        if (s != status::ok || !import->raster()) {
-            error = prefix + L": " + import->errorText();
-            return s != status::ok ? s : status::damaged;
+        TQL::Handle<RasterImport> import;
+        if (const Status s = readTexturePicture(path, prefix, import, error); s != status::ok) {
+            return s;
         }
         const ::Raster& picture = *import->raster();
         if (picture.width != 6 * picture.height) {

@@ -26,16 +26,25 @@ RasterTexture::RasterTexture(const TQL::Handle<MipMap>& map, float worldWidth, f
     }
 }
 
+Status readTexturePicture(const std::wstring& path, const std::wstring& cannotLoad,
+                          TQL::Handle<RasterImport>& import, std::wstring& error) {
+    import = TQL::makeHandle<RasterImport>();
+    const Status s = import->read(path);
+    if (s != status::ok || !import->raster()) {
+        error = cannotLoad + L": " + import->errorText();
+        return s != status::ok ? s : status::damaged;
+    }
+    return status::ok;
+}
+
 Status RasterTexture::load(const std::wstring& path, bool tiled, Reporter* progress,
                            TQL::Handle<RasterTexture>& texture, std::wstring& error) {
     texture = nullptr;
     const std::wstring prefix = L"The texture \"" + path + L"\" could not be loaded";
     try {
-        auto import = TQL::makeHandle<RasterImport>();
-        const Status s = import->read(path);
-        if (s != status::ok || !import->raster()) {
-            error = prefix + L": " + import->errorText();
-            return s != status::ok ? s : status::damaged;
+        TQL::Handle<RasterImport> import;
+        if (const Status s = readTexturePicture(path, prefix, import, error); s != status::ok) {
+            return s;
         }
         const ::Raster& picture = *import->raster();
         std::vector<float> alpha;

@@ -6,9 +6,16 @@
 
 #include <string>
 
+class RasterImport;
 class Reporter;
 
 namespace tex {
+
+/// Reads a texture's picture through RasterImport into `import`. On failure `error` is
+/// `cannotLoad` (the sentence saying which texture could not be loaded), a colon and the
+/// reader's reason, and the status is not 0.
+[[nodiscard]] Status readTexturePicture(const std::wstring& path, const std::wstring& cannotLoad,
+                                        TQL::Handle<RasterImport>& import, std::wstring& error);
 
 /// A picture as a texture: a MipMap sampled in the picture's pixels, optionally flipped,
 /// tiled or reflected. Reflection (a map of twice the size holding the picture and its
