@@ -38,39 +38,23 @@ void Poly3dPC::draw(CursorPainter& painter, const CursorContext& context) const 
         return;
     }
     painter.setPen(CursorPainter::Pen::solid);
-    drawWorldPath(painter, context, points_, closed_ && polygonDone_);
+    drawWorldPath(painter, context, points_, closed() && polygonDone());
     for (const Point<3>& p : points_) {
         Point<3> pixel;
         if (context.project(p, pixel)) {
             painter.handle(context.toView(Point<2>(pixel.x() + 0.5, pixel.y() + 0.5)));
         }
     }
-    if (!polygonDone_ && hasMouse_) {
+    if (!polygonDone() && hasMouse_) {
         painter.setPen(CursorPainter::Pen::dashed);
         context.worldLine(painter, points_.back(), mouse_);
     }
 }
 
-unsigned Poly3dPC::complete() {
-    if (points_.size() < minimumPoints()) {
-        return cursorreply::none;
-    }
-    polygonDone_ = true;
-    return polygonComplete() | cursorreply::redraw;
-}
-
 unsigned Poly3dPC::press(const CursorEvent& event, const CursorContext& context) {
-    if (polygonDone_) {
-        return cursorreply::none;
-    }
-    if (event.button == CursorEvent::rightButton) {
-        return complete();
-    }
-    if (event.button != CursorEvent::leftButton) {
-        return cursorreply::none;
-    }
-    if (closed_ && points_.size() >= minimumPoints() && nearPixel(event, context, pixels_[0])) {
-        return complete();
+    unsigned reply = cursorreply::none;
+    if (pressAddsNoPoint(event, context, reply)) {
+        return reply;
     }
     Point<3> world;
     if (!pointAt(event.image, context, world)) {
@@ -87,37 +71,16 @@ unsigned Poly3dPC::press(const CursorEvent& event, const CursorContext& context)
 }
 
 unsigned Poly3dPC::move(const CursorEvent& event, const CursorContext& context) {
-    if (polygonDone_ || points_.empty()) {
+    if (polygonDone() || points_.empty()) {
         return cursorreply::none;
     }
     hasMouse_ = pointAt(event.image, context, mouse_);
     return cursorreply::redraw;
 }
 
-unsigned Poly3dPC::doubleClick(const CursorEvent& event, const CursorContext& context) {
-    if (polygonDone_) {
-        return cursorreply::none;
-    }
-    const unsigned reply = press(event, context);
-    if (polygonDone_) {
-        return reply;
-    }
-    return complete() | reply;
-}
-
-unsigned Poly3dPC::key(CursorKey key) {
-    if (polygonDone_) {
-        return cursorreply::none;
-    }
-    if (key == CursorKey::enter) {
-        return complete();
-    }
-    if (key == CursorKey::backspace && !points_.empty()) {
-        points_.pop_back();
-        pixels_.pop_back();
-        return cursorreply::redraw;
-    }
-    return cursorreply::none;
+void Poly3dPC::removeLastPoint() {
+    points_.pop_back();
+    pixels_.pop_back();
 }
 
 // PolyOutline3dPC

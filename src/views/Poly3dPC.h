@@ -1,6 +1,6 @@
 #pragma once
 
-#include "views/PseudoCursor.h"
+#include "views/PolyPC.h"
 
 #include <vector>
 
@@ -9,35 +9,28 @@
 /// polygon is drawn from there at any zoom or scroll. Completed as a pixel polygon is (a
 /// double click, a right click, Enter, or a click on the first point when closed);
 /// Backspace removes the last point.
-class Poly3dPC : public PseudoCursor {
+class Poly3dPC : public PolygonGatherPC {
 public:
-    explicit Poly3dPC(bool closed = true) : closed_(closed) {}
+    explicit Poly3dPC(bool closed = true) : PolygonGatherPC(closed) {}
 
     void draw(CursorPainter& painter, const CursorContext& context) const override;
     unsigned press(const CursorEvent& event, const CursorContext& context) override;
     unsigned move(const CursorEvent& event, const CursorContext& context) override;
-    unsigned doubleClick(const CursorEvent& event, const CursorContext& context) override;
-    unsigned key(CursorKey key) override;
 
-    bool closed() const { return closed_; }
     const std::vector<Point<3>>& points() const { return points_; }
 
 protected:
     /// The world point a pixel gives; false when it gives none.
     virtual bool pointAt(IPoint<2> pixel, const CursorContext& context, Point<3>& world);
-    /// The polygon has its points: the base class finishes; others go on to another stage.
-    virtual unsigned polygonComplete() { return finish(); }
-    bool polygonDone() const { return polygonDone_; }
     /// Draws the world path, closed or open.
     static void drawWorldPath(CursorPainter& painter, const CursorContext& context,
                               const std::vector<Point<3>>& points, bool closed);
 
-private:
-    unsigned complete();
-    std::size_t minimumPoints() const { return closed_ ? 3 : 2; }
+    std::size_t pointCount() const override { return points_.size(); }
+    void removeLastPoint() override;
+    IPoint<2> firstPixel() const override { return pixels_.front(); }
 
-    bool closed_;
-    bool polygonDone_ = false;
+private:
     std::vector<Point<3>> points_;
     /// The pixels clicked, to tell a click on the first point.
     std::vector<IPoint<2>> pixels_;

@@ -17,65 +17,37 @@ IPoint<2> clampInto(IPoint<2> p, const IExtent<2>& e) {
 
 } // namespace
 
-// PolyPC
+// PolygonGatherPC
 
-void PolyPC::draw(CursorPainter& painter, const CursorContext& context) const {
-    if (points_.empty()) {
-        return;
-    }
-    painter.setPen(CursorPainter::Pen::solid);
-    drawPixelPath(painter, context, points_.data(), points_.size(), closed_ && polygonDone_);
-    for (const IPoint<2>& p : points_) {
-        painter.handle(context.pixelToView(p));
-    }
-    if (!polygonDone_ && hasMouse_) {
-        painter.setPen(CursorPainter::Pen::dashed);
-        painter.line(context.pixelToView(points_.back()), context.pixelToView(mouse_));
-        if (closed_ && points_.size() >= 2) {
-            painter.line(context.pixelToView(mouse_), context.pixelToView(points_.front()));
-        }
-    }
-}
-
-unsigned PolyPC::complete() {
-    if (points_.size() < minimumPoints()) {
+unsigned PolygonGatherPC::complete() {
+    if (pointCount() < minimumPoints()) {
         return cursorreply::none;
     }
     polygonDone_ = true;
     return polygonComplete() | cursorreply::redraw;
 }
 
-unsigned PolyPC::press(const CursorEvent& event, const CursorContext& context) {
+bool PolygonGatherPC::pressAddsNoPoint(const CursorEvent& event, const CursorContext& context,
+                                       unsigned& reply) {
+    reply = cursorreply::none;
     if (polygonDone_) {
-        return cursorreply::none;
+        return true;
     }
     if (event.button == CursorEvent::rightButton) {
-        return complete();
+        reply = complete();
+        return true;
     }
     if (event.button != CursorEvent::leftButton) {
-        return cursorreply::none;
+        return true;
     }
-    if (closed_ && points_.size() >= minimumPoints() && nearPixel(event, context, points_[0])) {
-        return complete();
+    if (closed_ && pointCount() >= minimumPoints() && nearPixel(event, context, firstPixel())) {
+        reply = complete();
+        return true;
     }
-    if (points_.empty() || !(points_.back() == event.image)) {
-        points_.push_back(event.image);
-    }
-    mouse_ = event.image;
-    hasMouse_ = true;
-    return cursorreply::redraw;
+    return false;
 }
 
-unsigned PolyPC::move(const CursorEvent& event, const CursorContext&) {
-    if (polygonDone_ || points_.empty()) {
-        return cursorreply::none;
-    }
-    mouse_ = event.image;
-    hasMouse_ = true;
-    return cursorreply::redraw;
-}
-
-unsigned PolyPC::doubleClick(const CursorEvent& event, const CursorContext& context) {
+unsigned PolygonGatherPC::doubleClick(const CursorEvent& event, const CursorContext& context) {
     if (polygonDone_) {
         return cursorreply::none;
     }
@@ -87,18 +59,60 @@ unsigned PolyPC::doubleClick(const CursorEvent& event, const CursorContext& cont
     return complete() | reply;
 }
 
-unsigned PolyPC::key(CursorKey key) {
+unsigned PolygonGatherPC::key(CursorKey key) {
     if (polygonDone_) {
         return cursorreply::none;
     }
     if (key == CursorKey::enter) {
         return complete();
     }
-    if (key == CursorKey::backspace && !points_.empty()) {
-        points_.pop_back();
+    if (key == CursorKey::backspace && pointCount() > 0) {
+        removeLastPoint();
         return cursorreply::redraw;
     }
     return cursorreply::none;
+}
+
+// PolyPC
+
+void PolyPC::draw(CursorPainter& painter, const CursorContext& context) const {
+    if (points_.empty()) {
+        return;
+    }
+    painter.setPen(CursorPainter::Pen::solid);
+    drawPixelPath(painter, context, points_.data(), points_.size(), closed() && polygonDone());
+    for (const IPoint<2>& p : points_) {
+        painter.handle(context.pixelToView(p));
+    }
+    if (!polygonDone() && hasMouse_) {
+        painter.setPen(CursorPainter::Pen::dashed);
+        painter.line(context.pixelToView(points_.back()), context.pixelToView(mouse_));
+        if (closed() && points_.size() >= 2) {
+            painter.line(context.pixelToView(mouse_), context.pixelToView(points_.front()));
+        }
+    }
+}
+
+unsigned PolyPC::press(const CursorEvent& event, const CursorContext& context) {
+    unsigned reply = cursorreply::none;
+    if (pressAddsNoPoint(event, context, reply)) {
+        return reply;
+    }
+    if (points_.empty() || !(points_.back() == event.image)) {
+        points_.push_back(event.image);
+    }
+    mouse_ = event.image;
+    hasMouse_ = true;
+    return cursorreply::redraw;
+}
+
+unsigned PolyPC::move(const CursorEvent& event, const CursorContext&) {
+    if (polygonDone() || points_.empty()) {
+        return cursorreply::none;
+    }
+    mouse_ = event.image;
+    hasMouse_ = true;
+    return cursorreply::redraw;
 }
 
 // PolyHookPC

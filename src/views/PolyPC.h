@@ -4,34 +4,57 @@
 
 #include <vector>
 
-/// A polygon of pixels. A left click adds a point; the edge to the mouse is previewed.
-/// It is complete on a double click, a right click, Enter, or (when closed) a click on the
-/// first point. Backspace removes the last point. An open polygon needs two points, a
-/// closed one three.
-class PolyPC : public PseudoCursor {
+/// The clicks that gather a polygon, whatever its points are: a right click, Enter or a
+/// double click completes it, as does (when closed) a click on the first point; Backspace
+/// removes the last point. An open polygon needs two points, a closed one three. The
+/// classes below keep the points and say how a press adds one.
+class PolygonGatherPC : public PseudoCursor {
 public:
-    explicit PolyPC(bool closed = true) : closed_(closed) {}
+    explicit PolygonGatherPC(bool closed) : closed_(closed) {}
 
-    void draw(CursorPainter& painter, const CursorContext& context) const override;
-    unsigned press(const CursorEvent& event, const CursorContext& context) override;
-    unsigned move(const CursorEvent& event, const CursorContext& context) override;
     unsigned doubleClick(const CursorEvent& event, const CursorContext& context) override;
     unsigned key(CursorKey key) override;
 
     bool closed() const { return closed_; }
+
+protected:
+    virtual std::size_t pointCount() const = 0;
+    virtual void removeLastPoint() = 0;
+    /// The pixel of the first point, for telling a click that closes the polygon.
+    virtual IPoint<2> firstPixel() const = 0;
+    /// The polygon has its points: the base class finishes; others go on to another stage.
+    virtual unsigned polygonComplete() { return finish(); }
+
+    bool polygonDone() const { return polygonDone_; }
+    std::size_t minimumPoints() const { return closed_ ? 3 : 2; }
+    unsigned complete();
+    /// Handles the presses that do not add a point (a finished polygon, the right button,
+    /// other buttons, a click on the first point): true with `reply` set when it did.
+    bool pressAddsNoPoint(const CursorEvent& event, const CursorContext& context, unsigned& reply);
+
+private:
+    bool closed_;
+    bool polygonDone_ = false;
+};
+
+/// A polygon of pixels. A left click adds a point; the edge to the mouse is previewed.
+/// It is complete as `PolygonGatherPC` says.
+class PolyPC : public PolygonGatherPC {
+public:
+    explicit PolyPC(bool closed = true) : PolygonGatherPC(closed) {}
+
+    void draw(CursorPainter& painter, const CursorContext& context) const override;
+    unsigned press(const CursorEvent& event, const CursorContext& context) override;
+    unsigned move(const CursorEvent& event, const CursorContext& context) override;
+
     const std::vector<IPoint<2>>& points() const { return points_; }
 
 protected:
-    /// The polygon has its points: the base class finishes; others go on to another stage.
-    virtual unsigned polygonComplete() { return finish(); }
-    bool polygonDone() const { return polygonDone_; }
-    std::size_t minimumPoints() const { return closed_ ? 3 : 2; }
+    std::size_t pointCount() const override { return points_.size(); }
+    void removeLastPoint() override { points_.pop_back(); }
+    IPoint<2> firstPixel() const override { return points_.front(); }
 
 private:
-    unsigned complete();
-
-    bool closed_;
-    bool polygonDone_ = false;
     std::vector<IPoint<2>> points_;
     bool hasMouse_ = false;
     IPoint<2> mouse_;
