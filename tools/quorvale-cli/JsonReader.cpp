@@ -260,40 +260,15 @@ private:
 
     bool array(JsonValue& out, int depth) {
         out.kind = JsonValue::array;
-        advance();
-        skipSpace();
-        if (peek() == ']') {
-            advance();
-            return true;
-        }
-        for (;;) {
+        return members(']', "a list", [&] {
             out.items.emplace_back();
-            if (!value(out.items.back(), depth + 1)) {
-                return false;
-            }
-            skipSpace();
-            if (peek() == ',') {
-                advance();
-                skipSpace();
-                continue;
-            }
-            if (peek() == ']') {
-                advance();
-                return true;
-            }
-            return fail("expected ',' or ']' in a list");
-        }
+            return value(out.items.back(), depth + 1);
+        });
     }
 
     bool object(JsonValue& out, int depth) {
         out.kind = JsonValue::object;
-        advance();
-        skipSpace();
-        if (peek() == '}') {
-            advance();
-            return true;
-        }
-        for (;;) {
+        return members('}', "an object", [&] {
             if (peek() != '"') {
                 return fail("expected a key in double quotes");
             }
@@ -309,7 +284,21 @@ private:
             skipSpace();
             out.keys.push_back(key);
             out.items.emplace_back();
-            if (!value(out.items.back(), depth + 1)) {
+            return value(out.items.back(), depth + 1);
+        });
+    }
+
+    /// The members of a list or an object, from its opening bracket to `close`: `member`
+    /// reads one, and they are separated by commas.
+    template <class ReadMember> bool members(char close, const char* what, ReadMember member) {
+        advance();
+        skipSpace();
+        if (peek() == close) {
+            advance();
+            return true;
+        }
+        for (;;) {
+            if (!member()) {
                 return false;
             }
             skipSpace();
@@ -318,11 +307,11 @@ private:
                 skipSpace();
                 continue;
             }
-            if (peek() == '}') {
+            if (peek() == close) {
                 advance();
                 return true;
             }
-            return fail("expected ',' or '}' in an object");
+            return fail(std::string("expected ',' or '") + close + "' in " + what);
         }
     }
 
