@@ -3,6 +3,7 @@
 
 #include "CliSupport.h"
 #include "Command.h"
+#include "PictureOptions.h"
 #include "ZmapCli.h"
 #include "core/StringUtils.h"
 #include "file/DummyZmapDocument.h"
@@ -26,26 +27,16 @@ int run(const std::vector<std::string>& args) {
     const std::string& in = a.positional()[0];
     const std::string& out = a.positional()[1];
     ExportOptions options;
-    if (const auto text = a.value("quality")) {
-        std::vector<long> q;
-        if (!cli::parseIntegers(*text, 1, q) || q[0] < 0 || q[0] > 100) {
-            return cli::usageError(name, "quality must be 0 to 100: " + *text);
-        }
-        options.quality = int(q[0]);
+    if (const auto usage = cli::readPictureOptions(name, a, out, options)) {
+        return *usage;
     }
     auto exporter = RasterExport::create(utf8(out));
-    if (!exporter) {
-        return cli::usageError(name,
-                               "unknown picture type (use .png .jpg .tif .bmp .tga .psd): " + out);
-    }
     try {
         DummyZmapDocument doc;
         if (!cli::openForCommand(name, in, doc, true)) {
             return cli::exitFailed;
         }
-        options.title = doc.description;
-        options.author = doc.artist;
-        options.copyright = doc.copyright;
+        cli::takeDocumentTexts(doc, options);
         if (a.has("layers")) {
             // The document itself is the one layer under its composite; floating cut-outs
             // join it as layers once they are read from documents.

@@ -3,6 +3,7 @@
 
 #include "CliSupport.h"
 #include "Command.h"
+#include "PictureOptions.h"
 #include "ZmapCli.h"
 #include "core/StringUtils.h"
 #include "file/DummyZmapDocument.h"
@@ -37,25 +38,15 @@ int run(const std::vector<std::string>& args) {
         width = w[0];
     }
     ExportOptions options;
-    if (const auto text = a.value("quality")) {
-        std::vector<long> q;
-        if (!cli::parseIntegers(*text, 1, q) || q[0] < 0 || q[0] > 100) {
-            return cli::usageError(name, "quality must be 0 to 100: " + *text);
-        }
-        options.quality = int(q[0]);
-    }
-    if (!RasterExport::create(utf8(out))) {
-        return cli::usageError(name,
-                               "unknown picture type (use .png .jpg .tif .bmp .tga .psd): " + out);
+    if (const auto usage = cli::readPictureOptions(name, a, out, options)) {
+        return *usage;
     }
     try {
         DummyZmapDocument doc;
         if (!cli::openForCommand(name, in, doc, true)) {
             return cli::exitFailed;
         }
-        options.title = doc.description;
-        options.author = doc.artist;
-        options.copyright = doc.copyright;
+        cli::takeDocumentTexts(doc, options);
         cli::FileProgress progress("exporting");
         options.progress = &progress;
         std::wstring error;
