@@ -1,5 +1,7 @@
 #include "AppTestSupport.h"
 
+#include "app/CMainFrame.h"
+
 #include "core/LanguageTable.h"
 #include "core/StringUtils.h"
 
@@ -59,6 +61,21 @@ QString writeLanguageFile(const TempDir& dir, const QString& version) {
     const std::string path = dir.file("quores-test.txt");
     std::ofstream(path) << out.str();
     return QString::fromStdString(path);
+}
+
+void RunningApp::SetUp() {
+    CQuorvaleApp::Options o;
+    o.openSample = false;
+    o.show = false;
+    ASSERT_TRUE(app_.InitInstance(o));
+    frame_ = app_.mainFrame();
+    frame_->resize(width_, height_);
+    frame_->show();
+}
+
+void RunningApp::TearDown() {
+    messages_.answers.assign(8, UserMessages::Answer::no);
+    app_.ExitInstance();
 }
 
 } // namespace test

@@ -1,13 +1,17 @@
 #pragma once
 
+#include "app/CQuorvaleApp.h"
 #include "app/UserMessages.h"
 #include "support/TempDir.h"
 
 #include <QString>
 #include <QStringList>
 
+#include <gtest/gtest.h>
+
 #include <deque>
 
+class CMainFrame;
 class QApplication;
 
 namespace test {
@@ -49,6 +53,25 @@ public:
 
 private:
     TempDir dir_;
+};
+
+/// The application started without its sample scene, in a settings directory of its own,
+/// with message boxes recorded and its main window shown at the given size. Questions left
+/// at the end (unsaved documents) are answered "no".
+class RunningApp : public ::testing::Test {
+protected:
+    explicit RunningApp(int width = 900, int height = 700) : width_(width), height_(height) {}
+    void SetUp() override;
+    void TearDown() override;
+
+    IsolatedSettings settings_;
+    RecordedMessages messages_;
+    CQuorvaleApp app_;
+    CMainFrame* frame_ = nullptr;
+
+private:
+    int width_;
+    int height_;
 };
 
 /// Writes a language file with the program's strings but the version text `version`.

@@ -30,22 +30,8 @@ namespace {
 
 /// The application started in a settings directory of its own, without a window on
 /// screen, and a directory for files.
-class DocumentWindows : public ::testing::Test {
+class DocumentWindows : public test::RunningApp {
 protected:
-    void SetUp() override {
-        CQuorvaleApp::Options o;
-        o.openSample = false;
-        o.show = false;
-        ASSERT_TRUE(app_.InitInstance(o));
-        frame_ = app_.mainFrame();
-        frame_->resize(900, 700);
-        frame_->show();
-    }
-    void TearDown() override {
-        messages_.answers.assign(8, UserMessages::Answer::no);
-        app_.ExitInstance();
-    }
-
     /// The sample scene rendered small, saved as a .zmp file; returns its path.
     QString sampleFile() {
         const QString model = CQuorvaleApp::sampleScenePath();
@@ -61,11 +47,7 @@ protected:
         return path;
     }
 
-    test::IsolatedSettings settings_;
     test::TempDir dir_;
-    test::RecordedMessages messages_;
-    CQuorvaleApp app_;
-    CMainFrame* frame_ = nullptr;
 };
 
 /// Every pixel of colour, depth and material, and every material's name, agree.

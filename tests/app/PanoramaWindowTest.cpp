@@ -20,22 +20,8 @@
 
 namespace {
 
-class PanoramaWindows : public ::testing::Test {
+class PanoramaWindows : public test::RunningApp {
 protected:
-    void SetUp() override {
-        CQuorvaleApp::Options o;
-        o.openSample = false;
-        o.show = false;
-        ASSERT_TRUE(app_.InitInstance(o));
-        frame_ = app_.mainFrame();
-        frame_->resize(900, 700);
-        frame_->show();
-    }
-    void TearDown() override {
-        messages_.answers.assign(8, UserMessages::Answer::no);
-        app_.ExitInstance();
-    }
-
     /// The sample scene rendered as a small cube panorama and saved as .zmq.
     QString cubeFile() {
         NewImageParams params;
@@ -56,11 +42,7 @@ protected:
         QApplication::sendEvent(w, &e);
     }
 
-    test::IsolatedSettings settings_;
     test::TempDir dir_;
-    test::RecordedMessages messages_;
-    CQuorvaleApp app_;
-    CMainFrame* frame_ = nullptr;
 };
 
 TEST_F(PanoramaWindows, ACubeDocumentOpensInThePanoramaViewAndOffersTheStripToo) {

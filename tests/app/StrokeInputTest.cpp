@@ -30,16 +30,13 @@ namespace {
 
 constexpr ColourPOD white{255, 255, 255};
 
-class StrokeInput : public ::testing::Test {
+class StrokeInput : public test::RunningApp {
 protected:
     void SetUp() override {
-        CQuorvaleApp::Options o;
-        o.openSample = false;
-        o.show = false;
-        ASSERT_TRUE(app_.InitInstance(o));
-        frame_ = app_.mainFrame();
-        frame_->resize(900, 700);
-        frame_->show();
+        test::RunningApp::SetUp();
+        if (HasFatalFailure()) {
+            return;
+        }
         NewImageParams params;
         params.width = 200;
         params.height = 120;
@@ -49,10 +46,6 @@ protected:
         view_->zoomActualSize();
         ASSERT_TRUE(view_->waitForDrawing(10000));
         doc_ = &view_->document();
-    }
-    void TearDown() override {
-        messages_.answers.assign(8, UserMessages::Answer::no);
-        app_.ExitInstance();
     }
 
     CToolWindow& tools() { return frame_->toolWindow(); }
@@ -112,10 +105,6 @@ protected:
         ASSERT_TRUE(ToolSelection::instance().applicator());
     }
 
-    test::IsolatedSettings settings_;
-    test::RecordedMessages messages_;
-    CQuorvaleApp app_;
-    CMainFrame* frame_ = nullptr;
     CQuorvaleView* view_ = nullptr;
     CQuorvaleDoc* doc_ = nullptr;
     QPointingDevice pen_{"stylus",

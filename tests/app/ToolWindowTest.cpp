@@ -34,21 +34,9 @@
 
 namespace {
 
-class ToolWindow : public ::testing::Test {
+class ToolWindow : public test::RunningApp {
 protected:
-    void SetUp() override {
-        CQuorvaleApp::Options o;
-        o.openSample = false;
-        o.show = false;
-        ASSERT_TRUE(app_.InitInstance(o));
-        frame_ = app_.mainFrame();
-        frame_->resize(1000, 700);
-        frame_->show();
-    }
-    void TearDown() override {
-        messages_.answers.assign(8, UserMessages::Answer::no);
-        app_.ExitInstance();
-    }
+    ToolWindow() : test::RunningApp(1000, 700) {}
 
     /// The sample scene rendered into a new document, drawn in its window.
     CQuorvaleView* openSample() {
@@ -88,11 +76,6 @@ protected:
         EXPECT_NE(w, nullptr) << name;
         return w;
     }
-
-    test::IsolatedSettings settings_;
-    test::RecordedMessages messages_;
-    CQuorvaleApp app_;
-    CMainFrame* frame_ = nullptr;
 };
 
 /// The first of `names` that covers at least `minimum` pixels, with one of its pixels.
