@@ -1,6 +1,6 @@
 // The tool window and the view's mouse: the fill clicked on a rendered scene with a material
-// lock, undo of it, the crop dragged as a rectangle, the settings kept in the default style,
-// and the toolbox keys.
+// lock, undo of it, Escape stopping a fill, the crop dragged as a rectangle, the settings kept in
+// the default style, and the toolbox keys.
 
 #include "AppTestSupport.h"
 #include "app/CMainFrame.h"
@@ -177,6 +177,54 @@ TEST_F(ToolWindow, AFillWithTheMaterialLockChangesOnlyThatMaterialAndUndoRestore
     EXPECT_TRUE(redo->text().contains(QStringLiteral("Fill"))) << redo->text().toStdString();
     redo->trigger();
     EXPECT_TRUE(colours(doc) == after);
+}
+
+TEST_F(ToolWindow, EscapeStopsAFillWhichKeepsWhatItPaintedInOneUndoLevel) {
+    CQuorvaleView* view = openSample();
+    ASSERT_NE(view, nullptr);
+    CQuorvaleDoc& doc = view->document();
+    widget<QToolButton>("toolFill")->click();
+    widget<QCheckBox>("fillFlood")->setChecked(true);
+    widget<QCheckBox>("lockMaterial")->setChecked(false);
+    widget<QComboBox>("blendMode")->setCurrentIndex(0);
+    widget<QSpinBox>("paintOpacity")->setValue(100);
+    std::uint8_t* colour = Toolbox::instance().state.colour;
+    colour[0] = 255;
+    colour[1] = 0;
+    colour[2] = 255;
+    const IPoint<2> at(doc.width() / 2, doc.height() / 2);
+    const std::vector<ColourPOD> before = colours(doc);
+    auto changedPixels = [&] {
+        const std::vector<ColourPOD> now = colours(doc);
+        int n = 0;
+        for (std::size_t i = 0; i < now.size(); ++i) {
+            n += now[i] == before[i] ? 0 : 1;
+        }
+        return n;
+    };
+
+    // The fill runs when the button is let go. Escape waits in the event queue; the fill's
+    // progress lets the event loop run as it starts, so the key arrives while the fill is
+    // under way.
+    mouse(*view, QEvent::MouseButtonPress, at, Qt::LeftButton, Qt::LeftButton);
+    QCoreApplication::postEvent(view->viewport(),
+                                new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
+    mouse(*view, QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton);
+    EXPECT_TRUE(messages_.errors.isEmpty()) << messages_.errors.join('\n').toStdString();
+    const int stoppedFill = changedPixels();
+    QAction* undo = frame_->action(QStringLiteral("editUndo"));
+    if (stoppedFill > 0) {
+        EXPECT_TRUE(undo->text().contains(QStringLiteral("Fill"))) << undo->text().toStdString();
+        undo->trigger();
+        EXPECT_EQ(changedPixels(), 0) << "one undo level holds the whole stopped fill";
+    }
+
+    // The stop was for that fill only: the next click fills the whole region.
+    click(*view, at);
+    const int wholeFill = changedPixels();
+    EXPECT_GT(wholeFill, 50);
+    EXPECT_LT(stoppedFill, wholeFill) << "Escape stopped the first fill before its end";
+    EXPECT_TRUE(undo->text().contains(QStringLiteral("Fill"))) << undo->text().toStdString();
 }
 
 TEST_F(ToolWindow, CropIsADraggedRectangleAndEscapeCancelsIt) {
