@@ -1,6 +1,10 @@
 #include "CliRunner.h"
 
+#include "core/StringUtils.h"
+#include "file/DummyZmapDocument.h"
 #include "support/TempDir.h"
+
+#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <fstream>
@@ -53,6 +57,33 @@ CliResult runCli(const std::vector<std::string>& args) {
     result.out = slurp(outPath);
     result.err = slurp(errPath);
     return result;
+}
+
+Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& argument) {
+    Status s = -99;
+    doc.editor.execute(s, command, argument);
+    return s;
+}
+
+void writeStoneAndGrass(
+    const std::string& path, std::int32_t width, std::int32_t height,
+    const std::function<std::uint16_t(std::int32_t, std::int32_t)>& materialAt) {
+    DummyZmapDocument doc;
+    NewImageParams params;
+    params.width = width;
+    params.height = height;
+    params.background = {100, 100, 100};
+    ASSERT_EQ(execute(doc, commandNew, params), status::ok);
+    doc.setMaterial(1, L"Stone", ColourPOD{}, false);
+    doc.setMaterial(2, L"Grass", ColourPOD{}, false);
+    TileHandle hold;
+    for (std::int32_t y = 0; y < height; ++y) {
+        for (std::int32_t x = 0; x < width; ++x) {
+            *doc.matWrite(x, y, hold) = materialAt(x, y);
+        }
+    }
+    hold.reset();
+    ASSERT_EQ(execute(doc, commandSaveAs, FileArgument{getWCS(path)}), status::ok);
 }
 
 } // namespace cli_test

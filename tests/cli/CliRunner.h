@@ -1,7 +1,14 @@
 #pragma once
 
+#include "core/Status.h"
+#include "image/DocumentCommands.h"
+
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
+
+class ZmapDocument;
 
 namespace cli_test {
 
@@ -14,5 +21,13 @@ struct CliResult {
 
 /// Runs the quorvale-cli of this build with `args` and waits for it.
 CliResult runCli(const std::vector<std::string>& args);
+
+/// Runs a document command on `doc` and gives its status.
+Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& argument = {});
+
+/// Saves at `path` a grey (100) document of the size whose pixels have the materials
+/// "Stone" (1) or "Grass" (2) that `materialAt(x, y)` gives.
+void writeStoneAndGrass(const std::string& path, std::int32_t width, std::int32_t height,
+                        const std::function<std::uint16_t(std::int32_t, std::int32_t)>& materialAt);
 
 } // namespace cli_test

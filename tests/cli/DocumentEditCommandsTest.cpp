@@ -9,13 +9,8 @@
 
 namespace {
 
+using cli_test::execute;
 using cli_test::runCli;
-
-Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& argument = {}) {
-    Status s = -99;
-    doc.editor.execute(s, command, argument);
-    return s;
-}
 
 /// Writes a 200 x 100 document: grey 100 on the left half, grey 150 on the right, a
 /// depth code at each pixel of row 0, and a red pixel at (120, 70).

@@ -11,34 +11,16 @@
 
 namespace {
 
+using cli_test::execute;
 using cli_test::runCli;
-
-Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& argument = {}) {
-    Status s = -99;
-    doc.editor.execute(s, command, argument);
-    return s;
-}
 
 /// A 200 x 100 grey document: material "Stone" (1) on the left half and on an island at
 /// (150..169, 40..59), "Grass" (2) on the rest of the right half.
 void writeSample(const std::string& path) {
-    DummyZmapDocument doc;
-    NewImageParams params;
-    params.width = 200;
-    params.height = 100;
-    params.background = {100, 100, 100};
-    ASSERT_EQ(execute(doc, commandNew, params), status::ok);
-    doc.setMaterial(1, L"Stone", ColourPOD{}, false);
-    doc.setMaterial(2, L"Grass", ColourPOD{}, false);
-    TileHandle hold;
-    for (std::int32_t y = 0; y < 100; ++y) {
-        for (std::int32_t x = 0; x < 200; ++x) {
-            const bool island = x >= 150 && x < 170 && y >= 40 && y < 60;
-            *doc.matWrite(x, y, hold) = x < 100 || island ? 1 : 2;
-        }
-    }
-    hold.reset();
-    ASSERT_EQ(execute(doc, commandSaveAs, FileArgument{getWCS(path)}), status::ok);
+    cli_test::writeStoneAndGrass(path, 200, 100, [](std::int32_t x, std::int32_t y) {
+        const bool island = x >= 150 && x < 170 && y >= 40 && y < 60;
+        return std::uint16_t(x < 100 || island ? 1 : 2);
+    });
 }
 
 void open(DummyZmapDocument& doc, const std::string& path) {

@@ -15,33 +15,15 @@
 
 namespace {
 
+using cli_test::execute;
 using cli_test::runCli;
-
-Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& argument = {}) {
-    Status s = -99;
-    doc.editor.execute(s, command, argument);
-    return s;
-}
 
 /// A 256 x 128 grey document: material "Stone" (1) on the left half, "Grass" (2) on the
 /// right.
 void writeSample(const std::string& path) {
-    DummyZmapDocument doc;
-    NewImageParams params;
-    params.width = 256;
-    params.height = 128;
-    params.background = {100, 100, 100};
-    ASSERT_EQ(execute(doc, commandNew, params), status::ok);
-    doc.setMaterial(1, L"Stone", ColourPOD{}, false);
-    doc.setMaterial(2, L"Grass", ColourPOD{}, false);
-    TileHandle hold;
-    for (std::int32_t y = 0; y < 128; ++y) {
-        for (std::int32_t x = 0; x < 256; ++x) {
-            *doc.matWrite(x, y, hold) = x < 128 ? 1 : 2;
-        }
-    }
-    hold.reset();
-    ASSERT_EQ(execute(doc, commandSaveAs, FileArgument{getWCS(path)}), status::ok);
+    cli_test::writeStoneAndGrass(path, 256, 128, [](std::int32_t x, std::int32_t) {
+        return std::uint16_t(x < 128 ? 1 : 2);
+    });
 }
 
 void writeText(const std::string& path, const std::string& text) {
