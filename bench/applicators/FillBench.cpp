@@ -84,22 +84,29 @@ std::int64_t regionPixels() {
     return n;
 }
 
+/// Fills from (10, 10) once an iteration with the selection's stages, flooding or the
+/// whole image; gives the pixels painted (0 after a failure, which ends the benchmark).
+std::int64_t fillFromTheCorner(benchmark::State& state, BenchDocument& d, bool flood) {
+    std::int64_t painted = 0;
+    for (auto _ : state) {
+        auto filler = TQL::makeHandle<Filler>(flood);
+        ToolSelection::instance().selectApplicator(filler);
+        if (d.editor.runStroke({StrokePoint{10, 10, 1.0f, 0}}, nullptr) != status::ok) {
+            state.SkipWithError("fill failed");
+            return 0;
+        }
+        painted += filler->pixelsPainted();
+    }
+    return painted;
+}
+
 void floodMaterialLock(benchmark::State& state) {
     BenchDocument& d = document();
     ToolSelection& selection = ToolSelection::instance();
     selection.reset();
     selection.recolour = TQL::makeHandle<LinearRecolour>(200, 80, 40, 1.0f);
     selection.matting = TQL::makeHandle<Matte>(MatteSettings(), false, false, true, false);
-    std::int64_t painted = 0;
-    for (auto _ : state) {
-        auto filler = TQL::makeHandle<Filler>(true);
-        selection.selectApplicator(filler);
-        if (d.editor.runStroke({StrokePoint{10, 10, 1.0f, 0}}, nullptr) != status::ok) {
-            state.SkipWithError("fill failed");
-            return;
-        }
-        painted += filler->pixelsPainted();
-    }
+    const std::int64_t painted = fillFromTheCorner(state, d, true);
     selection.reset();
     state.counters["Mpixels/s"] =
         benchmark::Counter(static_cast<double>(painted) / 1e6, benchmark::Counter::kIsRate);
@@ -137,16 +144,7 @@ void wholeImageDepthFog(benchmark::State& state) {
     fog.none = 90;
     fog.full = 5;
     selection.fog = TQL::makeHandle<Fog>(fog);
-    std::int64_t painted = 0;
-    for (auto _ : state) {
-        auto filler = TQL::makeHandle<Filler>(false);
-        selection.selectApplicator(filler);
-        if (d.editor.runStroke({StrokePoint{10, 10, 1.0f, 0}}, nullptr) != status::ok) {
-            state.SkipWithError("fill failed");
-            return;
-        }
-        painted += filler->pixelsPainted();
-    }
+    const std::int64_t painted = fillFromTheCorner(state, d, false);
     selection.reset();
     state.counters["Mpixels/s"] =
         benchmark::Counter(static_cast<double>(painted) / 1e6, benchmark::Counter::kIsRate);
