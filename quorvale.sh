@@ -41,9 +41,9 @@ test)
         "$@"
         times+=("$(printf '%-34s %4d s' "$name" $((SECONDS - start)))")
     }
-    suite() { ctest --preset debug "$@" 2>&1 | tee "$log"; }
+    suite() { ctest --preset ci "$@" 2>&1 | tee "$log"; }
     stage "format check" scripts/check-format.sh
-    stage "gcc build (ASan+UBSan, -Werror)" configure_and_build debug
+    stage "gcc build (ASan+UBSan, -Werror)" configure_and_build ci
     stage "whole suite" suite "$@"
     if [ "${QUORVALE_QUICK:-0}" != 1 ]; then
         stage "clang build (TSan, -Werror)" configure_and_build tsan --target threaded-tests
