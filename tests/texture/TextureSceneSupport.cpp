@@ -5,6 +5,7 @@
 #include "views/cameras/ViewParams.h"
 
 #include <algorithm>
+#include <fstream>
 
 namespace textest {
 
@@ -33,6 +34,36 @@ TQL::Handle<tex::RasterTexture> checker(std::int32_t width, std::int32_t height,
     auto map = TQL::makeHandle<tex::MipMap>(width, height, rgb.data(), nullptr, true);
     return TQL::makeHandle<tex::RasterTexture>(map, static_cast<float>(width),
                                                static_cast<float>(height));
+}
+
+void writeGreyBmp(const std::string& path, std::int32_t width, std::int32_t height,
+                  std::uint8_t (*grey)(std::int32_t x, std::int32_t y)) {
+    const std::int32_t stride = (width * 3 + 3) / 4 * 4;
+    std::vector<std::uint8_t> file(54 + static_cast<std::size_t>(stride) * height, 0);
+    auto put32 = [&file](std::size_t at, std::uint32_t v) {
+        for (int i = 0; i < 4; ++i) {
+            file[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
+        }
+    };
+    file[0] = 'B';
+    file[1] = 'M';
+    put32(2, static_cast<std::uint32_t>(file.size()));
+    put32(10, 54);
+    put32(14, 40);
+    put32(18, static_cast<std::uint32_t>(width));
+    put32(22, static_cast<std::uint32_t>(height));
+    file[26] = 1;
+    file[28] = 24;
+    for (std::int32_t row = 0; row < height; ++row) {
+        // Rows are stored from the bottom.
+        const std::int32_t y = height - 1 - row;
+        for (std::int32_t x = 0; x < width; ++x) {
+            std::fill_n(file.begin() + 54 + row * stride + x * 3, 3, grey(x, y));
+        }
+    }
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(file.data()),
+               static_cast<std::streamsize>(file.size()));
 }
 
 Painted paintAll(TextureTool& tool, test::TestDocument& document) {

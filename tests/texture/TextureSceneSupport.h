@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace textest {
@@ -26,6 +27,10 @@ std::unique_ptr<test::TestDocument> renderScene(const test::SyntheticScene& scen
 /// and white squares of `square` texels, tiled.
 TQL::Handle<tex::RasterTexture> checker(std::int32_t width, std::int32_t height,
                                         std::int32_t square);
+
+/// Writes a width x height 24-bit BMP of the greys grey(x, y) (row 0 at the top).
+void writeGreyBmp(const std::string& path, std::int32_t width, std::int32_t height,
+                  std::uint8_t (*grey)(std::int32_t x, std::int32_t y));
 
 /// The result of running a texture stage over every pixel of a document at full coverage.
 struct Painted {
