@@ -1,0 +1,399 @@
+#include "texture/TextureToolPlane.h"
+
+#include "image/ZmapDocument.h"
+#include "texture/RasterTexture.h"
+#include "texture/Texture.h"
+#include "views/cameras/ViewParams.h"
+#include "views/cameras/ViewProj.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace tex {
+
+namespace {
+
+/// The tolerance of the surface frame a tool paints on, as a fraction of a far pixel.
+constexpr double planeTolerance = 0.05;
+/// Planes whose normals' cross product is shorter than this are taken as parallel: the
+/// raster simply goes on.
+constexpr double foldLimit = 0.0001;
+/// A preferred direction this close to the normal is not used for the raster's u axis.
+constexpr double axisLimit = 0.01;
+
+bool hasDepth(std::uint32_t code) {
+    return code < depth::farCode;
+}
+
+/// v turned by `angle` (cosine c, sine s) about the unit axis k.
+Vector<3> turn(const Vector<3>& v, const Vector<3>& k, double c, double s) {
+    return v * c + cross(k, v) * s + k * (dot(k, v) * (1 - c));
+}
+
+/// The footprint of a pixel whose centre-to-edge steps in the raster are hx (across) and
+/// hy (down): the extent of its four corners, centre +- hx +- hy, balanced.
+double pixelFootprint(const Vector<2>& hx, const Vector<2>& hy) {
+    const double width = 2 * (std::abs(hx.x()) + std::abs(hy.x()));
+    const double height = 2 * (std::abs(hx.y()) + std::abs(hy.y()));
+    return balanceFootprint(width, height);
+}
+
+} // namespace
+
+CurrentTextureAxes& currentTextureAxes() {
+    static CurrentTextureAxes axes;
+    return axes;
+}
+
+TextureToolPlane::TextureToolPlane(const TQL::Handle<Texture2d>& texture,
+                                   const PlanePlacing& placing, const TextureOutput& output)
+    : TextureToolBase(output), texture_(texture), placing_(placing) {
+    placing_.planeMode = std::clamp(placing.planeMode, 0, 4);
+    placing_.pixelWidth = placing.pixelWidth > 0 ? placing.pixelWidth : 1.0;
+    placing_.pixelHeight = placing.pixelHeight > 0 ? placing.pixelHeight : 1.0;
+}
+
+void TextureToolPlane::setAxes(const TextureAxes& axes) {
+    axes_ = axes;
+    hasAxes_ = true;
+    axesFixed_ = true;
+}
+
+void TextureToolPlane::start(int x, int y, ZmapDocument& document) {
+    view_ = document.viewProj();
+    if (!view_) {
+        return;
+    }
+    const ViewProj& view = *view_;
+    faceSize_ = view.viewType() == ViewProj::cubicView ? view.faceSize().size() : 0;
+    const ViewParams& record = document.viewParams();
+    millimetres_ = unitMillimetres(record.unitCode) * record.modelScale;
+    if (!(millimetres_ > 0)) {
+        millimetres_ = 1.0;
+    }
+    clickedPixel_ = IPoint<2>(x, y);
+    clickedCode_ = document.zAt(x, y);
+    const bool noDepth = !hasDepth(clickedCode_);
+    const bool autoPlane = placing_.planeMode == PlanePlacing::autoplane;
+    const bool sameDocument = document.serial() == documentSerial_;
+    documentSerial_ = document.serial();
+    usePlaneDepth_ = autoPlane || axesFixed_;
+
+    if (!axesFixed_) {
+        const CurrentTextureAxes& global = currentTextureAxes();
+        if (current_ && global.documentSerial == document.serial()) {
+            axes_ = global.axes;
+            hasAxes_ = true;
+        } else if (!hasAxes_ || !sameDocument || (autoPlane && !noDepth)) {
+            axes_.origin = document.worldAt(x, y);
+            axes_.primary = Vector<3>(0, 0, 1);
+            axes_.secondary = Vector<3>(0, 1, 0);
+            axes_.plane = Plane(record.zAxis.unit(), axes_.origin);
+            hasAxes_ = true;
+            hasPrevious_ = sameDocument && hasPrevious_;
+        }
+        if (!sameDocument) {
+            hasPrevious_ = false;
+        }
+        switch (placing_.planeMode) {
+        case PlanePlacing::front:
+            // The plane of the axes, which faces the view.
+            break;
+        case PlanePlacing::autoplane:
+            if (noDepth && hasPrevious_) {
+                axes_.plane = previousPlane_;
+                break;
+            }
+            axes_.plane = document.planeAt(x, y);
+            break;
+        case PlanePlacing::tangent:
+            axes_.plane = document.planeAt(x, y);
+            break;
+        case PlanePlacing::wrapped:
+        case PlanePlacing::autowrapped: {
+            const Plane plane = document.planeAt(x, y);
+            if (hasPrevious_) {
+                fold(plane);
+            }
+            axes_.plane = plane;
+            break;
+        }
+        }
+    }
+    previousPlane_ = axes_.plane;
+    hasPrevious_ = true;
+    planeDepth_ = SurfaceFrame(axes_.plane, view, planeTolerance);
+    computeRows();
+    if (current_ && !axesFixed_) {
+        currentTextureAxes() = CurrentTextureAxes{axes_, document.serial()};
+    }
+}
+
+void TextureToolPlane::fold(const Plane& plane) {
+    const Vector<3> n0 = previousPlane_.normal();
+    const Vector<3> n1 = plane.normal();
+    const Vector<3> l = cross(n0, n1);
+    const double sine = l.length();
+    if (sine < foldLimit) {
+        return;
+    }
+    // The turn about the planes' common line that takes the previous plane onto the new
+    // one: the raster on the previous plane, continued past the line, lands on the new
+    // plane's side of it.
+    const Vector<3> k = l / sine;
+    const double cosine = dot(n0, n1);
+    const double d0 = previousPlane_.distanceFromOrigin();
+    const double d1 = plane.distanceFromOrigin();
+    const Point<3> onLine =
+        toPoint((n0 * (d0 - d1 * cosine) + n1 * (d1 - d0 * cosine)) / (sine * sine));
+    axes_.origin = onLine + turn(axes_.origin - onLine, k, cosine, sine);
+    axes_.primary = turn(axes_.primary, k, cosine, sine);
+    axes_.secondary = turn(axes_.secondary, k, cosine, sine);
+}
+
+void TextureToolPlane::computeRows() {
+    const Vector<3> n = axes_.plane.normal().unit();
+    Vector<3> a = cross(n, axes_.primary);
+    if (a.length() < axisLimit) {
+        a = cross(n, axes_.secondary);
+    }
+    if (a.length() < axisLimit) {
+        // Neither preferred direction lies in the plane: any direction of it will do.
+        a = cross(n, std::abs(n.x()) < 0.9 ? Vector<3>(1, 0, 0) : Vector<3>(0, 1, 0));
+    }
+    const Vector<3> u = a.unit();
+    const Vector<3> v = cross(n, u).unit();
+    const double angle = placing_.angleDegrees * std::numbers::pi / 180.0;
+    const double c = std::cos(angle);
+    const double s = std::sin(angle);
+    // World lengths of one raster pixel.
+    const double hu = placing_.pixelWidth / millimetres_;
+    const double hv = placing_.pixelHeight / millimetres_;
+    const Vector<3> ru = (u * c + v * s) / hu;
+    const Vector<3> rv = (v * c - u * s) / hv;
+    // World point = h0 row0 + h1 row1 + h2 row2 + row3; a raster coordinate is its
+    // distance from the origin along ru (or rv).
+    double pod[4][3];
+    view_->toWorld().packToPod(pod);
+    for (int i = 0; i < 3; ++i) {
+        const Vector<3> row(pod[i]);
+        uRow_[i] = dot(row, ru);
+        vRow_[i] = dot(row, rv);
+    }
+    const Vector<3> shift = Vector<3>(pod[3]) - toVector(axes_.origin);
+    uBase_ = dot(shift, ru) + placing_.hook.x();
+    vBase_ = dot(shift, rv) + placing_.hook.y();
+}
+
+Point<2> TextureToolPlane::rasterPoint(const Point<3>& world) const {
+    if (!view_) {
+        return {0, 0};
+    }
+    return mapHomogeneous(world / view_->toWorld());
+}
+
+Point<2> TextureToolPlane::mapPixel(double x, double y, double code) const {
+    return mapHomogeneous(view_->homogeneousFromPixelPoint(Point<3>(x, y, code)));
+}
+
+double TextureToolPlane::pixelCode(std::int32_t x, std::int32_t y, std::uint32_t code) const {
+    if (usePlaneDepth_) {
+        std::uint32_t planeCode = 0;
+        if (planeDepth_.depthCode(x, y, planeCode) && hasDepth(planeCode)) {
+            return planeCode;
+        }
+        return depth::farCode;
+    }
+    return hasDepth(code) ? code : depth::farCode;
+}
+
+double TextureToolPlane::flatFootprint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
+                                       const Point<2>& centre, const std::uint32_t* codes[3],
+                                       const MaterialId* mats[3], std::int32_t column) const {
+    const double code = pixelCode(x, y, codes[1][column]);
+    // The raster step from the pixel's centre to the middle of its right (or, mirrored, its
+    // left) edge, and to the middle of its lower (or upper) edge.
+    auto halfStep = [&](int dx, int dy) {
+        for (const int sign : {1, -1}) {
+            const std::int32_t nx = x + sign * dx;
+            const std::int32_t ny = y + sign * dy;
+            const double ex = x + 0.5 * sign * dx;
+            const double ey = y + 0.5 * sign * dy;
+            double edgeCode = 0;
+            if (usePlaneDepth_) {
+                if (!planeDepth_.depthCode(Point<2>(ex, ey), edgeCode) ||
+                    !(edgeCode < depth::farCode)) {
+                    continue;
+                }
+            } else {
+                if (nx < 0 || ny < 0 || nx >= document.width() || ny >= document.height()) {
+                    continue;
+                }
+                const std::uint32_t neighbour = codes[1 + sign * dy][column + sign * dx];
+                if (!hasDepth(codes[1][column]) || !hasDepth(neighbour) ||
+                    mats[1 + sign * dy][column + sign * dx] != mats[1][column]) {
+                    continue;
+                }
+                edgeCode = 0.5 * (code + static_cast<double>(neighbour));
+            }
+            return (mapPixel(ex, ey, edgeCode) - centre) * static_cast<double>(sign);
+        }
+        // No neighbour on the same surface either side: the pixel at its own depth.
+        return mapPixel(x + 0.5 * dx, y + 0.5 * dy, code) - centre;
+    };
+    return pixelFootprint(halfStep(1, 0), halfStep(0, 1));
+}
+
+double TextureToolPlane::cubicFootprint(const ZmapDocument& document, std::int32_t x,
+                                        std::int32_t y, const Point<2>& centre) const {
+    const FaceSize faces(faceSize_);
+    const std::uint32_t code = document.zAt(x, y);
+    const MaterialId material = document.matAt(x, y);
+    // Neighbours across face edges; a pixel's edge lies half way to its neighbour. Both
+    // neighbours are used where both are on the surface, so that the copies of an edge
+    // pixel on two faces (whose neighbours are the same pixels) get the same footprint.
+    auto halfStep = [&](bool horizontal) {
+        Vector<2> sum;
+        int found = 0;
+        for (const int sign : {1, -1}) {
+            std::int32_t nx = x;
+            std::int32_t ny = y;
+            if (horizontal) {
+                sign > 0 ? faces.stepRight(nx, ny) : faces.stepLeft(nx, ny);
+            } else {
+                sign > 0 ? faces.stepDown(nx, ny) : faces.stepUp(nx, ny);
+            }
+            if (!faces.contains(nx, ny)) {
+                continue;
+            }
+            double c = 0;
+            if (usePlaneDepth_) {
+                c = pixelCode(nx, ny, 0);
+                if (!(c < depth::farCode)) {
+                    continue;
+                }
+            } else {
+                const std::uint32_t neighbour = document.zAt(nx, ny);
+                if (!hasDepth(code) || !hasDepth(neighbour) || document.matAt(nx, ny) != material) {
+                    continue;
+                }
+                c = neighbour;
+            }
+            sum = sum + (mapPixel(nx, ny, c) - centre) * (0.5 * sign);
+            ++found;
+        }
+        if (found > 0) {
+            return sum / static_cast<double>(found);
+        }
+        const double c = pixelCode(x, y, code);
+        return (horizontal ? mapPixel(x + 0.5, y, c) : mapPixel(x, y + 0.5, c)) - centre;
+    };
+    return pixelFootprint(halfStep(true), halfStep(false));
+}
+
+bool TextureToolPlane::pixelSample(const ZmapDocument& document, std::int32_t x, std::int32_t y,
+                                   Point<2>& point, double& footprint) const {
+    if (!view_) {
+        return false;
+    }
+    const double code = pixelCode(x, y, document.zAt(x, y));
+    point = mapPixel(x, y, code);
+    if (faceSize_ > 0) {
+        footprint = cubicFootprint(document, x, y, point);
+        return true;
+    }
+    std::uint32_t rowCodes[3][3];
+    MaterialId rowMats[3][3];
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 3; ++c) {
+            const std::int32_t nx = x + c - 1;
+            const std::int32_t ny = y + r - 1;
+            const bool inside =
+                nx >= 0 && ny >= 0 && nx < document.width() && ny < document.height();
+            rowCodes[r][c] = inside ? document.zAt(nx, ny) : depth::noDepth;
+            rowMats[r][c] = inside ? document.matAt(nx, ny) : MaterialId{0};
+        }
+    }
+    const std::uint32_t* codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
+    const MaterialId* mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
+    footprint = flatFootprint(document, x, y, point, codes, mats, 1);
+    return true;
+}
+
+void TextureToolPlane::run(Span& span, int first, int last) {
+    if (!view_ || !span.document || first >= last) {
+        return;
+    }
+    const ZmapDocument& document = *span.document;
+    int index[maxSpanLength];
+    float u[maxSpanLength], v[maxSpanLength], fp[maxSpanLength], alpha[maxSpanLength];
+    std::uint8_t rgb[maxSpanLength * 3];
+    int n = 0;
+    if (faceSize_ > 0) {
+        for (int i = first; i < last; ++i) {
+            if (!(span.alpha[i] > 0)) {
+                continue;
+            }
+            const std::int32_t x = span.x + i;
+            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, document.zAt(x, span.y)));
+            u[n] = static_cast<float>(p.x());
+            v[n] = static_cast<float>(p.y());
+            fp[n] = static_cast<float>(cubicFootprint(document, x, span.y, p));
+            index[n++] = i;
+        }
+    } else {
+        // The depth and material of the rows above, on and below the run, one pixel wider
+        // on each side, read once.
+        std::uint32_t rowCodes[3][maxSpanLength + 2];
+        MaterialId rowMats[3][maxSpanLength + 2];
+        const std::int32_t x0 = span.x + first - 1;
+        const std::int32_t count = last - first + 2;
+        for (int r = 0; r < 3; ++r) {
+            const std::int32_t ry = span.y + r - 1;
+            TileHandle zHold;
+            TileHandle matHold;
+            std::int32_t zTile = -1;
+            std::int32_t matTile = -1;
+            const bool rowInside = ry >= 0 && ry < document.height();
+            for (std::int32_t k = 0; k < count; ++k) {
+                const std::int32_t rx = x0 + k;
+                if (rowInside && rx >= 0 && rx < document.width()) {
+                    rowCodes[r][k] = document.zAtCached(rx, ry, zHold, zTile);
+                    rowMats[r][k] = document.matAtCached(rx, ry, matHold, matTile);
+                } else {
+                    rowCodes[r][k] = depth::noDepth;
+                    rowMats[r][k] = 0;
+                }
+            }
+        }
+        const std::uint32_t* codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
+        const MaterialId* mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
+        for (int i = first; i < last; ++i) {
+            if (!(span.alpha[i] > 0)) {
+                continue;
+            }
+            const std::int32_t x = span.x + i;
+            const std::int32_t column = i - first + 1;
+            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, codes[1][column]));
+            u[n] = static_cast<float>(p.x());
+            v[n] = static_cast<float>(p.y());
+            fp[n] = static_cast<float>(flatFootprint(document, x, span.y, p, codes, mats, column));
+            index[n++] = i;
+        }
+    }
+    if (n == 0) {
+        return;
+    }
+    texture_->sample(rgb, alpha, u, v, fp, n);
+    output_.write(span, index, rgb, alpha, n);
+}
+
+void TextureToolPlane::preview(PreviewBitmap& bitmap) {
+    const auto* raster = dynamic_cast<const RasterTexture*>(texture_.get());
+    const double side = raster ? std::max(raster->pixelWidth(), raster->pixelHeight()) : 128;
+    const double width = bitmap.width > 0 ? bitmap.width : 128;
+    drawRasterPreview(*texture_, width / side, bitmap);
+}
+
+} // namespace tex

@@ -1,0 +1,329 @@
+// The texture laid on the scene in perspective: real sizes on an oblique wall, the fold
+// over a corner, the planes kept and not folded, the footprint at the image's edge and on
+// a floor that recedes to the horizon, and the seams of a cube image.
+
+#include "texture/TextureToolPlane.h"
+
+#include "TextureSceneSupport.h"
+#include "support/RoomScene.h"
+#include "views/cameras/FaceSize.h"
+#include "views/cameras/ViewParams.h"
+#include "views/cameras/ViewProj.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+namespace {
+
+using textest::checker;
+using textest::paintAll;
+using textest::renderScene;
+
+constexpr MaterialId floorId = 1;
+constexpr MaterialId wallId = 2;
+constexpr MaterialId sideId = 3;
+
+/// A floor, a back wall (y = 6) and a side wall (x = 3) meeting it at a corner, both 3
+/// high, so the top rows see sky; seen level from (0, 0, 1.6) along +y.
+std::unique_ptr<test::TestDocument> cornerRoom() {
+    test::SyntheticScene scene;
+    const Extent<3> walls(Point<3>(-50, -50, 0), Point<3>(50, 50, 3));
+    scene.add(Plane(), floorId);
+    scene.add(Plane(Vector<3>(0, -1, 0), Point<3>(0, 6, 0)), wallId, walls);
+    scene.add(Plane(Vector<3>(-1, 0, 0), Point<3>(3, 0, 0)), sideId, walls);
+    return renderScene(scene, 192, 144, {0, 0, 1.6}, 90, 0);
+}
+
+/// One wall 30 degrees off frontal, 5 away, filling the view.
+std::unique_ptr<test::TestDocument> obliqueWall() {
+    test::SyntheticScene scene;
+    scene.add(Plane(Vector<3>(-0.5, std::sqrt(0.75), 0), Point<3>(0, 5, 0)), wallId);
+    return renderScene(scene, 256, 192, {0, 0, 1.6}, 90, 0);
+}
+
+IPoint<2> pixelOf(const test::TestDocument& document, const Point<3>& world) {
+    const Point<3> p = document.viewProj()->pixelFromWorld(world);
+    return IPoint<2>(static_cast<std::int32_t>(std::lround(p.x())),
+                     static_cast<std::int32_t>(std::lround(p.y())));
+}
+
+tex::PlanePlacing placing(int mode, double pixelMillimetres) {
+    tex::PlanePlacing p;
+    p.planeMode = mode;
+    p.pixelWidth = p.pixelHeight = pixelMillimetres;
+    return p;
+}
+
+/// World distances between successive places along a line of pixels where the painted grey
+/// crosses the middle, each place found between two pixel centres by linear interpolation;
+/// only those at least `minPixels` apart, which a pixel's error doesn't swamp.
+std::vector<double> crossingSpacings(const textest::Painted& painted,
+                                     const test::TestDocument& document, IPoint<2> from,
+                                     IPoint<2> step, int count, double minPixels) {
+    std::vector<Point<3>> crossings;
+    std::vector<double> where;
+    IPoint<2> p = from;
+    for (int k = 0; k + 1 < count; ++k) {
+        const IPoint<2> q(p.x + step.x, p.y + step.y);
+        const double a = painted.grey(p.x, p.y) - 127.5;
+        const double b = painted.grey(q.x, q.y) - 127.5;
+        if ((a < 0) != (b < 0)) {
+            const double t = a / (a - b);
+            const Point<3> wa = document.worldAt(p.x, p.y);
+            const Point<3> wb = document.worldAt(q.x, q.y);
+            crossings.push_back(interp(wa, wb, t));
+            where.push_back(k + t);
+        }
+        p = q;
+    }
+    std::vector<double> spacing;
+    for (std::size_t i = 1; i < crossings.size(); ++i) {
+        if (where[i] - where[i - 1] >= minPixels) {
+            spacing.push_back(distance(crossings[i - 1], crossings[i]));
+        }
+    }
+    return spacing;
+}
+
+TEST(TextureToolPlane, TangentCheckerHasItsRealSizeOnAnObliqueWall) {
+    auto document = obliqueWall();
+    // 64 texels of 62.5 mm: four squares of 16 texels, each 1 m. The click lands in the
+    // middle of a square, so its row and column cross squares, not run along an edge.
+    tex::PlanePlacing p = placing(tex::PlanePlacing::tangent, 62.5);
+    p.hook = Point<2>(8, 8);
+    tex::TextureToolPlane tool(checker(64, 64, 16), p, tex::TextureOutput{});
+    tool.start(128, 96, *document);
+    const textest::Painted painted = paintAll(tool, *document);
+
+    const std::vector<double> across =
+        crossingSpacings(painted, *document, {0, 96}, {1, 0}, 256, 10);
+    const std::vector<double> down =
+        crossingSpacings(painted, *document, {128, 0}, {0, 1}, 192, 10);
+    ASSERT_GE(across.size(), 3u);
+    ASSERT_GE(down.size(), 2u);
+    for (double d : across) {
+        EXPECT_NEAR(d, 1.0, 0.02);
+    }
+    for (double d : down) {
+        EXPECT_NEAR(d, 1.0, 0.02);
+    }
+}
+
+TEST(TextureToolPlane, WrappedFoldsOverACornerWithoutAJump) {
+    auto document = cornerRoom();
+    const IPoint<2> back = pixelOf(*document, {1, 6, 1.2});
+    const IPoint<2> side = pixelOf(*document, {3, 4.5, 1.2});
+    ASSERT_EQ(document->matAt(back.x, back.y), wallId);
+    ASSERT_EQ(document->matAt(side.x, side.y), sideId);
+    const Point<3> onCorner[] = {{3, 6, 0.4}, {3, 6, 1.6}, {3, 6, 2.7}};
+
+    auto jumpAtCorner = [&](int mode) {
+        tex::TextureToolPlane tool(checker(64, 64, 8), placing(mode, 25), tex::TextureOutput{});
+        tool.start(back.x, back.y, *document);
+        std::vector<Point<2>> before;
+        for (const Point<3>& p : onCorner) {
+            before.push_back(tool.rasterPoint(p));
+        }
+        tool.start(side.x, side.y, *document);
+        double jump = 0;
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            jump = std::max(jump, distance(before[i], tool.rasterPoint(onCorner[i])));
+        }
+        return jump;
+    };
+    // Along the corner the raster point is the same on both walls (in texels); without the
+    // fold it jumps.
+    EXPECT_LT(jumpAtCorner(tex::PlanePlacing::wrapped), 0.05);
+    EXPECT_LT(jumpAtCorner(tex::PlanePlacing::autowrapped), 0.05);
+    EXPECT_GT(jumpAtCorner(tex::PlanePlacing::tangent), 5.0);
+
+    // In the painted image the neighbours across the corner read neighbouring texels.
+    tex::TextureToolPlane tool(checker(64, 64, 8), placing(tex::PlanePlacing::wrapped, 25),
+                               tex::TextureOutput{});
+    tool.start(back.x, back.y, *document);
+    tool.start(side.x, side.y, *document);
+    const IPoint<2> corner = pixelOf(*document, {3, 6, 1.2});
+    std::int32_t x = corner.x - 3;
+    while (document->matAt(x + 1, corner.y) == wallId) {
+        ++x;
+    }
+    ASSERT_EQ(document->matAt(x + 1, corner.y), sideId);
+    Point<2> a, b;
+    double fa = 0, fb = 0;
+    ASSERT_TRUE(tool.pixelSample(*document, x, corner.y, a, fa));
+    ASSERT_TRUE(tool.pixelSample(*document, x + 1, corner.y, b, fb));
+    EXPECT_LT(distance(a, b), 2 * std::max(fa, fb) + 0.5);
+}
+
+TEST(TextureToolPlane, AlmostParallelPlanesDoNotFold) {
+    // Two walls whose normals differ by 5e-5: less than the fold's limit.
+    test::SyntheticScene scene;
+    scene.add(Plane(Vector<3>(0, -1, 0), Point<3>(0, 6, 0)), wallId,
+              Extent<3>(Point<3>(-50, 0, -50), Point<3>(0, 50, 50)));
+    const double tilt = 5e-5;
+    scene.add(Plane(Vector<3>(std::sin(tilt), -std::cos(tilt), 0), Point<3>(0, 6, 0)), sideId,
+              Extent<3>(Point<3>(0, 0, -50), Point<3>(50, 50, 50)));
+    auto document = renderScene(scene, 160, 120, {0, 0, 1.6}, 90, 0);
+    const IPoint<2> left = pixelOf(*document, {-2, 6, 1.6});
+    const IPoint<2> right = pixelOf(*document, {2, 6, 1.6});
+    ASSERT_EQ(document->matAt(left.x, left.y), wallId);
+    ASSERT_EQ(document->matAt(right.x, right.y), sideId);
+
+    tex::TextureToolPlane tool(checker(32, 32, 4), placing(tex::PlanePlacing::wrapped, 25),
+                               tex::TextureOutput{});
+    tool.start(left.x, left.y, *document);
+    const TextureAxes first = tool.axes();
+    tool.start(right.x, right.y, *document);
+    EXPECT_EQ(tool.axes().origin, first.origin);
+    EXPECT_EQ(tool.axes().primary, first.primary);
+    EXPECT_NEAR(dot(tool.axes().plane.normal(), first.plane.normal()), 1.0, 1e-8);
+}
+
+TEST(TextureToolPlane, AutoplaneKeepsThePreviousPlaneOnASkyPixel) {
+    auto document = cornerRoom();
+    const IPoint<2> back = pixelOf(*document, {1, 6, 1.2});
+    const IPoint<2> sky(back.x, 0);
+    ASSERT_EQ(document->zAt(sky.x, sky.y), depth::noDepth);
+
+    tex::TextureToolPlane tool(checker(32, 32, 4), placing(tex::PlanePlacing::autoplane, 25),
+                               tex::TextureOutput{});
+    tool.start(back.x, back.y, *document);
+    const Plane wall = tool.axes().plane;
+    EXPECT_NEAR(wall.normal().y(), 1.0, 1e-6);
+    Point<2> before;
+    double footprint = 0;
+    ASSERT_TRUE(tool.pixelSample(*document, sky.x, sky.y + 3, before, footprint));
+
+    tool.start(sky.x, sky.y, *document);
+    EXPECT_EQ(tool.axes().plane.normal(), wall.normal());
+    EXPECT_EQ(tool.axes().plane.distanceFromOrigin(), wall.distanceFromOrigin());
+    // The sky above the wall still takes the wall's plane, where it was.
+    Point<2> after;
+    ASSERT_TRUE(tool.pixelSample(*document, sky.x, sky.y + 3, after, footprint));
+    EXPECT_NEAR(distance(before, after), 0.0, 1e-9);
+
+    // Tangent takes whatever the click gives: the background plane.
+    tex::TextureToolPlane tangent(checker(32, 32, 4), placing(tex::PlanePlacing::tangent, 25),
+                                  tex::TextureOutput{});
+    tangent.start(back.x, back.y, *document);
+    tangent.start(sky.x, sky.y, *document);
+    EXPECT_LT(std::abs(tangent.axes().plane.normal().y()), 0.5);
+}
+
+TEST(TextureToolPlane, EdgeColumnsTakeTheFootprintFromTheInsideNeighbour) {
+    auto document = obliqueWall();
+    tex::TextureToolPlane tool(checker(64, 64, 16), placing(tex::PlanePlacing::tangent, 62.5),
+                               tex::TextureOutput{});
+    tool.start(128, 96, *document);
+    const std::int32_t w = document->width();
+    for (std::int32_t y : {0, 40, 191}) {
+        Point<2> p;
+        double edge = 0, inside = 0;
+        ASSERT_TRUE(tool.pixelSample(*document, 0, y, p, edge));
+        ASSERT_TRUE(tool.pixelSample(*document, 1, y, p, inside));
+        EXPECT_NEAR(edge / inside, 1.0, 0.03) << "left, row " << y;
+        ASSERT_TRUE(tool.pixelSample(*document, w - 1, y, p, edge));
+        ASSERT_TRUE(tool.pixelSample(*document, w - 2, y, p, inside));
+        EXPECT_NEAR(edge / inside, 1.0, 0.03) << "right, row " << y;
+    }
+}
+
+TEST(TextureToolPlane, ARecedingFloorNeitherAliasesFarAwayNorBlursNearby) {
+    test::SyntheticScene scene;
+    scene.add(Plane(), floorId);
+    auto document = renderScene(scene, 192, 144, {0, 0, 1.6}, 90, -10);
+    // Squares of 4 texels of 25 mm: 0.1 m.
+    auto texture = checker(64, 64, 4);
+    tex::TextureToolPlane tool(texture, placing(tex::PlanePlacing::tangent, 25),
+                               tex::TextureOutput{});
+    tool.start(96, 130, *document);
+    const textest::Painted painted = paintAll(tool, *document);
+
+    // Far rows: pixels many squares wide read the texture's mean, 127.5, all along.
+    std::int32_t farRow = 0;
+    while (document->zAt(96, farRow) == depth::noDepth) {
+        ++farRow;
+    }
+    for (std::int32_t y = farRow + 2; y < farRow + 8; ++y) {
+        double sum = 0;
+        int worst = 0;
+        for (std::int32_t x = 0; x < 192; ++x) {
+            sum += painted.grey(x, y);
+            worst = std::max(worst, std::abs(painted.grey(x, y) - 128));
+        }
+        EXPECT_NEAR(sum / 192, 127.5, 4.0) << "row " << y;
+        EXPECT_LT(worst, 24) << "row " << y;
+    }
+    // Near rows, squares several pixels wide: the contrast of the raster read with no
+    // filtering at the same points is kept.
+    auto spread = [](const std::vector<double>& values) {
+        double mean = 0, square = 0;
+        for (double v : values) {
+            mean += v;
+            square += v * v;
+        }
+        mean /= values.size();
+        return std::sqrt(square / values.size() - mean * mean);
+    };
+    std::vector<double> got, sharp;
+    for (std::int32_t y = 134; y < 144; ++y) {
+        for (std::int32_t x = 0; x < 192; ++x) {
+            Point<2> p;
+            double footprint = 0;
+            ASSERT_TRUE(tool.pixelSample(*document, x, y, p, footprint));
+            EXPECT_LT(footprint, 1.0);
+            const float u = static_cast<float>(p.x()), v = static_cast<float>(p.y()), one = 1;
+            std::uint8_t rgb[3];
+            float alpha = 0;
+            texture->sample(rgb, &alpha, &u, &v, &one, 1);
+            sharp.push_back(rgb[1]);
+            got.push_back(painted.grey(x, y));
+        }
+    }
+    EXPECT_GT(spread(sharp), 90.0);
+    EXPECT_GT(spread(got), 0.95 * spread(sharp));
+}
+
+TEST(TextureToolPlane, ACubeImageShowsTheSameTextureOnBothSidesOfASeam) {
+    test::RoomScene room = test::RoomScene::make(test::RoomScene::View::cubic, 6 * 48, 48);
+    test::TestDocument& document = *room.document;
+    std::int32_t fx = -1, fy = -1;
+    for (std::int32_t y = 47; y >= 0 && fx < 0; --y) {
+        if (room.pieceAt(24, y) == test::RoomScene::floorPiece) {
+            fx = 24;
+            fy = y;
+        }
+    }
+    ASSERT_GE(fx, 0);
+    tex::TextureToolPlane tool(checker(64, 64, 16), placing(tex::PlanePlacing::tangent, 50),
+                               tex::TextureOutput{});
+    tool.start(fx, fy, document);
+    const textest::Painted painted = paintAll(tool, document);
+    const FaceSize faces(48);
+    int compared = 0;
+    for (std::int32_t y = 0; y < 48; ++y) {
+        for (std::int32_t x = 0; x < 6 * 48; ++x) {
+            IPoint<2> copies[3];
+            const int n = faces.copies(x, y, copies);
+            // Edge pixels only: at the cube's corners three faces meet, and a corner pixel's
+            // copies have different neighbours.
+            if (n != 2 || document.zAt(x, y) == depth::noDepth) {
+                continue;
+            }
+            for (int k = 0; k < n; ++k) {
+                const IPoint<2> c = copies[k];
+                if (document.zAt(c.x, c.y) != document.zAt(x, y)) {
+                    continue;
+                }
+                EXPECT_NEAR(painted.grey(c.x, c.y), painted.grey(x, y), 3)
+                    << x << "," << y << " and " << c.x << "," << c.y;
+                ++compared;
+            }
+        }
+    }
+    EXPECT_GT(compared, 100);
+}
+
+} // namespace
