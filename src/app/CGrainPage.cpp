@@ -1,5 +1,6 @@
 #include "app/CGrainPage.h"
 
+#include "app/PageWidgets.h"
 #include "app/ToolboxKeys.h"
 #include "styles/StyleStorage.h"
 #include "styles/Toolbox.h"
@@ -9,11 +10,8 @@
 #include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QFormLayout>
-#include <QHBoxLayout>
-#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPixmap>
 #include <QPushButton>
 #include <QSpinBox>
 
@@ -37,13 +35,7 @@ CGrainPage::CGrainPage(QWidget* parent) : QWidget(parent) {
     type_->addItems({tr("Noise"), tr("Picture"), tr("Image brightness"), tr("Solid noise")});
     form->addRow(tr("Kind"), type_);
     auto spin = [this](const char* name, double low, double high, double step, int decimals) {
-        auto* box = new QDoubleSpinBox(this);
-        box->setObjectName(QString::fromLatin1(name));
-        box->setRange(low, high);
-        box->setSingleStep(step);
-        box->setDecimals(decimals);
-        box->setKeyboardTracking(false);
-        return box;
+        return pagewidgets::doubleSpin(this, name, low, high, step, decimals);
     };
     scale_ = spin("grainScale", 0.01, 1000, 0.5, 2);
     scale_->setToolTip(tr("Noise: the size of its cells in pixels. Picture: image pixels for "
@@ -58,21 +50,12 @@ CGrainPage::CGrainPage(QWidget* parent) : QWidget(parent) {
     invert_ = new QCheckBox(tr("Invert"), this);
     invert_->setObjectName(QStringLiteral("grainInvert"));
     form->addRow(QString(), invert_);
-    angle_ = new QSpinBox(this);
-    angle_->setObjectName(QStringLiteral("grainAngle"));
-    angle_->setRange(-360, 360);
-    angle_->setSuffix(QStringLiteral(" °"));
-    angle_->setKeyboardTracking(false);
+    angle_ = pagewidgets::intSpin(this, "grainAngle", -360, 360, QStringLiteral(" °"));
     form->addRow(tr("Angle"), angle_);
-    auto* fileRow = new QWidget(this);
-    auto* fileLayout = new QHBoxLayout(fileRow);
-    fileLayout->setContentsMargins(0, 0, 0, 0);
-    file_ = new QLineEdit(fileRow);
-    file_->setObjectName(QStringLiteral("grainFile"));
-    auto* browse = new QPushButton(tr("Browse..."), fileRow);
-    fileLayout->addWidget(file_, 1);
-    fileLayout->addWidget(browse);
-    form->addRow(tr("Picture"), fileRow);
+    const pagewidgets::FileRow fileRow = pagewidgets::fileRow(this, "grainFile");
+    file_ = fileRow.edit;
+    QPushButton* browse = fileRow.browse;
+    form->addRow(tr("Picture"), fileRow.row);
     mirrored_ = new QCheckBox(tr("Mirrored"), this);
     repeatX_ = new QCheckBox(tr("Repeat across"), this);
     repeatY_ = new QCheckBox(tr("Repeat down"), this);
@@ -135,9 +118,8 @@ CGrainPage::CGrainPage(QWidget* parent) : QWidget(parent) {
         }
     });
     connect(browse, &QPushButton::clicked, this, [this] {
-        const QString name = QFileDialog::getOpenFileName(
-            this, tr("Grain picture"), file_->text(),
-            tr("Pictures (*.png *.jpg *.jpeg *.tif *.tiff *.bmp *.tga)"));
+        const QString name = QFileDialog::getOpenFileName(this, tr("Grain picture"), file_->text(),
+                                                          pagewidgets::pictureFilter());
         if (!name.isEmpty()) {
             file_->setText(name);
             grain_.settings.filename = name.toStdWString();
@@ -213,13 +195,5 @@ void CGrainPage::showPreview() {
     PreviewBitmap bitmap;
     bitmap.width = bitmap.height = 128;
     grain->preview(bitmap);
-    QImage image(bitmap.width, bitmap.height, QImage::Format_RGB32);
-    for (std::int32_t y = 0; y < bitmap.height; ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (std::int32_t x = 0; x < bitmap.width; ++x) {
-            const std::uint16_t p = bitmap.pixels[static_cast<std::size_t>(y) * bitmap.width + x];
-            line[x] = qRgb((p & 31) << 3, ((p >> 5) & 31) << 3, ((p >> 10) & 31) << 3);
-        }
-    }
-    preview_->setPixmap(QPixmap::fromImage(image));
+    preview_->setPixmap(pagewidgets::previewPixmap(bitmap));
 }

@@ -2,6 +2,7 @@
 
 #include "app/CBrushPage.h"
 #include "app/CGrainPage.h"
+#include "app/CTexturePage.h"
 #include "app/CPenPage.h"
 #include "app/CToolPage.h"
 #include "app/ToolboxKeys.h"
@@ -101,6 +102,7 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     brushTab_ = pages_->addTab(scrolled(brushPage_), tr("Brush"));
     penTab_ = pages_->addTab(scrolled(penPage_), tr("Line"));
     shapeTab_ = pages_->addTab(scrolled(shapePage_), tr("Shape"));
+    pages_->addTab(scrolled(new CTexturePage), tr("Texture"));
     pages_->addTab(scrolled(new CGrainPage), tr("Grain"));
     layout->addWidget(pages_, 1);
     setWidget(body);

@@ -87,6 +87,7 @@ void read(ToolboxState& s) {
     s.fogOn = t.getInt(L"Fog", s.fogOn ? 1 : 0) != 0;
     s.blendOpacity = std::clamp(t.getInt(L"Fad", s.blendOpacity), 1, 100);
     s.colourStrength = std::clamp(t.getInt(L"Res", s.colourStrength), 0, 100);
+    s.textureOpacity = std::clamp(t.getInt(L"Tex", s.textureOpacity), 0, 100);
     const int colour =
         t.getInt(L"Col", (s.colour[0] << 16) | (s.colour[1] << 8) | s.colour[2]) & 0xFFFFFF;
     s.colour[0] = static_cast<std::uint8_t>(colour >> 16);
@@ -100,6 +101,7 @@ void write(const ToolboxState& s) {
     t.setInt(L"Fog", s.fogOn ? 1 : 0);
     t.setInt(L"Fad", s.blendOpacity);
     t.setInt(L"Res", s.colourStrength);
+    t.setInt(L"Tex", s.textureOpacity);
     t.setInt(L"Col", (s.colour[0] << 16) | (s.colour[1] << 8) | s.colour[2]);
 }
 

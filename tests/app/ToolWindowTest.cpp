@@ -1,6 +1,6 @@
 // The tool window and the view's mouse: the fill clicked on a rendered scene with a material
-// lock, undo of it, Escape stopping a fill, the crop dragged as a rectangle, the settings kept in
-// the default style, and the toolbox keys.
+// lock, undo of it, Escape stopping a fill, the grain and texture pages, the crop dragged as a
+// rectangle, the settings kept in the default style, and the toolbox keys.
 
 #include "AppTestSupport.h"
 #include "app/CMainFrame.h"
@@ -13,14 +13,18 @@
 #include "pipeline/Matte.h"
 #include "pipeline/ToolSelection.h"
 #include "styles/CSetGrain.h"
+#include "styles/CSetTexture.h"
 #include "styles/StyleStorage.h"
 #include "styles/Toolbox.h"
+#include "support/TempDir.h"
 #include "views/ZmapView.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QImage>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -313,6 +317,75 @@ TEST_F(ToolWindow, TheGrainPageBuildsTheGrainStoresItAndNamesAPictureThatFailed)
 
     widget<QCheckBox>("grainOn")->setChecked(false);
     EXPECT_FALSE(ToolSelection::instance().grain);
+}
+
+TEST_F(ToolWindow, TheTexturePageLaysAPictureOnAFillStoresItAndNamesOneThatFailed) {
+    CQuorvaleView* view = openSample();
+    ASSERT_NE(view, nullptr);
+    CQuorvaleDoc& doc = view->document();
+    // A checker of red and blue squares.
+    test::TempDir dir;
+    const QString picture = QString::fromStdString(dir.file("checker.png"));
+    QImage checker(64, 64, QImage::Format_RGB32);
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x < 64; ++x) {
+            checker.setPixel(x, y, ((x / 16 + y / 16) % 2) ? qRgb(220, 0, 0) : qRgb(0, 0, 220));
+        }
+    }
+    ASSERT_TRUE(checker.save(picture));
+
+    EXPECT_FALSE(ToolSelection::instance().texture);
+    widget<QCheckBox>("textureOn")->setChecked(true);
+    EXPECT_FALSE(ToolSelection::instance().texture) << "no texture chosen yet";
+    widget<QComboBox>("textureType")->setCurrentIndex(TextureSettings::raster);
+    widget<QComboBox>("textureMode")->setCurrentIndex(TextureSettings::twoD);
+    widget<QDoubleSpinBox>("textureSize")->setValue(32);
+    auto* file = widget<QLineEdit>("textureFile");
+    file->setText(picture);
+    emit file->editingFinished();
+    EXPECT_TRUE(ToolSelection::instance().texture);
+    EXPECT_TRUE(widget<QLabel>("textureError")->text().isEmpty())
+        << widget<QLabel>("textureError")->text().toStdString();
+    EXPECT_FALSE(widget<QLabel>("texturePreview")->pixmap().isNull());
+    {
+        const SettingsStyleStorage stored;
+        EXPECT_EQ(stored.read(L"Texture", L"Filename").value_or(L""), picture.toStdWString());
+        EXPECT_EQ(stored.read(L"Texture", L"Mode").value_or(L""), L"TwoD");
+    }
+
+    // A fill of the whole image lays the checker: both colours appear, and only they.
+    widget<QToolButton>("toolFill")->click();
+    widget<QCheckBox>("fillFlood")->setChecked(false);
+    widget<QCheckBox>("lockMaterial")->setChecked(false);
+    widget<QComboBox>("blendMode")->setCurrentIndex(0);
+    widget<QSpinBox>("paintOpacity")->setValue(100);
+    click(*view, {doc.width() / 2, doc.height() / 2});
+    ASSERT_TRUE(messages_.errors.isEmpty()) << messages_.errors.join('\n').toStdString();
+    int reds = 0;
+    int blues = 0;
+    for (int y = 0; y < doc.height(); ++y) {
+        for (int x = 0; x < doc.width(); ++x) {
+            const ColourPOD c = doc.rgbAt(x, y);
+            reds += c.r > 150 && c.b < 60;
+            blues += c.b > 150 && c.r < 60;
+        }
+    }
+    const int pixels = doc.width() * doc.height();
+    EXPECT_GT(reds, pixels / 4);
+    EXPECT_GT(blues, pixels / 4);
+
+    // A picture that can't be read leaves the stage out and is named on the page.
+    file->setText(QString::fromStdString(dir.file("missing-bricks.png")));
+    emit file->editingFinished();
+    EXPECT_FALSE(ToolSelection::instance().texture);
+    EXPECT_TRUE(widget<QLabel>("textureError")->text().contains(QStringLiteral("missing-bricks")))
+        << widget<QLabel>("textureError")->text().toStdString();
+
+    file->setText(picture);
+    emit file->editingFinished();
+    EXPECT_TRUE(ToolSelection::instance().texture);
+    widget<QCheckBox>("textureOn")->setChecked(false);
+    EXPECT_FALSE(ToolSelection::instance().texture);
 }
 
 TEST(ToolboxKeys, ToolStateIsWrittenAndReadByItsRules) {
