@@ -16,8 +16,14 @@
 #include "styles/Toolbox.h"
 #include "views/cameras/ViewParams.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QFileInfo>
+#include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPixmap>
@@ -54,6 +60,11 @@ void settle(CMainFrame& frame) {
         v->waitForDrawing(30000);
     }
     QCoreApplication::processEvents();
+}
+
+/// The child widget of `parent` with the object name `name`.
+template <class W> W* named(QWidget& parent, const char* name) {
+    return parent.findChild<W*>(QString::fromLatin1(name));
 }
 
 bool save(CMainFrame& frame, const QString& dir, const char* name) {
@@ -254,6 +265,93 @@ int main(int argc, char** argv) {
         }
     }
     ok = save(frame, dir, "pen-and-brush-strokes.png") && ok;
+
+    // Brick laid on the house's walls in perspective, from the texture page: our brick
+    // picture at its real size (450 mm across), "Wrapped", and a fill locked to the walls'
+    // material and plane, clicked on the front wall and then on the side wall, which takes
+    // the courses on round the corner without a jump.
+    // The fog fill, the line and the brush stroke taken back first.
+    for (QAction* undo = frame.action(QStringLiteral("editUndo")); undo->isEnabled();) {
+        undo->trigger();
+    }
+    MaterialId walls = 0;
+    for (const auto& [id, record] : scene.materials()) {
+        if (scene.materialName(id) == L"Walls") {
+            walls = id;
+        }
+    }
+    // A wall pixel well inside its wall: every pixel within 4 of it shows the walls.
+    auto insideWalls = [&scene, walls](int x, int y) {
+        for (int dy = -4; dy <= 4; ++dy) {
+            for (int dx = -4; dx <= 4; ++dx) {
+                const int px = x + dx;
+                const int py = y + dy;
+                if (px < 0 || py < 0 || px >= scene.width() || py >= scene.height() ||
+                    scene.matAt(px, py) != walls) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    };
+    // The leftmost such pixel is on the front wall, the rightmost on the side wall.
+    int frontX = -1, frontY = -1, sideX = -1, sideY = -1;
+    for (int y = 0; y < scene.height(); ++y) {
+        for (int x = 0; x < scene.width(); ++x) {
+            if (walls == 0 || !insideWalls(x, y)) {
+                continue;
+            }
+            if (frontX < 0 || x < frontX) {
+                frontX = x;
+                frontY = y;
+            }
+            if (x > sideX) {
+                sideX = x;
+                sideY = y;
+            }
+        }
+    }
+    QDir samples = QFileInfo(CQuorvaleApp::sampleScenePath()).dir();
+    const QString brick =
+        QDir::cleanPath(samples.absoluteFilePath(QStringLiteral("../textures/brick.png")));
+    named<QComboBox>(tools, "textureType")->setCurrentIndex(1);
+    named<QComboBox>(tools, "textureMode")->setCurrentIndex(4);
+    named<QDoubleSpinBox>(tools, "textureSize")->setValue(450);
+    QLineEdit* file = named<QLineEdit>(tools, "textureFile");
+    file->setText(brick);
+    emit file->editingFinished();
+    named<QCheckBox>(tools, "textureOn")->setChecked(true);
+    state.lockMask = Matte::lockMaterialBit | Matte::lockPlaneBit;
+    state.blendMode = 0;
+    state.blendOpacity = 100;
+    tools.setCurrentTool(CSetFill::id);
+    tools.refresh();
+    if (auto* pages = tools.findChild<QTabWidget*>(QStringLiteral("toolPages"))) {
+        for (int i = 0; i < pages->count(); ++i) {
+            if (pages->tabText(i) == QObject::tr("Texture")) {
+                pages->setCurrentIndex(i);
+            }
+        }
+    }
+    if (walls != 0 && frontX >= 0 && sideX >= 0) {
+        frame.applyTool(view, frontX, frontY);
+        frame.applyTool(view, sideX, sideY);
+        frame.showPixelInfo(sideX, sideY, true);
+        // Close up at 1:1 on the house's corner, where the courses turn.
+        while (view->zoom().first < view->zoom().second) {
+            view->zoomIn();
+        }
+        settle(frame);
+        const int cornerAtX = (frontX + 3 * sideX) / 4;
+        const int cornerAtY = (frontY + sideY) / 2;
+        view->scrollTo(cornerAtX - view->viewport()->width() / 2,
+                       cornerAtY - view->viewport()->height() / 2);
+        settle(frame);
+    } else {
+        std::fprintf(stderr, "no walls in the sample scene\n");
+        ok = false;
+    }
+    ok = save(frame, dir, "brick-walls.png") && ok;
 
     app.ExitInstance();
     UserMessages::install(nullptr);
