@@ -25,6 +25,8 @@ public:
     /// none can be drawn.
     std::vector<Point<2>> pathAt(IPoint<2> at, const CursorContext& context) const;
     bool hasMouse() const { return hasMouse_; }
+    /// The dab's outline the cursor draws.
+    const TQL::Handle<MaskOutline>& outline() const { return outline_; }
 
 private:
     TQL::Handle<MaskOutline> outline_;

@@ -1,8 +1,11 @@
 #include "app/CCubicView.h"
 
+#include "app/AppSettings.h"
+#include "app/BrushOutlinePC.h"
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
 #include "views/CubicView.h"
+#include "views/PolyPC.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -10,14 +13,23 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPainterPath>
+#include <QTabletEvent>
 #include <QThread>
 #include <QWheelEvent>
 
+#include <algorithm>
 #include <cmath>
 
 CCubicView::CCubicView(CQuorvaleDoc& document, QWidget* parent)
     : QWidget(parent), document_(document),
-      view_(std::make_unique<CubicView>(document, CQuorvaleView::drawThread(), *this)) {
+      view_(std::make_unique<CubicView>(document, CQuorvaleView::drawThread(), *this)),
+      input_(
+          document,
+          [this](QPointF at, IPoint<2>& pixel) {
+              return view_->stripPixelAt(at.x(), at.y(), pixel);
+          },
+          [this] { emit strokeChanged(); }) {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);
@@ -96,6 +108,18 @@ void CCubicView::paintEvent(QPaintEvent* event) {
         painter.fillRect(0, store->height(), width(), height() - store->height(),
                          QColor(96, 96, 96));
     }
+    if (outline_.size() > 2) {
+        // Black over white, seen on any picture.
+        QPolygonF polygon;
+        for (const Point<2>& p : outline_) {
+            polygon << QPointF(p.x(), p.y());
+        }
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(Qt::white, 3));
+        painter.drawPolygon(polygon);
+        painter.setPen(QPen(Qt::black, 1));
+        painter.drawPolygon(polygon);
+    }
 }
 
 void CCubicView::resizeEvent(QResizeEvent* event) {
@@ -105,35 +129,115 @@ void CCubicView::resizeEvent(QResizeEvent* event) {
     }
 }
 
+bool CCubicView::painting() const {
+    return initialised_ && CQuorvaleView::navigation() == CQuorvaleView::Navigation::apply;
+}
+
 void CCubicView::mousePressEvent(QMouseEvent* event) {
     emit activated(this);
-    if (event->button() == Qt::LeftButton) {
-        pressedAt_ = event->position();
+    // A mouse presses as hard as it can.
+    if (event->button() == Qt::LeftButton && painting() &&
+        input_.press(event->position(), 1.0f, event->modifiers(), false)) {
+        return;
+    }
+    if (navigateButton_ == Qt::NoButton &&
+        (event->button() == Qt::LeftButton || event->button() == Qt::RightButton ||
+         event->button() == Qt::MiddleButton)) {
+        navigateButton_ = event->button();
         navigate().press(*view_, event->position().x(), event->position().y());
         setCursor(Qt::ClosedHandCursor);
     }
 }
 
 void CCubicView::mouseMoveEvent(QMouseEvent* event) {
-    if (navigate().dragging() && (event->buttons() & Qt::LeftButton)) {
+    IPoint<2> pixel;
+    const bool inside = view_->stripPixelAt(event->position().x(), event->position().y(), pixel);
+    if (input_.stroking() && (event->buttons() & Qt::LeftButton)) {
+        input_.move(event->position(), 1.0f, event->modifiers());
+    } else if (navigate().dragging() && (event->buttons() & navigateButton_)) {
         navigate().drag(*view_, event->position().x(), event->position().y());
     }
-    IPoint<2> pixel;
-    if (view_->stripPixelAt(event->position().x(), event->position().y(), pixel)) {
+    moveOutline(event->position(), inside);
+    if (inside) {
         emit cursorMoved(pixel.x, pixel.y, true);
     }
 }
 
 void CCubicView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton) {
+    if (event->button() == Qt::LeftButton && input_.release()) {
+        return;
+    }
+    if (event->button() == navigateButton_) {
+        navigateButton_ = Qt::NoButton;
         navigate().release();
         unsetCursor();
-        const QPointF moved = event->position() - pressedAt_;
+    }
+}
+
+void CCubicView::mouseDoubleClickEvent(QMouseEvent* event) {
+    // A double click ends a line, closing a polygon; otherwise it is a second press.
+    if (event->button() == Qt::LeftButton && input_.doubleClick()) {
+        return;
+    }
+    mousePressEvent(event);
+}
+
+void CCubicView::tabletEvent(QTabletEvent* event) {
+    if (appsettings::TabletEnable.value() == 0 || !painting()) {
+        // Ignored: Qt makes mouse events of it.
+        event->ignore();
+        return;
+    }
+    if (event->type() == QEvent::TabletMove) {
         IPoint<2> pixel;
-        if (std::abs(moved.x()) + std::abs(moved.y()) < 3 &&
-            view_->stripPixelAt(pressedAt_.x(), pressedAt_.y(), pixel)) {
-            emit imageClicked(pixel.x, pixel.y);
+        moveOutline(event->position(),
+                    view_->stripPixelAt(event->position().x(), event->position().y(), pixel));
+    }
+    input_.tablet(*event, [this](bool eraser) {
+        emit activated(this);
+        emit eraserUsed(eraser);
+    });
+}
+
+QRect CCubicView::outlineRect() const {
+    if (outline_.empty()) {
+        return {};
+    }
+    double x0 = outline_.front().x(), x1 = x0;
+    double y0 = outline_.front().y(), y1 = y0;
+    for (const Point<2>& p : outline_) {
+        x0 = std::min(x0, p.x());
+        x1 = std::max(x1, p.x());
+        y0 = std::min(y0, p.y());
+        y1 = std::max(y1, p.y());
+    }
+    // The pens' width and rounding.
+    return QRect(QPoint(static_cast<int>(std::floor(x0)) - 3, static_cast<int>(std::floor(y0)) - 3),
+                 QPoint(static_cast<int>(std::ceil(x1)) + 3, static_cast<int>(std::ceil(y1)) + 3));
+}
+
+void CCubicView::moveOutline(QPointF at, bool inside) {
+    const QRect before = outlineRect();
+    outline_.clear();
+    const auto* brush = dynamic_cast<const BrushOutlinePC*>(CQuorvaleView::toolCursor().get());
+    Vector<2> right;
+    Vector<2> down;
+    // A flat dab's outline in face pixels about its centre, laid on the face under the
+    // mouse: a dab that lies on the surface has no flat outline to show here.
+    if (inside && painting() && brush && brush->outline() && !brush->outline()->threeD &&
+        brush->outline()->imagePoints.size() >= 4 &&
+        view_->facePixelSteps(at.x(), at.y(), right, down)) {
+        const Point<2> centre(at.x(), at.y());
+        for (const Point<2>& p : BezierPC::flatten(brush->outline()->imagePoints, 8)) {
+            outline_.push_back(centre + right * p.x() + down * p.y());
         }
+    }
+    const QRect after = outlineRect();
+    if (!before.isNull()) {
+        update(before);
+    }
+    if (!after.isNull()) {
+        update(after);
     }
 }
 
@@ -143,6 +247,9 @@ void CCubicView::wheelEvent(QWheelEvent* event) {
 }
 
 void CCubicView::keyPressEvent(QKeyEvent* event) {
+    if (input_.key(event->key())) {
+        return;
+    }
     switch (event->key()) {
     case Qt::Key_Left:
         navigate().key(*view_, -1, 0);
@@ -169,6 +276,7 @@ void CCubicView::keyPressEvent(QKeyEvent* event) {
 }
 
 void CCubicView::leaveEvent(QEvent* event) {
+    moveOutline(QPointF(), false);
     emit cursorMoved(0, 0, false);
     QWidget::leaveEvent(event);
 }

@@ -1,21 +1,26 @@
 #pragma once
 
 #include "app/CNavigate.h"
+#include "app/ViewStrokeInput.h"
 #include "core/Extent.h"
+#include "core/Point.h"
 #include "views/ViewWindow.h"
 
 #include <QWidget>
 
 #include <memory>
+#include <vector>
 
 class CQuorvaleDoc;
 class CubicView;
 
 /// The window of a panorama view: a cube document seen from its centre through a camera
 /// that the user turns (CNavigate: drag to look around, wheel for the field of view, arrow
-/// keys, + and -); a click without a drag applies the current tool at the face pixel
-/// under the mouse. The engine half (CubicView) draws on the process's drawing thread into
-/// its store; paint only blits the store under its lock.
+/// keys, + and -). With a painting tool selected the left button paints instead, as in the
+/// image view: each point of a mouse or tablet stroke goes to the face pixel under it, and
+/// the right or middle button still turns the camera. The brush's outline follows the
+/// mouse, drawn as the dab lies on the face under it. The engine half (CubicView) draws on
+/// the process's drawing thread into its store; paint only blits the store under its lock.
 class CCubicView : public QWidget, public ViewWindow {
     Q_OBJECT
 
@@ -46,9 +51,10 @@ signals:
     /// The mouse is over strip pixel (x, y) of the cube, or left the view.
     void cursorMoved(int x, int y, bool inside);
     void activated(CCubicView* view);
-    /// A left click (a press and release without a drag) on strip pixel (x, y): the current
-    /// tool applies there, as in the image view.
-    void imageClicked(int x, int y);
+    /// A stroke call changed the document or ended a stroke (the undo state may differ).
+    void strokeChanged();
+    /// A tablet stroke began with the eraser end (true) or the tip (false).
+    void eraserUsed(bool eraser);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -56,14 +62,29 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void tabletEvent(QTabletEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
 
+public:
+    /// The brush outline as drawn now, in window coordinates (empty: none shown).
+    const std::vector<Point<2>>& brushOutline() const { return outline_; }
+
 private:
+    /// The left button paints rather than turns the camera.
+    bool painting() const;
+    /// Moves the brush outline to window point `at` (or hides it), repainting where it was
+    /// and where it goes.
+    void moveOutline(QPointF at, bool inside);
+    QRect outlineRect() const;
+
     CQuorvaleDoc& document_;
     std::unique_ptr<CubicView> view_;
+    ViewStrokeInput input_;
     bool initialised_ = false;
-    QPointF pressedAt_;
+    Qt::MouseButton navigateButton_ = Qt::NoButton;
+    std::vector<Point<2>> outline_;
 };

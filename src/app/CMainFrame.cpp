@@ -465,11 +465,10 @@ CCubicView* CMainFrame::addCubicView(CQuorvaleDoc& doc) {
         }
     });
     connect(view, &CCubicView::activated, this, [this, child] { mdi_->setActiveSubWindow(child); });
-    connect(view, &CCubicView::imageClicked, this, [this, &doc](int x, int y) {
-        // The fill works on the cube's faces and crosses their seams.
-        if (!progress_->running() && tools_->currentTool() == CSetFill::id) {
-            doc.fillAt(x, y);
-            updateActions();
+    connect(view, &CCubicView::strokeChanged, this, [this] { updateActions(); });
+    connect(view, &CCubicView::eraserUsed, this, [this](bool eraser) {
+        if (eraser) {
+            statusBar()->showMessage(tr("Eraser: painting the original image back"), 3000);
         }
     });
     child->show();

@@ -123,7 +123,18 @@ DrawThread& CQuorvaleView::drawThread() {
 
 CQuorvaleView::CQuorvaleView(CQuorvaleDoc& document, std::uint32_t channel, QWidget* parent)
     : QAbstractScrollArea(parent), document_(document),
-      view_(std::make_unique<TimedView>(document, drawThread(), *this)) {
+      view_(std::make_unique<TimedView>(document, drawThread(), *this)),
+      input_(
+          document,
+          [this](QPointF at, IPoint<2>& pixel) {
+              // The window pixel the pointer is in (a tablet gives fractions).
+              const ViewMapping m = view_->mapping();
+              pixel = m.viewToImage(IPoint<2>(static_cast<std::int32_t>(std::floor(at.x())),
+                                              static_cast<std::int32_t>(std::floor(at.y()))));
+              const IVector<2> size = m.imageSize();
+              return pixel.x >= 0 && pixel.y >= 0 && pixel.x < size.x && pixel.y < size.y;
+          },
+          [this] { emit strokeChanged(); }) {
     view_->setShownChannel(channel);
     view_->setFitWindowResize(appsettings::FitWindowResize.value() != 0);
     view_->setBackgroundColour(backgroundSetting());
@@ -525,8 +536,7 @@ void CQuorvaleView::mousePressEvent(QMouseEvent* event) {
         const IVector<2> size = m.imageSize();
         const bool inside = p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y;
         // A mouse presses as hard as it can.
-        if ((inside || document_.strokeOpen()) &&
-            strokePress(event->position(), 1.0f, event->modifiers(), false)) {
+        if (strokePress(event->position(), 1.0f, event->modifiers(), false)) {
             return;
         }
         if (inside) {
@@ -541,11 +551,8 @@ void CQuorvaleView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (sendToCursor(event, CursorEvent::Kind::doubleClick)) {
         return;
     }
-    if (event->button() == Qt::LeftButton && document_.strokeOpen()) {
-        // A double click ends a line, closing a polygon.
-        stroking_ = false;
-        document_.closeStroke();
-        emit strokeChanged();
+    // A double click ends a line, closing a polygon.
+    if (event->button() == Qt::LeftButton && input_.doubleClick()) {
         return;
     }
     // For other tools the second click is a click like the first.
@@ -558,8 +565,8 @@ void CQuorvaleView::mouseMoveEvent(QMouseEvent* event) {
         moveToolCursor(event->position(), event->modifiers(),
                        (event->buttons() & Qt::LeftButton) != 0);
     }
-    if (stroking_ && (event->buttons() & Qt::LeftButton)) {
-        strokeMove(event->position(), 1.0f, event->modifiers());
+    if (event->buttons() & Qt::LeftButton) {
+        input_.move(event->position(), 1.0f, event->modifiers());
     }
     if (handDragging_) {
         const QPoint to = scrollFrom_ - (at - dragFrom_);
@@ -575,7 +582,7 @@ void CQuorvaleView::mouseReleaseEvent(QMouseEvent* event) {
     if (sendToCursor(event, CursorEvent::Kind::release)) {
         return;
     }
-    if (event->button() == Qt::LeftButton && strokeRelease()) {
+    if (event->button() == Qt::LeftButton && input_.release()) {
         return;
     }
     if (handDragging_ && event->button() == Qt::LeftButton) {
@@ -614,20 +621,8 @@ void CQuorvaleView::keyPressEvent(QKeyEvent* event) {
             return;
         }
     }
-    if (document_.strokeRunning()) {
-        if (event->key() == Qt::Key_Escape) {
-            // Stops the stroke; what it painted stays, and undo takes it back.
-            stroking_ = false;
-            document_.stopStroke();
-            emit strokeChanged();
-            return;
-        }
-        if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
-            stroking_ = false;
-            document_.closeStroke();
-            emit strokeChanged();
-            return;
-        }
+    if (input_.key(event->key())) {
+        return;
     }
     QAbstractScrollArea::keyPressEvent(event);
 }
@@ -683,61 +678,12 @@ void CQuorvaleView::moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, 
     }
 }
 
-StrokePoint CQuorvaleView::strokePoint(QPointF at, float pressure,
-                                       Qt::KeyboardModifiers modifiers) const {
-    // The window pixel the pointer is in (a tablet gives fractions).
-    const QPoint p(static_cast<int>(std::floor(at.x())), static_cast<int>(std::floor(at.y())));
-    const IPoint<2> pixel = view_->mapping().viewToImage(IPoint<2>(p.x(), p.y()));
-    StrokePoint point;
-    point.x = pixel.x;
-    point.y = pixel.y;
-    point.pressure = std::clamp(pressure, 0.0f, 1.0f);
-    point.flags = (modifiers & Qt::ShiftModifier) ? strokeConstrained : 0u;
-    return point;
-}
-
 bool CQuorvaleView::strokePress(QPointF at, float pressure, Qt::KeyboardModifiers modifiers,
                                 bool eraser) {
     if (currentNavigation != Navigation::apply || !initialised_) {
         return false;
     }
-    stroking_ = true;
-    document_.beginStroke(strokePoint(at, pressure, modifiers), eraser);
-    if (!document_.strokeRunning()) {
-        // Refused, or over at once.
-        stroking_ = false;
-    }
-    emit strokeChanged();
-    return true;
-}
-
-bool CQuorvaleView::strokeMove(QPointF at, float pressure, Qt::KeyboardModifiers modifiers) {
-    if (!stroking_) {
-        return false;
-    }
-    document_.continueStroke(strokePoint(at, pressure, modifiers));
-    return true;
-}
-
-bool CQuorvaleView::strokeRelease() {
-    if (!stroking_) {
-        return false;
-    }
-    stroking_ = false;
-    document_.endStroke();
-    emit strokeChanged();
-    return true;
-}
-
-int CQuorvaleView::tabletPointerKind(const QTabletEvent& event) {
-    switch (event.pointerType()) {
-    case QPointingDevice::PointerType::Cursor:
-        return 0;
-    case QPointingDevice::PointerType::Eraser:
-        return 2;
-    default:
-        return 1;
-    }
+    return input_.press(at, pressure, modifiers, eraser);
 }
 
 bool CQuorvaleView::viewportEvent(QEvent* event) {
@@ -759,35 +705,11 @@ bool CQuorvaleView::viewportEvent(QEvent* event) {
 }
 
 void CQuorvaleView::handleTablet(QTabletEvent* event) {
-    event->accept();
-    const float pressure = static_cast<float>(event->pressure());
-    switch (event->type()) {
-    case QEvent::TabletPress: {
-        if (event->button() != Qt::LeftButton) {
-            return;
-        }
+    if (event->type() == QEvent::TabletMove) {
+        moveToolCursor(event->position(), event->modifiers(), input_.stroking());
+    }
+    input_.tablet(*event, [this](bool eraser) {
         emit activated(this);
-        const bool eraser = appsettings::TabletEraserEnable.value() != 0 &&
-                            tabletPointerKind(*event) == appsettings::TabletEraserCursor.value();
         emit eraserUsed(eraser);
-        const StrokePoint p = strokePoint(event->position(), 1.0f, Qt::NoModifier);
-        const IVector<2> size = view_->mapping().imageSize();
-        const bool inside = p.x >= 0 && p.y >= 0 && p.x < size.x && p.y < size.y;
-        if (inside || document_.strokeOpen()) {
-            strokePress(event->position(), pressure, event->modifiers(), eraser);
-        }
-        return;
-    }
-    case QEvent::TabletMove:
-        moveToolCursor(event->position(), event->modifiers(), stroking_);
-        strokeMove(event->position(), pressure, event->modifiers());
-        return;
-    case QEvent::TabletRelease:
-        if (event->button() == Qt::LeftButton) {
-            strokeRelease();
-        }
-        return;
-    default:
-        return;
-    }
+    });
 }

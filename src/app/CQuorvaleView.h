@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ViewStrokeInput.h"
 #include "core/DrawThread.h"
 #include "core/Extent.h"
 #include "core/Handle.h"
@@ -102,13 +103,6 @@ public:
     static void setToolCursor(TQL::Handle<PseudoCursor> cursor);
     static const TQL::Handle<PseudoCursor>& toolCursor();
 
-    /// The stroke point of window position `at`: its image pixel, the pressure, and the
-    /// constraint flag while Shift is held.
-    StrokePoint strokePoint(QPointF at, float pressure, Qt::KeyboardModifiers modifiers) const;
-    /// Which kind of pointer a tablet event comes from, numbered as the TabletEraserCursor
-    /// setting numbers them: 0 a puck, 1 a pen's tip, 2 its eraser end.
-    static int tabletPointerKind(const QTabletEvent& event);
-
     /// Waits (running the event loop) until the drawing thread has drawn everything
     /// queued for this view; false if `timeoutMs` passed first. For screenshots and tests.
     bool waitForDrawing(int timeoutMs);
@@ -158,8 +152,6 @@ private:
     void onCaptureEnded(bool accepted);
     /// Stroke input from the mouse or a tablet, in apply mode: true if it was taken.
     bool strokePress(QPointF at, float pressure, Qt::KeyboardModifiers modifiers, bool eraser);
-    bool strokeMove(QPointF at, float pressure, Qt::KeyboardModifiers modifiers);
-    bool strokeRelease();
     void handleTablet(QTabletEvent* event);
     /// Hands a move to the tool's cursor, bringing it into this view.
     void moveToolCursor(QPointF at, Qt::KeyboardModifiers modifiers, bool dragging);
@@ -171,8 +163,7 @@ private:
     bool settingScroll_ = false;
     bool painting_ = false;
     bool handDragging_ = false;
-    /// A button (or the tablet's tip) is down in a stroke of this view.
-    bool stroking_ = false;
+    ViewStrokeInput input_;
     QPoint dragFrom_;
     QPoint scrollFrom_;
     CaptureUse captureUse_ = CaptureUse::none;

@@ -437,7 +437,8 @@ void BrushApplicator::samplePath(ZmapDocument& document, IPoint<2> to, float opa
         }
         n = d / spacing;
     } else {
-        n = std::max({std::fabs(dx), std::fabs(dy), 1.0});
+        const double around = stepsAcrossFaces(document, a, to);
+        n = around > 0 ? std::max(around, 1.0) : std::max({std::fabs(dx), std::fabs(dy), 1.0});
     }
 
     // A surface dab steps evenly in the model; a flat one on the image.
@@ -461,12 +462,16 @@ void BrushApplicator::samplePath(ZmapDocument& document, IPoint<2> to, float opa
         const double t = static_cast<double>(k) / n;
         double x = a.x + dx * t;
         double y = a.y + dy * t;
+        Point<2> around;
         if (inModel) {
             const Point<3> pixel = view->pixelFromWorld(interp(wa, wb, t));
             if (std::isfinite(pixel.x()) && std::isfinite(pixel.y())) {
                 x = pixel.x();
                 y = pixel.y();
             }
+        } else if (acrossFaces(document, a, to, t, around)) {
+            x = around.x();
+            y = around.y();
         }
         const IPoint<2> q{static_cast<std::int32_t>(std::lround(x)),
                           static_cast<std::int32_t>(std::lround(y))};
@@ -479,6 +484,40 @@ void BrushApplicator::samplePath(ZmapDocument& document, IPoint<2> to, float opa
         lastDab_ = q;
         lastOpacity_ = o;
     }
+}
+
+bool BrushApplicator::acrossFaces(const ZmapDocument& document, IPoint<2> a, IPoint<2> b, double t,
+                                  Point<2>& pixel) {
+    const TQL::Handle<ViewProj>& view = document.viewProj();
+    if (!view || view->viewType() != ViewProj::cubicView) {
+        return false;
+    }
+    const FaceSize& faces = view->faceSize();
+    if (faces.size() <= 0 || faces.faceOf(a.x) == faces.faceOf(b.x)) {
+        return false;
+    }
+    const Vector<3> da = view->pixelDirection(a.x, a.y).unit();
+    const Vector<3> db = view->pixelDirection(b.x, b.y).unit();
+    const Vector<3> d = da * (1 - t) + db * t;
+    if (d.lengthSquared() < 1e-12) {
+        return false; // opposite directions: no one way round
+    }
+    const Point<3> p = view->pixelFromHomogeneous(Point<3>(d.x(), d.y(), d.z()));
+    pixel = Point<2>(p.x(), p.y());
+    return std::isfinite(p.x()) && std::isfinite(p.y());
+}
+
+double BrushApplicator::stepsAcrossFaces(const ZmapDocument& document, IPoint<2> a, IPoint<2> b) {
+    Point<2> unused;
+    if (!acrossFaces(document, a, b, 0.5, unused)) {
+        return 0;
+    }
+    const ViewProj& view = *document.viewProj();
+    const Vector<3> da = view.pixelDirection(a.x, a.y).unit();
+    const Vector<3> db = view.pixelDirection(b.x, b.y).unit();
+    const double angle = std::acos(std::clamp(dot(da, db), -1.0, 1.0));
+    // A quarter turn spans a face.
+    return angle / (std::numbers::pi / 2) * view.faceSize().size();
 }
 
 float BrushApplicator::dabOpacity(float o, IPoint<2> p) {

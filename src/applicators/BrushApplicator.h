@@ -188,6 +188,15 @@ private:
     float dabOpacity(float o, IPoint<2> p);
     /// Walks from the last dab to `to`, placing a dab at each new position.
     void samplePath(ZmapDocument& document, IPoint<2> to, float opacity);
+    /// On a cube image, the pixel a fraction `t` of the way from face pixel a to face
+    /// pixel b on another face, along the great circle between their directions (the
+    /// strip doesn't join most faces, so a straight line on it would cross others); false
+    /// on any other image or when a and b share a face.
+    static bool acrossFaces(const ZmapDocument& document, IPoint<2> a, IPoint<2> b, double t,
+                            Point<2>& pixel);
+    /// The number of pixel steps between a and b on different faces of a cube image, by
+    /// the angle between their directions; 0 when acrossFaces doesn't apply.
+    static double stepsAcrossFaces(const ZmapDocument& document, IPoint<2> a, IPoint<2> b);
     /// Places one dab (with the per-dab variations) and paints it or gathers it.
     void makeDab(ZmapDocument& document, IPoint<2> p, float opacity);
     void paintDab(ZmapDocument& document, IPoint<2> p, float opacity);

@@ -202,6 +202,7 @@ void PenMask2d::prepare(ZmapDocument& document) {
     camera_ = document.viewProj();
     onCube_ = camera_ && camera_->viewType() == ViewProj::cubicView;
     faceSize_ = onCube_ ? camera_->faceSize().size() : 0;
+    unfolding_ = onCube_ ? FaceUnfolding(camera_->faceSize()) : FaceUnfolding();
     angularSize_ = 0;
     if (onCube_ && faceSize_ > 0) {
         angularSize_ = 2 * std::atan(1.0) *
@@ -216,29 +217,67 @@ void PenMask2d::bounds(IExtent<2>& extent, const ZmapDocument&, IPoint<2> p) con
 
 void PenMask2d::place(IPoint<2> p, ZmapDocument&) {
     origin_ = {p.x - hook_.x, p.y - hook_.y};
+    face_ = faceSize_ > 0 ? std::clamp(p.x / faceSize_, 0, 5) : 0;
 }
 
 void PenMask2d::footprint(std::vector<IExtent<2>>& extents, IPoint<2> p, ZmapDocument& document) {
     extents.clear();
     place(p, document);
+    const IExtent<2> grid(origin_.x, origin_.y, origin_.x + width_ - 1, origin_.y + height_ - 1);
+    if (onCube_ && unfolding_.valid()) {
+        // The dab's face, and the neighbours it reaches over the face's edges.
+        unfolding_.pieces(face_, grid, extents);
+        return;
+    }
     std::int32_t loX = 0;
     std::int32_t hiX = document.width() - 1;
     if (onCube_ && faceSize_ > 0) {
-        // A dab stays on the face of its position.
-        const std::int32_t face = std::clamp(p.x / faceSize_, 0, 5);
-        loX = face * faceSize_;
+        // Faces too small to unfold: the dab stays on its face.
+        loX = face_ * faceSize_;
         hiX = loX + faceSize_ - 1;
     }
-    const IExtent<2> clipped(std::max(origin_.x, loX), std::max(origin_.y, 0),
-                             std::min(origin_.x + width_ - 1, hiX),
-                             std::min(origin_.y + height_ - 1, document.height() - 1));
+    const IExtent<2> clipped(std::max(grid.lo().x, loX), std::max(grid.lo().y, 0),
+                             std::min(grid.hi().x, hiX),
+                             std::min(grid.hi().y, document.height() - 1));
     if (!clipped.degenerate()) {
         extents.push_back(clipped);
     }
 }
 
+template <typename Cell>
+void PenMask2d::unfoldedRow(std::int32_t x, std::int32_t y, std::int32_t first, std::int32_t last,
+                            Cell&& cell) const {
+    const std::int32_t n = unfolding_.faceSize();
+    for (std::int32_t i = first; i < last;) {
+        // A run of the row on one face.
+        const std::int32_t column = x + i;
+        const std::int32_t end =
+            column < 0 ? std::min(last, -x) : std::min(last, (column / n + 1) * n - x);
+        IPoint<2> at;
+        IVector<2> step;
+        if (!unfolding_.unfold(face_, column, y, at, step)) {
+            for (; i < end; ++i) {
+                cell(i, -1, -1);
+            }
+            continue;
+        }
+        std::int32_t gx = at.x - origin_.x;
+        std::int32_t gy = at.y - origin_.y;
+        for (; i < end; ++i, gx += step.x, gy += step.y) {
+            cell(i, gx, gy);
+        }
+    }
+}
+
 void PenMask2d::multiplyRow(std::int32_t x, std::int32_t y, float* row, std::int32_t first,
                             std::int32_t last) const {
+    if (onCube_ && unfolding_.valid()) {
+        unfoldedRow(x, y, first, last,
+                    [this, row](std::int32_t i, std::int32_t gx, std::int32_t gy) {
+                        row[i] *= cell(gx, gy);
+                    });
+        return;
+    }
     const std::int32_t gy = y - origin_.y;
     if (gy < 0 || gy >= height_) {
         std::fill(row + first, row + last, 0.0f);
@@ -258,6 +297,15 @@ void PenMask2d::multiplyRow(std::int32_t x, std::int32_t y, float* row, std::int
 
 void PenMask2d::colourRow(std::int32_t x, std::int32_t y, ColourPOD* row, std::int32_t first,
                           std::int32_t last) const {
+    if (onCube_ && unfolding_.valid()) {
+        unfoldedRow(
+            x, y, first, last, [this, row](std::int32_t i, std::int32_t gx, std::int32_t gy) {
+                row[i] = colours_.empty() || gx < 0 || gy < 0 || gx >= width_ || gy >= height_
+                             ? ColourPOD{}
+                             : colours_[static_cast<std::size_t>(gy) * width_ + gx];
+            });
+        return;
+    }
     const std::int32_t gy = y - origin_.y;
     for (std::int32_t i = first; i < last; ++i) {
         const std::int32_t gx = x + i - origin_.x;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "applicators/FaceUnfolding.h"
 #include "applicators/MaskProfile.h"
 #include "applicators/PenMask.h"
 #include "core/Handle.h"
@@ -33,8 +34,10 @@ struct MaskPicture {
 /// a two-way square multiplies the fall-offs along its two axes). Picture masks sample
 /// the picture.
 ///
-/// On a cube image a dab stays on the face of its position, and distances are angles
-/// between view directions in units of the dab's angular radius.
+/// On a cube image a dab is laid on the face of its position and goes on across that
+/// face's edges onto the neighbouring faces (unfolded about the face), so that a dab at a
+/// seam paints both sides of it; distances are angles between view directions in units
+/// of the dab's angular radius.
 class PenMask2d : public PenMask {
 public:
     /// A profile mask: `size` the radius in x (pixels), `aspect` height over width.
@@ -82,6 +85,11 @@ public:
 
 private:
     void build();
+    /// The cube rows: row[first..last) split at face edges, each run read from the grid
+    /// through the unfolding about the dab's face (0 on faces it doesn't reach).
+    template <typename Cell>
+    void unfoldedRow(std::int32_t x, std::int32_t y, std::int32_t first, std::int32_t last,
+                     Cell&& cell) const;
     /// Coverage at mask coordinates (u, v), -1 to 1 across the dab.
     float sample(double u, double v) const;
     ColourPOD sampleColour(double u, double v) const;
@@ -111,6 +119,8 @@ private:
 
     bool onCube_ = false;
     std::int32_t faceSize_ = 0;
+    FaceUnfolding unfolding_;
+    std::int32_t face_ = 0; ///< the face of the placed dab
     double angularSize_ = 0;
     TQL::Handle<ViewProj> camera_;
 };

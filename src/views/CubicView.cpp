@@ -131,6 +131,30 @@ bool CubicView::stripPixelAt(double x, double y, IPoint<2>& out) const {
     return true;
 }
 
+bool CubicView::facePixelSteps(double x, double y, Vector<2>& right, Vector<2>& down) const {
+    IPoint<2> pixel;
+    if (!stripPixelAt(x, y, pixel)) {
+        return false;
+    }
+    const CubicDrawable d = drawable();
+    const std::int32_t n = d.faceSize();
+    const std::int32_t faceLeft = pixel.x / n * n;
+    // A step that stays on the face: towards the face's inside at its last pixel.
+    const auto step = [&](std::int32_t dx, std::int32_t dy, Vector<2>& out) {
+        const bool back = dx ? pixel.x + dx > faceLeft + n - 1 : pixel.y + dy > n - 1;
+        const double sign = back ? -1.0 : 1.0;
+        Point<2> a;
+        Point<2> b;
+        if (!d.viewPoint(pixel.x, pixel.y, a) ||
+            !d.viewPoint(pixel.x + sign * dx, pixel.y + sign * dy, b)) {
+            return false;
+        }
+        out = (b - a) * sign;
+        return true;
+    };
+    return step(1, 0, right) && step(0, 1, down);
+}
+
 // Changes.
 
 void CubicView::invalidateImage(const IExtent<2>& extent) {

@@ -67,6 +67,11 @@ public:
     /// The strip pixel that window point (x, y) shows (rounded); false when the document is
     /// not a cube image.
     bool stripPixelAt(double x, double y, IPoint<2>& out) const;
+    /// How the face pixels near window point (x, y) lie in the window: the window vectors
+    /// of one pixel step to the right (`right`) and down (`down`) on the face under the
+    /// point. What the brush outline is drawn with; false when the document is not a cube
+    /// image.
+    bool facePixelSteps(double x, double y, Vector<2>& right, Vector<2>& down) const;
 
     // Changes.
 
