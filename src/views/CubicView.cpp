@@ -168,24 +168,6 @@ void CubicView::invalidateImage(const IExtent<2>& extent) {
     QueueRedraw();
 }
 
-void CubicView::channelsChanged(std::uint32_t mask, const IExtent<2>& extent) {
-    if (!redrawing() || !ZmapView::reactsTo(shownChannel(), mask)) {
-        return;
-    }
-    invalidateImage(extent);
-}
-
-void CubicView::setShownChannel(std::uint32_t channelId) {
-    if (channelId == shownChannel()) {
-        return;
-    }
-    drawCancel();
-    storeShownChannel(channelId);
-    if (redrawing()) {
-        invalidateImage(IExtent<2>());
-    }
-}
-
 IExtent<2> CubicView::updateExtent() const {
     TqlSimpleLock lock(ZmapView::csUpdateExtent, L"CCubicView::updateExtent");
     return updateExtent_;
@@ -316,6 +298,3 @@ bool CubicView::drawPerform() {
     window_.postInvalidate(IExtent<2>(0, 0, width - 1, height - 1));
     return true;
 }
-
-CubicView::StoreAccess::StoreAccess(const CubicView& view, const wchar_t* site)
-    : lock_(csBackingStore, site), store_(view.store_.get()) {}

@@ -23,6 +23,7 @@
 #include "image/DrawTarget.h"
 #include "views/BackingStore3d.h"
 #include "views/CubicDrawable.h"
+#include "views/StoreLock.h"
 #include "views/ViewWindow.h"
 #include "views/ZmapViewBase.h"
 
@@ -76,9 +77,7 @@ public:
     // Changes.
 
     /// Strip pixels in `extent` changed (empty: all): copy them again and redraw.
-    void invalidateImage(const IExtent<2>& extent);
-    void channelsChanged(std::uint32_t mask, const IExtent<2>& extent = IExtent<2>());
-    void setShownChannel(std::uint32_t channelId) override;
+    void invalidateImage(const IExtent<2>& extent) override;
     IExtent<2> updateExtent() const;
     void QueueRedraw();
     bool redrawQueued() const;
@@ -95,20 +94,15 @@ public:
     DrawWindow drawWindow() const override { return this; }
 
     /// Holds csBackingStore for reading the store (the paint handler).
-    class StoreAccess {
+    class StoreAccess : public StoreLock<BackingStore3d> {
     public:
-        StoreAccess(const CubicView& view, const wchar_t* site);
-        StoreAccess(const StoreAccess&) = delete;
-        StoreAccess& operator=(const StoreAccess&) = delete;
-        /// Null until the first draw.
-        const BackingStore3d* store() const { return store_; }
-
-    private:
-        TqlSimpleLock lock_;
-        const BackingStore3d* store_;
+        StoreAccess(const CubicView& view, const wchar_t* site)
+            : StoreLock(csBackingStore, view.store_, site) {}
     };
 
 protected:
+    bool drawsNow() const override { return redrawing(); }
+    void stopDrawing() override { drawCancel(); }
     void captureEnded(bool accepted) override { window_.postCaptureEnded(accepted); }
 
 private:

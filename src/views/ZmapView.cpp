@@ -165,24 +165,6 @@ void ZmapView::invalidateImage(const IExtent<2>& extent) {
     QueueRedraw();
 }
 
-void ZmapView::channelsChanged(std::uint32_t mask, const IExtent<2>& extent) {
-    if (!redrawing() || !reactsTo(shownChannel(), mask)) {
-        return;
-    }
-    invalidateImage(extent);
-}
-
-void ZmapView::setShownChannel(std::uint32_t channelId) {
-    if (channelId == shownChannel()) {
-        return;
-    }
-    drawCancel();
-    storeShownChannel(channelId);
-    if (redrawing()) {
-        invalidateImage(IExtent<2>());
-    }
-}
-
 // The drawing thread.
 
 void ZmapView::cancelDrawing(const DrawThread::PollingWaiter& waiter) {
@@ -483,9 +465,6 @@ ColourPOD ZmapView::backgroundColour() const {
     TqlSimpleLock lock(csBackingStore, L"ZmapView::backgroundColour");
     return background_;
 }
-
-ZmapView::StoreAccess::StoreAccess(const ZmapView& view, const wchar_t* site)
-    : lock_(csBackingStore, site), store_(view.store_.get()) {}
 
 // Cursors.
 

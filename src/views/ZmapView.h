@@ -40,6 +40,7 @@
 #include "image/DrawTarget.h"
 #include "views/BackingStore.h"
 #include "views/ScaledDrawable.h"
+#include "views/StoreLock.h"
 #include "views/ViewMapping.h"
 #include "views/ViewWindow.h"
 #include "views/ZmapViewBase.h"
@@ -100,11 +101,9 @@ public:
     void ClearQueuedRedraw();
     bool redrawQueued() const;
     /// addToUpdateExtent then QueueRedraw; an empty extent means the whole image.
-    void invalidateImage(const IExtent<2>& extent);
+    void invalidateImage(const IExtent<2>& extent) override;
     /// Channels in `mask` (ChannelIds; 0 for all) changed in `extent` (empty: everywhere):
     /// redraw if the mask concerns the shown channel and the view is drawing.
-    void channelsChanged(std::uint32_t mask, const IExtent<2>& extent = IExtent<2>());
-    void setShownChannel(std::uint32_t channelId) override;
 
     // The drawing thread.
 
@@ -145,17 +144,10 @@ public:
     ColourPOD backgroundColour() const;
 
     /// Holds csBackingStore for reading the store (the paint handler).
-    class StoreAccess {
+    class StoreAccess : public StoreLock<BackingStore> {
     public:
-        StoreAccess(const ZmapView& view, const wchar_t* site);
-        StoreAccess(const StoreAccess&) = delete;
-        StoreAccess& operator=(const StoreAccess&) = delete;
-        /// Null until the first draw after the store was dropped, or when out of memory.
-        const BackingStore* store() const { return store_; }
-
-    private:
-        TqlSimpleLock lock_;
-        const BackingStore* store_;
+        StoreAccess(const ZmapView& view, const wchar_t* site)
+            : StoreLock(csBackingStore, view.store_, site) {}
     };
 
     // Cursors.
@@ -183,6 +175,8 @@ public:
                   const std::uint8_t* rgb, std::int32_t stride) override;
 
 protected:
+    bool drawsNow() const override { return redrawing(); }
+    void stopDrawing() override { drawCancel(); }
     void captureEnded(bool accepted) override { window_.postCaptureEnded(accepted); }
 
 private:

@@ -29,7 +29,21 @@ ZmapViewBase::~ZmapViewBase() {
 }
 
 void ZmapViewBase::setShownChannel(std::uint32_t channelId) {
+    if (channelId == shownChannel()) {
+        return;
+    }
+    stopDrawing();
     storeShownChannel(channelId);
+    if (drawsNow()) {
+        invalidateImage(IExtent<2>());
+    }
+}
+
+void ZmapViewBase::channelsChanged(std::uint32_t mask, const IExtent<2>& extent) {
+    if (!drawsNow() || !ZmapView::reactsTo(shownChannel(), mask)) {
+        return;
+    }
+    invalidateImage(extent);
 }
 
 void ZmapViewBase::SetPseudoCursor(PseudoCursor* cursor, ZmapViewBase* view) {

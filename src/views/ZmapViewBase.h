@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Extent.h"
+
 #include <atomic>
 #include <cstdint>
 
@@ -19,8 +21,14 @@ public:
 
     /// The shown channel, a ChannelId (1 colour by default). Read by the drawing thread.
     std::uint32_t shownChannel() const { return shownChannel_.load(std::memory_order_acquire); }
-    /// Shows another channel; a drawing view redraws the whole image.
+    /// Shows another channel: the drawing stops, and a drawing view redraws the whole
+    /// image.
     virtual void setShownChannel(std::uint32_t channelId);
+    /// Image pixels changed (empty: all): queue them for drawing.
+    virtual void invalidateImage(const IExtent<2>& extent) = 0;
+    /// Channels `mask` changed over `extent` (empty: all): a drawing view showing one of
+    /// them (see ZmapView::reactsTo) redraws it.
+    void channelsChanged(std::uint32_t mask, const IExtent<2>& extent = IExtent<2>());
 
     /// The current pseudo-cursor (one for the process) and the view it belongs to; null to
     /// remove it. Interface thread.
@@ -43,6 +51,11 @@ public:
     static void setPickView(ZmapViewBase* view);
 
 protected:
+    /// True while the view draws (after its initial update, outside a structure change).
+    virtual bool drawsNow() const { return false; }
+    /// Stops the drawing of this view that may be under way.
+    virtual void stopDrawing() {}
+
     /// The capture of this view ended (see endCapture); posts its notification.
     virtual void captureEnded(bool /*accepted*/) {}
 
