@@ -3,12 +3,19 @@
 #include "pipeline/ToolSelection.h"
 #include "styles/StyleStorage.h"
 #include "styles/Toolbox.h"
+#include "texture/AlphaNoiseTexture.h"
+#include "texture/CubeTexture.h"
+#include "texture/NoiseTexture3d.h"
 #include "texture/RasterTexture.h"
 #include "texture/TextureTool2d.h"
+#include "texture/TextureTool3d.h"
+#include "texture/TextureToolCube.h"
 #include "texture/TextureToolPlane.h"
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <string>
 
 namespace {
 
@@ -125,6 +132,37 @@ TQL::Handle<TextureTool> CSetTexture::makeTexture() const {
         placing.angleDegrees = s.angle;
         placing.hook = hook;
         return TQL::makeHandle<tex::TextureToolPlane>(loaded_, placing, output);
+    }
+    case TextureSettings::cube: {
+        if (s.cubeFilename.empty()) {
+            lastError_ = L"The texture has no cube picture";
+            return nullptr;
+        }
+        if (!loadedCube_ || loadedCubeName_ != s.cubeFilename) {
+            loadedCube_ = nullptr;
+            if (!tex::loadCubeTextureFile(s.cubeFilename, loadedCube_, lastError_)) {
+                return nullptr;
+            }
+            loadedCubeName_ = s.cubeFilename;
+        }
+        output.flags = outputFlags(loadedCube_->flags());
+        return TQL::makeHandle<tex::TextureToolCube>(loadedCube_, s.cubeAxis, s.cubeAngle, output);
+    }
+    case TextureSettings::noise: {
+        TQL::Handle<tex::AlphaNoiseTexture> noise;
+        float normal[3] = {0, 0, 1};
+        const std::string plane(s.plane.begin(), s.plane.end());
+        if (!plane.empty() && plane != "0" &&
+            std::sscanf(plane.c_str(), "%f/%f/%f", &normal[0], &normal[1], &normal[2]) == 3) {
+            noise = TQL::makeHandle<tex::PlaneNoise>(s.complexity, s.amplitude, s.bias, s.frequency,
+                                                     normal, 0.0f, s.symmetric, s.invert);
+        } else {
+            noise = TQL::makeHandle<tex::SimpleNoise>(s.complexity, 1.0, s.bias, s.invert);
+        }
+        output.flags = tex::textureColour;
+        const double scale = s.scale > 0 ? s.scale : 1.0;
+        return TQL::makeHandle<tex::TextureTool3d>(
+            TQL::makeHandle<tex::NoiseTexture3d>(noise, false, true), s.size * scale, output);
     }
     default:
         lastError_ = L"Unknown texture type " + std::to_wstring(s.type);

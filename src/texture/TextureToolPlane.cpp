@@ -259,10 +259,14 @@ double TextureToolPlane::cubicFootprint(const ZmapDocument& document, std::int32
         for (const int sign : {1, -1}) {
             std::int32_t nx = x;
             std::int32_t ny = y;
-            if (horizontal) {
-                sign > 0 ? faces.stepRight(nx, ny) : faces.stepLeft(nx, ny);
+            if (horizontal && sign > 0) {
+                faces.stepRight(nx, ny);
+            } else if (horizontal) {
+                faces.stepLeft(nx, ny);
+            } else if (sign > 0) {
+                faces.stepDown(nx, ny);
             } else {
-                sign > 0 ? faces.stepDown(nx, ny) : faces.stepUp(nx, ny);
+                faces.stepUp(nx, ny);
             }
             if (!faces.contains(nx, ny)) {
                 continue;

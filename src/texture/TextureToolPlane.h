@@ -81,6 +81,9 @@ public:
 
     const TextureAxes& axes() const { return axes_; }
     const PlanePlacing& placing() const { return placing_; }
+    /// The pixel of the last start and its depth code.
+    IPoint<2> clickedPixel() const { return clickedPixel_; }
+    std::uint32_t clickedCode() const { return clickedCode_; }
     /// The raster point of a world point under the present mapping (after a start).
     Point<2> rasterPoint(const Point<3>& world) const;
     /// The raster point and footprint (in raster pixels) that pixel (x, y) of `document`

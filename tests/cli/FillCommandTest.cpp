@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 namespace {
 
@@ -144,6 +146,90 @@ TEST(FillCommand, GrainBreaksUpThePaintTheSameWayEveryRun) {
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_NE(result.err.find("could not be loaded"), std::string::npos) << result.err;
     EXPECT_FALSE(std::filesystem::exists(dir.file("c.zmp")));
+}
+
+} // namespace
+
+namespace {
+
+/// Writes an 8 x 8 checker of 4-pixel squares (black at the top left) as a 24-bit BMP.
+void writeCheckerBmp(const std::string& path) {
+    std::vector<std::uint8_t> file(54 + 8 * 8 * 3, 0);
+    auto put32 = [&file](std::size_t at, std::uint32_t v) {
+        for (int i = 0; i < 4; ++i) {
+            file[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
+        }
+    };
+    file[0] = 'B';
+    file[1] = 'M';
+    put32(2, static_cast<std::uint32_t>(file.size()));
+    put32(10, 54);
+    put32(14, 40);
+    put32(18, 8);
+    put32(22, 8);
+    file[26] = 1;
+    file[28] = 24;
+    for (int row = 0; row < 8; ++row) {
+        const int y = 7 - row; // rows are stored from the bottom
+        for (int x = 0; x < 8; ++x) {
+            const std::uint8_t v = ((x / 4 + y / 4) % 2) ? 255 : 0;
+            std::fill_n(file.begin() + 54 + (row * 8 + x) * 3, 3, v);
+        }
+    }
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(file.data()),
+               static_cast<std::streamsize>(file.size()));
+}
+
+TEST(FillCommand, TextureLaysAPictureFlatOrOnTheSurfaces) {
+    const test::TempDir dir;
+    const std::string house = std::string(QUORVALE_SOURCE_DATA_DIR) + "/samples/house.dxf";
+    auto result = runCli({"render", house, dir.file("house.zmp"), "--size", "120x90"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    writeCheckerBmp(dir.file("checker.bmp"));
+
+    // Flat: 64 image pixels over the picture's 8, so squares of 32 pixels.
+    result = runCli({"fill", dir.file("house.zmp"), dir.file("flat.zmp"), "--whole", "--texture",
+                     dir.file("checker.bmp"), "--texture-mode", "twod", "--texture-size", "64"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const auto flat = colourOf(dir.file("flat.zmp"));
+    ASSERT_EQ(flat.size(), 120u * 90u);
+    for (int j = 0; j < 3; ++j) {
+        for (int k = 0; k < 4; ++k) {
+            const ColourPOD c = flat[static_cast<std::size_t>(32 * j + 16) * 120 + 32 * k + 16];
+            EXPECT_NEAR(c.g, (k + j) % 2 ? 255 : 0, 2) << k << "," << j;
+        }
+    }
+
+    // On the surfaces: a different picture from the flat one, of the checker's two greys.
+    result = runCli({"fill", dir.file("house.zmp"), dir.file("tangent.zmp"), "--at", "60,80",
+                     "--texture", dir.file("checker.bmp"), "--texture-mode", "tangent",
+                     "--texture-size", "2000"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const auto tangent = colourOf(dir.file("tangent.zmp"));
+    ASSERT_EQ(tangent.size(), flat.size());
+    int differ = 0;
+    for (std::size_t i = 0; i < tangent.size(); ++i) {
+        EXPECT_EQ(tangent[i].r, tangent[i].g) << i;
+        differ += std::abs(tangent[i].g - flat[i].g) > 40;
+    }
+    EXPECT_GT(differ, static_cast<int>(tangent.size() / 10));
+
+    // A picture that can't be read, a mode that doesn't exist, a texture option without a
+    // texture: failures that say so, and no output.
+    result = runCli({"fill", dir.file("house.zmp"), dir.file("x.zmp"), "--whole", "--texture",
+                     dir.file("missing.png")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_NE(result.err.find("could not be loaded"), std::string::npos) << result.err;
+    result = runCli({"fill", dir.file("house.zmp"), dir.file("x.zmp"), "--whole", "--texture",
+                     dir.file("checker.bmp"), "--texture-mode", "sideways"});
+    EXPECT_NE(result.exitCode, 0);
+    EXPECT_NE(result.err.find("unknown texture mode"), std::string::npos) << result.err;
+    result = runCli(
+        {"fill", dir.file("house.zmp"), dir.file("x.zmp"), "--whole", "--texture-size", "100"});
+    EXPECT_NE(result.exitCode, 0);
+    EXPECT_NE(result.err.find("needs --texture"), std::string::npos) << result.err;
+    EXPECT_FALSE(std::filesystem::exists(dir.file("x.zmp")));
 }
 
 } // namespace

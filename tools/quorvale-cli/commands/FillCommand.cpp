@@ -14,7 +14,9 @@
 #include "styles/CSetFog.h"
 #include "styles/CSetGrain.h"
 #include "styles/CSetMatte.h"
+#include "styles/CSetTexture.h"
 #include "styles/FillTool.h"
+#include "styles/Toolbox.h"
 
 #include <algorithm>
 #include <cmath>
@@ -358,6 +360,85 @@ bool readGrainOptions(const cli::Arguments& a, CSetGrain& grain, bool& on, std::
     return true;
 }
 
+/// Reads the texture options into `texture`; false with `error` set. `on` tells whether a
+/// texture was asked for.
+bool readTextureOptions(const cli::Arguments& a, CSetTexture& texture, bool& on,
+                        std::string& error) {
+    TextureSettings& t = texture.settings;
+    const auto file = a.value("texture");
+    on = file.has_value();
+    if (!on) {
+        for (const char* option :
+             {"texture-mode", "texture-size", "texture-measure", "texture-angle", "texture-hook",
+              "texture-opacity", "texture-threshold"}) {
+            if (a.value(option)) {
+                error = std::string("--") + option + " needs --texture";
+                return false;
+            }
+        }
+        return true;
+    }
+    t.type = TextureSettings::raster;
+    t.filename = getWCS(*file);
+    if (const auto mode = a.value("texture-mode")) {
+        static const char* const modes[] = {"twod",    "stretched-twod", "tangent",  "front",
+                                            "wrapped", "autowrapped",    "autoplane"};
+        t.mode = lookup(*mode, modes, 7);
+        if (t.mode < 0) {
+            error = "unknown texture mode '" + *mode +
+                    "' (twod, stretched-twod, tangent, front, wrapped, autowrapped, autoplane)";
+            return false;
+        }
+    }
+    std::vector<double> v;
+    if (!numbers(a, "texture-size", 1, v, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        if (!(v[0] > 0)) {
+            error = "--texture-size takes a size above 0";
+            return false;
+        }
+        t.size = v[0];
+    }
+    if (const auto measure = a.value("texture-measure")) {
+        static const char* const sides[] = {"width", "height"};
+        t.measure = lookup(*measure, sides, 2);
+        if (t.measure < 0) {
+            error = "--texture-measure takes width or height";
+            return false;
+        }
+    }
+    if (!numbers(a, "texture-angle", 1, v = {}, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        t.angle = static_cast<int>(std::lround(v[0]));
+    }
+    if (!numbers(a, "texture-hook", 2, v = {}, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        t.hookX = v[0];
+        t.hookY = v[1];
+    }
+    if (!numbers(a, "texture-threshold", 2, v = {}, error)) {
+        return false;
+    }
+    if (!v.empty()) {
+        if (v[0] < 0 || v[0] > 1 || v[1] < 0 || v[1] > 1) {
+            error = "--texture-threshold takes DARK,LIGHT from 0 to 1";
+            return false;
+        }
+        t.threshold = true;
+        t.dark = v[0];
+        t.light = v[1];
+    }
+    t.threshCurrent = a.has("texture-threshold-image");
+    t.reflectX = t.reflectY = a.has("texture-reflect");
+    return true;
+}
+
 int run(const std::vector<std::string>& rawArgs) {
     const std::vector<std::string> args = joinGrainFile(rawArgs);
     cli::Arguments a(args,
@@ -386,9 +467,18 @@ int run(const std::vector<std::string>& rawArgs) {
                       "grain-scale",
                       "grain-fractality",
                       "grain-bias",
-                      "grain-angle"},
+                      "grain-angle",
+                      "texture",
+                      "texture-mode",
+                      "texture-size",
+                      "texture-measure",
+                      "texture-angle",
+                      "texture-hook",
+                      "texture-opacity",
+                      "texture-threshold"},
                      {"whole", "invert", "original", "include-background", "fog-transparent",
-                      "fog-dense", "fog-clamp", "fog-infinite", "grain-invert", "grain-original"});
+                      "fog-dense", "fog-clamp", "fog-infinite", "grain-invert", "grain-original",
+                      "texture-threshold-image", "texture-reflect"});
     if (!a.ok()) {
         return cli::usageError(name, a.error());
     }
@@ -424,6 +514,28 @@ int run(const std::vector<std::string>& rawArgs) {
             return cli::failed(name, utf8(grainTool.lastError()));
         }
     }
+    CSetTexture textureTool;
+    bool textureOn = false;
+    if (!readTextureOptions(a, textureTool, textureOn, error)) {
+        return cli::usageError(name, error);
+    }
+    std::vector<double> opacity;
+    if (!numbers(a, "texture-opacity", 1, opacity, error)) {
+        return cli::usageError(name, error);
+    }
+    TQL::Handle<TextureTool> texture;
+    if (textureOn) {
+        // The texture opacity is the toolbox's, as on the texture page.
+        Toolbox& toolbox = Toolbox::instance();
+        const std::int32_t saved = toolbox.state.textureOpacity;
+        toolbox.state.textureOpacity =
+            opacity.empty() ? 100 : std::clamp(static_cast<int>(std::lround(opacity[0])), 1, 100);
+        texture = textureTool.makeTexture();
+        toolbox.state.textureOpacity = saved;
+        if (!texture) {
+            return cli::failed(name, utf8(textureTool.lastError()));
+        }
+    }
     try {
         DummyZmapDocument doc;
         cli::LastMessage messages;
@@ -442,6 +554,7 @@ int run(const std::vector<std::string>& rawArgs) {
             cli::FileProgress filling("filling");
             doc.editor.setProgress(&filling);
             ToolSelection::instance().grain = grain;
+            ToolSelection::instance().texture = texture;
             s = runFill(doc, x, y, nullptr, fill, matte, fog, state);
             doc.editor.setProgress(nullptr);
         }
@@ -499,6 +612,21 @@ const cli::Command command{
     "  --grain-bias B      0 to 1; 0.5 keeps the grain as it is, lower thins the paint\n"
     "  --grain-angle DEG   rotates a picture   --grain-invert   --grain-original (rgb:\n"
     "                      read the original image)\n"
+    "Texture (the paint takes a picture's colour, laid on the surfaces in perspective):\n"
+    "  --texture FILE      the picture (any raster Quorvale reads)\n"
+    "  --texture-mode M    tangent (default: on the surface at the seed), front (facing\n"
+    "                      the view), wrapped, autowrapped, autoplane (the seed's plane,\n"
+    "                      also off it), twod, stretched-twod (flat on the image)\n"
+    "  --texture-size MM   real size of the picture's measured side in millimetres (flat\n"
+    "                      modes: image pixels; default 1000)\n"
+    "  --texture-measure width|height  the side --texture-size gives (default width)\n"
+    "  --texture-angle DEG turns the picture   --texture-hook U,V  the picture's point\n"
+    "                      (fractions of it) that lies at the seed (default 0,0)\n"
+    "  --texture-opacity P 1 to 100   --texture-reflect  repeat with mirror images\n"
+    "  --texture-threshold DARK,LIGHT  coverage from the texture's brightness, 0 to 1\n"
+    "                      (equal values: a hard step)   --texture-threshold-image  the\n"
+    "                      image's brightness instead\n"
+    "  With --whole the surface of the textured modes is the one at pixel 0,0.\n"
     "Ctrl+C stops the fill; nothing is written then.",
     run};
 const cli::CommandRegistration registration(command);

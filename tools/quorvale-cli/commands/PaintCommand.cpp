@@ -15,6 +15,7 @@
 #include "styles/CSetFog.h"
 #include "styles/CSetGrain.h"
 #include "styles/CSetMatte.h"
+#include "styles/CSetTexture.h"
 #include "styles/StyleStorage.h"
 #include "styles/Toolbox.h"
 
@@ -270,6 +271,11 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
                 return false;
             }
             script.state.grainOn = true;
+        } else if (key == "texture") {
+            if (!readKeys(value, "texture", L"Texture", script.keys, e)) {
+                return false;
+            }
+            script.state.textureOn = true;
         } else if (key == "strokes") {
             if (value.kind != cli::JsonValue::array || value.items.empty()) {
                 return error(e, value, "\"strokes\" is a list of strokes");
@@ -284,7 +290,7 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
             return error(e, value,
                          "unknown key \"" + key +
                              "\" (tool, settings, colour, opacity, mode, locks, matte, fog, "
-                             "grain, strokes)");
+                             "grain, texture, strokes)");
         }
     }
     if (script.strokes.empty()) {
@@ -352,6 +358,18 @@ int run(const std::vector<std::string>& args) {
         }
     }
 
+    TQL::Handle<TextureTool> texture;
+    if (script.state.textureOn) {
+        std::wstring textureError;
+        texture = makeTextureFromStyle(script.keys, &textureError);
+        if (!texture) {
+            if (textureError.empty()) {
+                textureError = L"the texture has no \"Type\" (1: a picture)";
+            }
+            return cli::failed(name, *scriptPath + ": " + utf8(textureError));
+        }
+    }
+
     try {
         DummyZmapDocument doc;
         cli::LastMessage messages;
@@ -367,6 +385,7 @@ int run(const std::vector<std::string>& args) {
         selection.matting = matte.makeMatte(script.state.lockMask & 15u);
         selection.fog = script.state.fogOn ? fog.makeFog() : TQL::Handle<Fog>();
         selection.grain = grain;
+        selection.texture = texture;
         {
             cli::ProgressLine progress("painting");
             for (std::size_t i = 0; i < script.strokes.size() && s == status::ok; ++i) {
@@ -404,6 +423,9 @@ const cli::Command command{
     "    \"grain\"     style keys of the grain page, e.g. {\"Type\": 0, \"Scale\": 8}\n"
     "                (grain on when given; a picture's \"Filename\" is found beside the\n"
     "                script)\n"
+    "    \"texture\"   style keys of the texture page, e.g. {\"Type\": 1, \"Filename\":\n"
+    "                \"bricks.png\", \"Mode\": \"Tangent\", \"Size\": 2000} (texture on\n"
+    "                when given; \"Size\" in millimetres)\n"
     "    \"strokes\"   [{\"points\": [[X, Y], [X, Y, PRESSURE], ...]}, ...]\n"
     "  Picture files in the settings are found beside the script. A script with an\n"
     "  error is reported with its line and column, and nothing is written.",

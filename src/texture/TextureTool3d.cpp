@@ -1,0 +1,171 @@
+#include "texture/TextureTool3d.h"
+
+#include "image/ZmapDocument.h"
+#include "texture/Texture.h"
+#include "views/cameras/ViewParams.h"
+#include "views/cameras/ViewProj.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tex {
+
+namespace {
+
+double chebyshev(const Point<3>& a, const Point<3>& b) {
+    return std::max({std::abs(a.x() - b.x()), std::abs(a.y() - b.y()), std::abs(a.z() - b.z())});
+}
+
+} // namespace
+
+TextureTool3d::TextureTool3d(const TQL::Handle<Texture3d>& texture, double scaleMillimetres,
+                             const TextureOutput& output)
+    : TextureToolBase(output), texture_(texture),
+      scaleMillimetres_(scaleMillimetres > 0 ? scaleMillimetres : 1000.0) {}
+
+void TextureTool3d::setAxes(const TextureAxes& axes) {
+    axes_ = axes;
+    axesFixed_ = true;
+}
+
+void TextureTool3d::start(int x, int y, ZmapDocument& document) {
+    view_ = document.viewProj();
+    if (!view_) {
+        return;
+    }
+    faceSize_ = view_->viewType() == ViewProj::cubicView ? view_->faceSize().size() : 0;
+    const ViewParams& record = document.viewParams();
+    double millimetres = unitMillimetres(record.unitCode) * record.modelScale;
+    if (!(millimetres > 0)) {
+        millimetres = 1.0;
+    }
+    scale_ = scaleMillimetres_ / millimetres;
+    if (axesFixed_) {
+        planeDepth_ = SurfaceFrame(axes_.plane, *view_, 0.05);
+    }
+}
+
+bool TextureTool3d::solidPoint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
+                               Point<3>& point) const {
+    std::uint32_t code = 0;
+    if (axesFixed_) {
+        if (!planeDepth_.depthCode(x, y, code) || code >= depth::farCode) {
+            return false;
+        }
+    } else {
+        code = document.zAt(x, y);
+        if (code >= depth::farCode) {
+            return false;
+        }
+    }
+    const Point<3> w = view_->worldFromPixel(x, y, code);
+    point = Point<3>(w.x() / scale_, w.y() / scale_, w.z() / scale_);
+    return true;
+}
+
+bool TextureTool3d::pixelSample(const ZmapDocument& document, std::int32_t x, std::int32_t y,
+                                Point<3>& point, double& footprint) const {
+    if (!view_ || !solidPoint(document, x, y, point)) {
+        return false;
+    }
+    const MaterialId material = document.matAt(x, y);
+    // The nearer of the two neighbours on one axis; a neighbour across a face edge, without
+    // depth, of another material or outside the image doesn't count.
+    auto axis = [&](int dx, int dy) {
+        double best = -1;
+        for (const int sign : {1, -1}) {
+            const std::int32_t nx = x + sign * dx;
+            const std::int32_t ny = y + sign * dy;
+            if (nx < 0 || ny < 0 || nx >= document.width() || ny >= document.height()) {
+                continue;
+            }
+            if (faceSize_ > 0 && nx / faceSize_ != x / faceSize_) {
+                continue;
+            }
+            Point<3> p;
+            if (!solidPoint(document, nx, ny, p) ||
+                (!axesFixed_ && document.matAt(nx, ny) != material)) {
+                continue;
+            }
+            const double d = chebyshev(point, p);
+            best = best < 0 ? d : std::min(best, d);
+        }
+        return best;
+    };
+    double h = axis(1, 0);
+    double v = axis(0, 1);
+    if (h < 0 && v < 0) {
+        h = v = 0;
+    } else if (h < 0) {
+        h = v;
+    } else if (v < 0) {
+        v = h;
+    }
+    footprint = balanceFootprint(h, v);
+    return true;
+}
+
+void TextureTool3d::run(Span& span, int first, int last) {
+    if (!view_ || !span.document) {
+        return;
+    }
+    int index[maxSpanLength];
+    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
+    float alpha[maxSpanLength];
+    std::uint8_t rgb[maxSpanLength * 3];
+    int n = 0;
+    for (int i = first; i < last; ++i) {
+        if (!(span.alpha[i] > 0)) {
+            continue;
+        }
+        Point<3> p;
+        double footprint = 0;
+        if (!pixelSample(*span.document, span.x + i, span.y, p, footprint)) {
+            continue;
+        }
+        px[n] = static_cast<float>(p.x());
+        py[n] = static_cast<float>(p.y());
+        pz[n] = static_cast<float>(p.z());
+        fp[n] = static_cast<float>(footprint);
+        index[n++] = i;
+    }
+    if (n == 0) {
+        return;
+    }
+    // A texture that drives neither colour nor alpha leaves its outputs alone.
+    std::fill_n(rgb, n * 3, std::uint8_t{0});
+    std::fill_n(alpha, n, 1.0f);
+    texture_->sample(rgb, alpha, px, py, pz, fp, n);
+    output_.write(span, index, rgb, alpha, n);
+}
+
+void TextureTool3d::preview(PreviewBitmap& bitmap) {
+    if (bitmap.width <= 0 || bitmap.height <= 0) {
+        bitmap.width = bitmap.height = 128;
+    }
+    bitmap.width = std::min(bitmap.width, maxSpanLength);
+    bitmap.pixels.assign(static_cast<std::size_t>(bitmap.width) * bitmap.height, 0);
+    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
+    float alpha[maxSpanLength];
+    std::uint8_t rgb[maxSpanLength * 3];
+    const bool colour = (texture_->flags() & textureHasColour) != 0;
+    for (std::int32_t y = 0; y < bitmap.height; ++y) {
+        for (std::int32_t x = 0; x < bitmap.width; ++x) {
+            px[x] = static_cast<float>(x) / 16.0f;
+            py[x] = static_cast<float>(y) / 16.0f;
+            pz[x] = 0.5f;
+            fp[x] = 1.0f / 16.0f;
+        }
+        std::fill_n(rgb, bitmap.width * 3, std::uint8_t{0});
+        std::fill_n(alpha, bitmap.width, 1.0f);
+        texture_->sample(rgb, alpha, px, py, pz, fp, bitmap.width);
+        for (std::int32_t x = 0; x < bitmap.width; ++x) {
+            const std::uint8_t* c = rgb + 3 * x;
+            const std::uint8_t g = static_cast<std::uint8_t>(std::lround(alpha[x] * 255.0f));
+            bitmap.pixels[static_cast<std::size_t>(y) * bitmap.width + x] =
+                colour ? pack555(c[2], c[1], c[0]) : pack555(g, g, g);
+        }
+    }
+}
+
+} // namespace tex

@@ -1,0 +1,105 @@
+#include "texture/TextureToolCube.h"
+
+#include "image/ZmapDocument.h"
+#include "texture/Texture.h"
+#include "views/cameras/ViewParams.h"
+#include "views/cameras/ViewProj.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace tex {
+
+TextureToolCube::TextureToolCube(const TQL::Handle<Texture3d>& cube, const Vector<3>& axis,
+                                 double angleDegrees, const TextureOutput& output)
+    : TextureToolBase(output), cube_(cube) {
+    axis_ = axis.lengthSquared() > 1e-10 ? axis.unit() : Vector<3>(0, 0, 1);
+    const double angle = angleDegrees * std::numbers::pi / 180.0;
+    cosine_ = std::cos(angle);
+    sine_ = std::sin(angle);
+}
+
+void TextureToolCube::start(int x, int y, ZmapDocument& document) {
+    view_ = document.viewProj();
+    eye_ = document.viewParams().eye;
+}
+
+bool TextureToolCube::pixelDirection(const ZmapDocument& document, std::int32_t x, std::int32_t y,
+                                     Vector<3>& direction, double& footprint) const {
+    if (!view_) {
+        return false;
+    }
+    std::uint32_t code = document.zAt(x, y);
+    if (code >= depth::farCode) {
+        code = depth::farCode;
+    }
+    const Point<3> p = view_->worldFromPixel(x, y, code);
+    const Vector<3> d = p - eye_;
+    // Rodrigues' turn about the axis.
+    direction = d * cosine_ + cross(axis_, d) * sine_ + axis_ * (dot(axis_, d) * (1 - cosine_));
+    // The pixel's width at its point: the distance to the point of the next pixel across
+    // at the same code (the previous one at the last column).
+    const std::int32_t nx = x + 1 < document.width() ? x + 1 : x - 1;
+    footprint = (view_->worldFromPixel(nx, y, code) - p).length();
+    return true;
+}
+
+void TextureToolCube::run(Span& span, int first, int last) {
+    if (!view_ || !span.document) {
+        return;
+    }
+    int index[maxSpanLength];
+    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
+    float alpha[maxSpanLength];
+    std::uint8_t rgb[maxSpanLength * 3];
+    int n = 0;
+    for (int i = first; i < last; ++i) {
+        if (!(span.alpha[i] > 0)) {
+            continue;
+        }
+        Vector<3> d;
+        double footprint = 0;
+        if (!pixelDirection(*span.document, span.x + i, span.y, d, footprint)) {
+            continue;
+        }
+        px[n] = static_cast<float>(d.x());
+        py[n] = static_cast<float>(d.y());
+        pz[n] = static_cast<float>(d.z());
+        fp[n] = static_cast<float>(footprint);
+        index[n++] = i;
+    }
+    if (n == 0) {
+        return;
+    }
+    cube_->sample(rgb, alpha, px, py, pz, fp, n);
+    output_.write(span, index, rgb, alpha, n);
+}
+
+void TextureToolCube::preview(PreviewBitmap& bitmap) {
+    // The view ahead (+Z of the cube) over 90 degrees.
+    if (bitmap.width <= 0 || bitmap.height <= 0) {
+        bitmap.width = bitmap.height = 128;
+    }
+    bitmap.width = std::min(bitmap.width, maxSpanLength);
+    bitmap.pixels.assign(static_cast<std::size_t>(bitmap.width) * bitmap.height, 0);
+    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
+    float alpha[maxSpanLength];
+    std::uint8_t rgb[maxSpanLength * 3];
+    for (std::int32_t y = 0; y < bitmap.height; ++y) {
+        for (std::int32_t x = 0; x < bitmap.width; ++x) {
+            px[x] = 2.0f * (x + 0.5f) / bitmap.width - 1.0f;
+            py[x] = 1.0f - 2.0f * (y + 0.5f) / bitmap.height;
+            pz[x] = 1.0f;
+            fp[x] = 2.0f / bitmap.width;
+        }
+        cube_->sample(rgb, alpha, px, py, pz, fp, bitmap.width);
+        for (std::int32_t x = 0; x < bitmap.width; ++x) {
+            const std::uint8_t* c = rgb + 3 * x;
+            bitmap.pixels[static_cast<std::size_t>(y) * bitmap.width + x] =
+                pack555(c[2], c[1], c[0]);
+        }
+    }
+}
+
+} // namespace tex
