@@ -1,6 +1,7 @@
 // Brush dabs through the whole pipeline (mask, paintRow, Normal blend) beside libmypaint's
 // draw_dab on its fixed tiled surface doing the same dabs (the anchor), at radius 4, 16, 64
-// and 200, hardness 0.8, spacing a quarter of the radius. Also a surface brush (PenMask3d)
+// and 200, hardness 0.8, spacing a quarter of the radius, both as a stored stroke and painted
+// move by move as by hand. Also a surface brush (PenMask3d)
 // of radius about 64 pixels on a receding floor. Speeds are dabs per second; the ratios are
 // printed last, in processor time (the machine is shared). libmypaint runs with one
 // OpenMP thread, as our pipeline runs on one.
@@ -137,6 +138,46 @@ void runBrush(benchmark::State& state, const TQL::Handle<PenMask>& mask, std::in
     state.counters["dabs/stroke"] = static_cast<double>(dabs) / state.iterations();
 }
 
+/// The same strokes painted as a hand paints them: begin, one continue a pointer move (the
+/// dabs of each move painted before the next), end.
+void runBrushPerMove(benchmark::State& state, const TQL::Handle<PenMask>& mask,
+                     std::int32_t radius) {
+    BenchDocument& d = document();
+    installPaint();
+    BrushSettings settings;
+    settings.spacing = 0.25;
+    std::int64_t dabs = 0;
+    std::int64_t stroke = 0;
+    for (auto _ : state) {
+        auto brush = TQL::makeHandle<BrushApplicator>(settings, mask);
+        ToolSelection::instance().selectApplicator(brush);
+        const std::vector<StrokePoint> points = strokePoints(radius, stroke++, 0, side);
+        Status s = d.editor.beginStroke(points.front(), nullptr);
+        for (std::size_t i = 1; i < points.size() && s == status::ok; ++i) {
+            s = d.editor.continueStroke(points[i]);
+        }
+        if (s == status::ok) {
+            s = d.editor.endStroke();
+        }
+        if (s != status::ok) {
+            state.SkipWithError("stroke failed");
+            return;
+        }
+        dabs += brush->dabCount();
+    }
+    ToolSelection::instance().reset();
+    state.counters["dabs/s"] =
+        benchmark::Counter(static_cast<double>(dabs), benchmark::Counter::kIsRate);
+    state.counters["dabs/stroke"] = static_cast<double>(dabs) / state.iterations();
+}
+
+void flatBrushPerMove(benchmark::State& state) {
+    const auto radius = static_cast<std::int32_t>(state.range(0));
+    auto mask = TQL::makeHandle<PenMask2d>(
+        radius, 1.0, Angle(), MaskProfile::make(MaskProfile::soft, hardness), true, false);
+    runBrushPerMove(state, mask, radius);
+}
+
 void flatBrush(benchmark::State& state) {
     const auto radius = static_cast<std::int32_t>(state.range(0));
     auto mask = TQL::makeHandle<PenMask2d>(
@@ -198,6 +239,13 @@ BENCHMARK(flatBrush)
     ->Unit(benchmark::kMillisecond)
 
     ->MinTime(1.0);
+BENCHMARK(flatBrushPerMove)
+    ->Arg(4)
+    ->Arg(16)
+    ->Arg(64)
+    ->Arg(200)
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(1.0);
 BENCHMARK(mypaintDabs)
     ->Arg(4)
     ->Arg(16)
@@ -234,11 +282,14 @@ int main(int argc, char** argv) {
     document();
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    std::printf("\n%-8s %12s %12s %8s\n", "radius", "ours dabs/s", "mypaint", "ratio");
+    std::printf("\n%-8s %12s %12s %12s %8s %8s\n", "radius", "stored", "per move", "mypaint",
+                "stored", "per move");
     for (const int r : {4, 16, 64, 200}) {
         const double ours = reporter.speeds["flatBrush/" + std::to_string(r)];
+        const double perMove = reporter.speeds["flatBrushPerMove/" + std::to_string(r)];
         const double anchor = reporter.speeds["mypaintDabs/" + std::to_string(r)];
-        std::printf("%-8d %12.0f %12.0f %8.2f\n", r, ours, anchor, anchor > 0 ? ours / anchor : 0);
+        std::printf("%-8d %12.0f %12.0f %12.0f %8.2f %8.2f\n", r, ours, perMove, anchor,
+                    anchor > 0 ? ours / anchor : 0, anchor > 0 ? perMove / anchor : 0);
     }
     for (const auto& [name, speed] : reporter.speeds) {
         if (name.rfind("surfaceBrush", 0) == 0) {

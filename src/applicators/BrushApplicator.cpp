@@ -343,7 +343,7 @@ void BrushApplicator::start(ZmapDocument& document, StrokeView* view, const Stro
         constraint_ = TQL::makeHandle<Constraint>(Constraint::fromStyle(constraintType), document,
                                                   p, settings_.worldConstraint, constraintAxis);
     }
-    lastDab_ = lastPoint_ = p;
+    lastDab_ = lastPoint_ = moveEnd_ = p;
     lastPressure_ = point.pressure;
     lastOpacity_ = (dynamics & 1) ? point.pressure : 1.0f;
     pointSize_ = pressureSize(point.pressure);
@@ -380,6 +380,7 @@ bool BrushApplicator::extend(ZmapDocument& document, StrokeView* view, const Str
     const float opacity = (dynamics & 1) ? point.pressure : 1.0f;
 
     changed_ = IExtent<2>();
+    moveEnd_ = p;
     if (!placedAny_) {
         makeDab(document, lastDab_, lastOpacity_);
     }
@@ -399,6 +400,7 @@ void BrushApplicator::finish(ZmapDocument& document, StrokeView* view) {
     changed_ = IExtent<2>();
     if (!abandoned && mask && !placedAny_) {
         // A single click: one dab at the point.
+        moveEnd_ = lastDab_;
         makeDab(document, lastDab_, lastOpacity_);
     }
     if (!abandoned) {
@@ -665,8 +667,24 @@ void BrushApplicator::gatherDab(ZmapDocument& document, IPoint<2> p, float opaci
             }
         }
         if (gather_.extent.degenerate()) {
-            gather_.extent = e;
-            gather_.coverage.assign(static_cast<std::size_t>(e.width() * e.height()), 0.0f);
+            IExtent<2> area = e;
+            if (!gatherAcrossMoves_) {
+                // The move's other dabs lie on the way to its end: the gather is laid out
+                // over that way at once rather than grown (and copied) dab by dab.
+                const std::int32_t dx = moveEnd_.x - p.x;
+                const std::int32_t dy = moveEnd_.y - p.y;
+                const IExtent<2> there(std::max(0, e.lo().x + dx), std::max(0, e.lo().y + dy),
+                                       std::min(document.width() - 1, e.hi().x + dx),
+                                       std::min(document.height() - 1, e.hi().y + dy));
+                if (!there.degenerate()) {
+                    area |= there;
+                }
+                if (area.width() * area.height() > gatherLimit) {
+                    area = e;
+                }
+            }
+            gather_.extent = area;
+            gather_.coverage.assign(static_cast<std::size_t>(area.width() * area.height()), 0.0f);
         }
         const auto w = static_cast<std::int32_t>(e.width());
         const auto gw = static_cast<std::size_t>(gather_.extent.width());

@@ -220,6 +220,8 @@ private:
     float lastOpacity_ = 1.0f;
     bool placedAny_ = false;
     bool gatherAcrossMoves_ = false;
+    /// Where the pointer move being painted ends.
+    IPoint<2> moveEnd_;
     std::int64_t dabCount_ = 0;
     PaintRandom random_;
     std::vector<IExtent<2>> extents_;

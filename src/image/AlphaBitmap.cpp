@@ -254,6 +254,7 @@ std::int32_t AlphaRowWriter::run(std::int32_t x, std::int32_t y, const Alpha*& v
     const TileGeometry& g = bitmap_.geometry();
     tile_ = -1;
     values = nullptr;
+    rowValuesUniform_ = false;
     if (!g.contains(x, y)) {
         return 0;
     }
@@ -282,6 +283,7 @@ std::int32_t AlphaRowWriter::run(std::int32_t x, std::int32_t y, const Alpha*& v
     rowPixels_ = reinterpret_cast<Alpha*>(hold->pixel(0, row_));
     const std::uint32_t m =
         bitmap_.marks_.empty() ? AlphaBitmap::explicitRow : bitmap_.mark(tile_, row_);
+    rowValuesUniform_ = m != AlphaBitmap::explicitRow;
     if (m == AlphaBitmap::explicitRow) {
         values = rowPixels_ + offset_;
     } else {
@@ -310,6 +312,24 @@ void AlphaRowWriter::write(const Alpha* values, int first, int last) {
     }
     std::memcpy(writable() + first, values + first,
                 static_cast<std::size_t>(last - first) * sizeof(Alpha));
+}
+
+void AlphaRowWriter::fill(Alpha value, int first, int last) {
+    if (tile_ < 0 || last <= first) {
+        return;
+    }
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(value);
+    if (first == 0 && offset_ == 0 && last == length_ && bits != AlphaBitmap::explicitRow &&
+        !bitmap_.marks_.empty()) {
+        const bool wasUniform = bitmap_.mark(tile_, row_) != AlphaBitmap::explicitRow;
+        bitmap_.setMark(tile_, row_, bits);
+        if (!wasUniform) {
+            ++bitmap_.uniformRows_[static_cast<std::size_t>(tile_)];
+        }
+        return;
+    }
+    Alpha* row = writable();
+    std::fill(row + first, row + last, value);
 }
 
 Alpha* AlphaRowWriter::writable() {

@@ -4,6 +4,7 @@
 #include "image/TileBitmap.h"
 
 #include <atomic>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -118,6 +119,17 @@ public:
     void write(const Alpha* values, int first, int last);
     /// The run's pixels for writing, the row made explicit first.
     Alpha* writable();
+    /// True when the run's row is a uniform row, its value in `value`: every pixel the run
+    /// reads is that value.
+    bool uniform(Alpha& value) const {
+        if (tile_ < 0 || !rowValuesUniform_) {
+            return false;
+        }
+        value = std::bit_cast<Alpha>(uniformBits_);
+        return true;
+    }
+    /// Sets pixels first..last - 1 of the run to `value`: as `write` with a row of it.
+    void fill(Alpha value, int first, int last);
 
     AlphaBitmap& bitmap() const { return bitmap_; }
 
@@ -136,6 +148,8 @@ private:
     /// A row of one value, for reading uniform rows; refilled when the value changes.
     alignas(16) Alpha uniform_[256] = {};
     std::uint32_t uniformBits_ = 0;
+    /// The current run reads uniform_.
+    bool rowValuesUniform_ = false;
 };
 
 template <class T> T AlphaBitmap::valueAt(std::int32_t x, std::int32_t y) const {

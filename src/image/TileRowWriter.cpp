@@ -4,7 +4,7 @@
 #include <cstring>
 
 TileRowWriter::TileRowWriter(TileBitmap& bitmap)
-    : bitmap_(bitmap), holds_(static_cast<std::size_t>(bitmap.geometry().tilesAcross)) {}
+    : bitmap_(bitmap), holds_(bitmap.geometry().tilesAcross) {}
 
 std::uint8_t* TileRowWriter::run(std::int32_t x, std::int32_t y, std::int32_t& count) {
     const TileGeometry& g = bitmap_.geometry();
@@ -14,15 +14,7 @@ std::uint8_t* TileRowWriter::run(std::int32_t x, std::int32_t y, std::int32_t& c
     }
     const std::int32_t tileRow = y >> g.yShift;
     const std::int32_t column = x >> g.xShift;
-    const std::uint32_t generation = bitmap_.generation();
-    if (tileRow != tileRow_ || generation != generation_) {
-        for (TileHandle& h : holds_) {
-            h.reset();
-        }
-        tileRow_ = tileRow;
-        generation_ = generation;
-    }
-    TileHandle& hold = holds_[static_cast<std::size_t>(column)];
+    TileHandle& hold = holds_.row(tileRow, bitmap_.generation())[column];
     if (!LockedHandleVector::heldPrivately(hold)) {
         bitmap_.tileForWrite(tileRow * g.tilesAcross + column, hold);
     }

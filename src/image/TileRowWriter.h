@@ -5,7 +5,50 @@
 #include <cstdint>
 #include <vector>
 
-/// The fast write path for whole rows: keeps the writable tiles of the current row of tiles,
+/// The tiles a row writer keeps: those of the last two rows of tiles it used, so that work
+/// going back and forth between two rows of tiles (dab after dab across a tile border, row
+/// by row) fetches each tile once rather than at every crossing. All are let go of when the
+/// bitmap's tile handles are replaced (generation).
+class TileRowHolds {
+public:
+    explicit TileRowHolds(std::int32_t tilesAcross)
+        : across_(tilesAcross), holds_(2 * static_cast<std::size_t>(tilesAcross)) {}
+
+    /// The holds of row of tiles `tileRow`, one a column; a row not kept takes the place of
+    /// the row used less recently, its tiles let go of.
+    TileHandle* row(std::int32_t tileRow, std::uint32_t generation) {
+        if (generation != generation_) {
+            reset();
+            generation_ = generation;
+        }
+        int slot = rows_[0] == tileRow ? 0 : rows_[1] == tileRow ? 1 : -1;
+        if (slot < 0) {
+            slot = 1 - last_;
+            for (std::int32_t k = 0; k < across_; ++k) {
+                holds_[static_cast<std::size_t>(slot * across_ + k)].reset();
+            }
+            rows_[slot] = tileRow;
+        }
+        last_ = slot;
+        return holds_.data() + static_cast<std::size_t>(slot * across_);
+    }
+    /// Lets go of every kept tile.
+    void reset() {
+        for (TileHandle& h : holds_) {
+            h.reset();
+        }
+        rows_[0] = rows_[1] = -1;
+    }
+
+private:
+    std::int32_t across_;
+    std::vector<TileHandle> holds_;
+    std::int32_t rows_[2] = {-1, -1};
+    std::uint32_t generation_ = 0;
+    int last_ = 0;
+};
+
+/// The fast write path for whole rows: keeps the writable tiles of the current rows of tiles,
 /// so that writing row after row fetches (and, if shared, copies) each tile once rather than
 /// once a row. Between fetches a run costs two atomic loads and no lock.
 ///
@@ -30,7 +73,5 @@ public:
 
 private:
     TileBitmap& bitmap_;
-    std::int32_t tileRow_ = -1;
-    std::uint32_t generation_ = 0;
-    std::vector<TileHandle> holds_;
+    TileRowHolds holds_;
 };

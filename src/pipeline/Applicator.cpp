@@ -2,12 +2,16 @@
 
 #include "image/DocumentEditor.h"
 #include "image/ZmapDocument.h"
+#include "pipeline/Blender.h"
+#include "pipeline/LinearRecolour.h"
+#include "pipeline/Paint.h"
 #include "pipeline/PixelRuns.h"
 #include "views/cameras/SurfaceFrame.h"
 #include "views/cameras/ViewProj.h"
 
 #include <algorithm>
 #include <cstring>
+#include <typeinfo>
 
 namespace {
 
@@ -28,6 +32,32 @@ template <class F> void forEachStage(Applicator& a, F f) {
             f(*stage);
         }
     }
+}
+
+/// True when the colour stages of plain paint come to one colour, set in `colour`: an effect
+/// that only copies the source colour (or none), a recolour that replaces the colour at full
+/// strength and no fog, texture or grain. The working colour of every pixel with alpha above
+/// 0 is then that colour, whatever the source, so the copy of the source is wasted work.
+bool solidColour(const Applicator& a, ColourPOD& colour) {
+    if (a.wet || a.needsDepthFlags || a.fog || a.texture || a.grain || !a.recolour) {
+        return false;
+    }
+    if (a.effect) {
+        const EffectTool& effect = *a.effect;
+        if (typeid(effect) != typeid(Paint)) {
+            return false;
+        }
+    }
+    const RecolourTool& recolour = *a.recolour;
+    if (typeid(recolour) != typeid(LinearRecolour)) {
+        return false;
+    }
+    const auto& linear = static_cast<const LinearRecolour&>(recolour);
+    if (linear.strength() != 1.0f) {
+        return false;
+    }
+    colour = linear.colour();
+    return true;
 }
 
 } // namespace
@@ -127,6 +157,16 @@ void Applicator::runFogLate(Span& span, int first, int last) {
     fog->runLate(span, first, last);
 }
 
+void Applicator::blendSolid(Span& span, ColourPOD colour, int first, int last, bool alphaUniform) {
+    BlendTool& stage = *blend;
+    if (typeid(stage) == typeid(Blender)) {
+        static_cast<Blender&>(stage).runSolid(span, colour, first, last, alphaUniform);
+        return;
+    }
+    runs::fillColour(span.colour, colour, first, last);
+    runBlend(span, first, last);
+}
+
 IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::int32_t y,
                                 std::int32_t begin, std::int32_t end, const float* coverage) {
     IExtent<2> changed;
@@ -141,7 +181,9 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
     while (end > begin && coverage[end - 1] == 0) {
         --end;
     }
-    if (begin >= end || !planes_.beginRow(document, y, wet)) {
+    ColourPOD solid{};
+    const bool solidChain = fuseSolidPaint && !plainWalk && solidColour(*this, solid);
+    if (begin >= end || !planes_.beginRow(document, y, wet, !solidChain)) {
         return changed;
     }
 
@@ -166,6 +208,15 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
             runGrain(span, p, q);
         }
     };
+
+    // The fields of the paint span that stay the same along the row.
+    Span paint;
+    paint.document = &document;
+    paint.y = y;
+    paint.colour = colourRow;
+    paint.alpha = alphaRow;
+    paint.depth = depthRow;
+    paint.flags = needsDepthFlags ? spanNeedsDepth : 0;
 
     for (std::int32_t i = begin; i < end;) {
         SpanPlanes planes;
@@ -193,19 +244,12 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
             continue;
         }
 
-        Span paint;
-        paint.document = &document;
         paint.x = x0 + i;
-        paint.y = y;
         paint.length = tileLength;
         paint.sourceColour = planes.sourceColour;
         paint.baseColour = planes.baseColour;
         paint.baseDepth = planes.baseDepth;
         paint.baseMaterial = planes.baseMaterial;
-        paint.colour = colourRow;
-        paint.alpha = alphaRow;
-        paint.depth = depthRow;
-        paint.flags = needsDepthFlags ? spanNeedsDepth : 0;
         paint.colourWriter = planes_.colourWriter();
 
         // The locks lower the mask. Without them the coverage is the mask as it stands.
@@ -229,8 +273,24 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
         }
         // The stroke's alpha grows by "over": C = (1 - S) * M + S. Where every pixel rises
         // (or, repainting, every mask is above 0) the walk below finds one sub-run, a..b.
-        const bool allRise = runs::overAllRise(alphaRow, mask, s, a, b);
-        const bool oneRun = repainting ? runs::noneZero(mask, a, b) : allRise;
+        // One mask value over stroke alpha of one value (a stroke at full coverage, a fill)
+        // rises to one value, worked out once and recorded as such.
+        Alpha under = 0;
+        const bool oneValue = !plainWalk && !repainting && !wet &&
+                              planes_.strokeAlphaUniform(under) &&
+                              runs::endOfRun(mask, mask[a], a, b) == b;
+        bool oneRun = true;
+        if (oneValue) {
+            const Alpha rise = (1.0f - under) * mask[a] + under;
+            if (!(under < rise)) {
+                i += length;
+                continue;
+            }
+            runs::fill(alphaRow, rise, a, b);
+        } else {
+            const bool allRise = runs::overAllRise(alphaRow, mask, s, a, b);
+            oneRun = repainting ? runs::noneZero(mask, a, b) : allRise;
+        }
 
         int p = a;
         while (p < b) {
@@ -259,15 +319,28 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
                 }
             }
 
+            bool blended = false;
             if (!wet) {
                 // A whole tile row rising to one value (full coverage) is recorded, not written;
                 // the plain walk writes every value.
                 if (plainWalk) {
                     runs::copy(planes_.writableStrokeAlpha(), alphaRow, p, q);
+                } else if (oneValue) {
+                    planes_.fillStrokeAlpha(alphaRow[p], p, q);
                 } else {
                     planes_.writeStrokeAlpha(alphaRow, p, q);
                 }
-                colourStages(paint, p, q);
+                // A risen alpha is above 0 (one value's rise is, by the test above).
+                if (solidChain && (oneValue || runs::allPositive(alphaRow, p, q))) {
+                    // One colour over the whole sub-run: the blend takes it as it stands
+                    // (Paint's commit does nothing).
+                    if (blend) {
+                        blendSolid(paint, solid, p, q, oneValue);
+                    }
+                    blended = true;
+                } else {
+                    colourStages(paint, p, q);
+                }
             } else {
                 // A pixel first touched in this stroke gets its colour in the wet planes;
                 // later passes reuse it.
@@ -291,11 +364,13 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
                             static_cast<std::size_t>(q - p) * sizeof(ColourPOD));
                 runs::multiply(alphaRow, planes.wetAlpha, p, q);
             }
-            if (effect) {
-                commitEffect(paint, p, q);
-            }
-            if (blend) {
-                runBlend(paint, p, q);
+            if (!blended) {
+                if (effect) {
+                    commitEffect(paint, p, q);
+                }
+                if (blend) {
+                    runBlend(paint, p, q);
+                }
             }
             changed |= IExtent<2>(x0 + i + p, y, x0 + i + q - 1, y);
             p = q;

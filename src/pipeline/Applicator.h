@@ -91,11 +91,22 @@ public:
     /// the fast paths against it. The results are the same.
     bool plainWalk = false;
 
+    /// Plain paint whose colour stages come to one colour (Paint or no effect, a full-strength
+    /// LinearRecolour, no fog, texture or grain) is blended from that colour straight away,
+    /// without the copy of the source that it replaces; the results are the same. This
+    /// stands for runEffect, runRecolour, commitEffect and runBlend (Blender's own form): a
+    /// subclass that replaces one of those turns it off.
+    bool fuseSolidPaint = true;
+
     /// The tolerance of the surface frame handed to the stages at the start: a fraction of
     /// the world distance between neighbouring pixels at the far depth.
     static constexpr double surfaceTolerance = 0.05;
 
 private:
+    /// The blend of a sub-run whose working colour is `colour` throughout (and its alpha one
+    /// value, if `alphaUniform`).
+    void blendSolid(Span& span, ColourPOD colour, int first, int last, bool alphaUniform);
+
     /// The tiles of the planes of the current row of tiles, kept between runs and rows of one
     /// stroke; let go of when a stroke starts, ends or is abandoned.
     SpanPlaneCache planes_;

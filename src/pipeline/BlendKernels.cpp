@@ -235,6 +235,55 @@ void blendNormal(ColourPOD* out, const ColourPOD* base, const ColourPOD* source,
     }
 }
 
+void blendNormalSolid(ColourPOD* out, const ColourPOD* base, ColourPOD source, const Alpha* alpha,
+                      float opacity, int first, int last, ColourPOD* scratch, bool alphaUniform) {
+    if (last <= first) {
+        return;
+    }
+    if (alphaUniform && opacity == 1.0f && alpha[first] == 1.0f) {
+        runs::fillColour(out, source, first, last);
+        return;
+    }
+    if (opacity != 1.0f) {
+        runs::fillColour(scratch, source, first, last);
+        blendNormal(out, base, scratch, alpha, opacity, first, last);
+        return;
+    }
+    // Pixels at full coverage take the colour itself, laid straight into the image; the rest
+    // are blended from a row of it.
+    int i = first;
+    while (i < last) {
+        int j = runs::endOfRun(alpha, 1.0f, i, last);
+        if (j > i) {
+            runs::fillColour(out, source, i, j);
+            i = j;
+        }
+        while (j < last && alpha[j] != 1.0f) {
+            ++j;
+        }
+        if (j > i) {
+            runs::fillColour(scratch, source, i, j);
+            blendNormal(out, base, scratch, alpha, opacity, i, j);
+            i = j;
+        }
+    }
+}
+
+void blendMultiplySolid(ColourPOD* out, const ColourPOD* base, ColourPOD source, const Alpha* alpha,
+                        float opacity, int first, int last, ColourPOD* scratch, bool alphaUniform) {
+#if defined(__SSE2__)
+    if (last - first >= 8 &&
+        (alphaUniform || runs::endOfRun(alpha, alpha[first], first, last) == last)) {
+        const int i = uniformMultiply(out, base, source, alpha[first] * opacity, first, last);
+        runs::fillColour(scratch, source, i, last);
+        plainPixels(out, base, scratch, alpha, opacity, i, last, multiplyChannel);
+        return;
+    }
+#endif
+    runs::fillColour(scratch, source, first, last);
+    blendMultiply(out, base, scratch, alpha, opacity, first, last);
+}
+
 void blendMultiply(ColourPOD* out, const ColourPOD* base, const ColourPOD* source,
                    const Alpha* alpha, float opacity, int first, int last) {
     int i = first;

@@ -14,6 +14,18 @@ void blendNormal(ColourPOD* out, const ColourPOD* base, const ColourPOD* source,
 void blendMultiply(ColourPOD* out, const ColourPOD* base, const ColourPOD* source,
                    const Alpha* alpha, float opacity, int first, int last);
 
+/// Normal and Multiply with one working colour `source` at every pixel: the same bytes as the
+/// forms above over a row of it. Runs of full coverage at full opacity take the colour
+/// straight into `out`. `scratch` has room for pixels first..last; what it holds is lost.
+/// `alphaUniform`: the caller knows alpha to be one value over the range (false: it is
+/// looked for).
+void blendNormalSolid(ColourPOD* out, const ColourPOD* base, ColourPOD source, const Alpha* alpha,
+                      float opacity, int first, int last, ColourPOD* scratch,
+                      bool alphaUniform = false);
+void blendMultiplySolid(ColourPOD* out, const ColourPOD* base, ColourPOD source, const Alpha* alpha,
+                        float opacity, int first, int last, ColourPOD* scratch,
+                        bool alphaUniform = false);
+
 /// The plain forms, one pixel and channel at a time.
 void blendNormalPlain(ColourPOD* out, const ColourPOD* base, const ColourPOD* source,
                       const Alpha* alpha, float opacity, int first, int last);

@@ -116,41 +116,67 @@ Blender::Blender(float opacity, std::uint32_t mode) : opacity_(opacity), mode_(m
 Blender::Blender(float opacity, std::uint32_t mode, std::uint32_t seed)
     : opacity_(opacity), mode_(mode), random_(seed) {}
 
+ColourPOD* Blender::target(Span& span, int first, int last, TileHandle& hold) const {
+    if (!span.colourWriter) {
+        return span.document->rgbWrite(span.x, span.y, hold);
+    }
+    std::int32_t count = 0;
+    auto* out = reinterpret_cast<ColourPOD*>(span.colourWriter->run(span.x, span.y, count));
+    // A stroke laid row by row writes the same run one row down after the other tiles of
+    // this row: ask for it now, while the tile is at hand.
+    const TileGeometry& g = span.colourWriter->bitmap().geometry();
+    if (out && ((span.y + 1) & g.yMask) != 0 && span.y + 1 < g.height) {
+        const std::int32_t stride = g.rowStride(span.x >> g.xShift, 3);
+        const auto* next = reinterpret_cast<const char*>(out + first) + stride;
+        // The image before the stroke too, unless the run looks like a straight copy (a
+        // guess from its ends: a wrong one costs a useless or a missing prefetch only).
+        const bool readsBase = !(mode_ == 0 && opacity_ == 1.0f && span.alpha[first] == 1.0f &&
+                                 span.alpha[last - 1] == 1.0f);
+        const auto* nextBase = reinterpret_cast<const char*>(span.baseColour + first) + stride;
+        for (int k = 0; k < (last - first) * 3; k += 64) {
+            __builtin_prefetch(next + k, 1);
+            if (readsBase) {
+                __builtin_prefetch(nextBase + k);
+            }
+        }
+    }
+    return out;
+}
+
 void Blender::run(Span& span, int first, int last) {
     if (last <= first || !span.document) {
         return;
     }
     // The hold (or the writer's kept tile) pins the written tile for the length of the call.
     TileHandle hold;
-    ColourPOD* out = nullptr;
-    if (span.colourWriter) {
-        std::int32_t count = 0;
-        out = reinterpret_cast<ColourPOD*>(span.colourWriter->run(span.x, span.y, count));
-        // A stroke laid row by row writes the same run one row down after the other tiles of
-        // this row: ask for it now, while the tile is at hand.
-        const TileGeometry& g = span.colourWriter->bitmap().geometry();
-        if (out && ((span.y + 1) & g.yMask) != 0 && span.y + 1 < g.height) {
-            const std::int32_t stride = g.rowStride(span.x >> g.xShift, 3);
-            const auto* next = reinterpret_cast<const char*>(out + first) + stride;
-            // The image before the stroke too, unless the run looks like a straight copy (a
-            // guess from its ends: a wrong one costs a useless or a missing prefetch only).
-            const bool readsBase = !(mode_ == 0 && opacity_ == 1.0f && span.alpha[first] == 1.0f &&
-                                     span.alpha[last - 1] == 1.0f);
-            const auto* nextBase = reinterpret_cast<const char*>(span.baseColour + first) + stride;
-            for (int k = 0; k < (last - first) * 3; k += 64) {
-                __builtin_prefetch(next + k, 1);
-                if (readsBase) {
-                    __builtin_prefetch(nextBase + k);
-                }
-            }
-        }
-    } else {
-        out = span.document->rgbWrite(span.x, span.y, hold);
+    if (ColourPOD* out = target(span, first, last, hold)) {
+        blendRow(out, span.baseColour, span.colour, span.alpha, first, last);
     }
+}
+
+void Blender::runSolid(Span& span, ColourPOD colour, int first, int last, bool alphaUniform) {
+    if (last <= first || !span.document) {
+        return;
+    }
+    TileHandle hold;
+    ColourPOD* out = target(span, first, last, hold);
     if (!out) {
         return;
     }
-    blendRow(out, span.baseColour, span.colour, span.alpha, first, last);
+    switch (mode_) {
+    case static_cast<std::uint32_t>(BlendMode::normal):
+        blendNormalSolid(out, span.baseColour, colour, span.alpha, opacity_, first, last,
+                         span.colour, alphaUniform);
+        break;
+    case static_cast<std::uint32_t>(BlendMode::multiply):
+        blendMultiplySolid(out, span.baseColour, colour, span.alpha, opacity_, first, last,
+                           span.colour, alphaUniform);
+        break;
+    default:
+        runs::fillColour(span.colour, colour, first, last);
+        blendRow(out, span.baseColour, span.colour, span.alpha, first, last);
+        break;
+    }
 }
 
 ColourPOD Blender::shiftToLightness(ColourPOD c, int targetSum) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "image/TileBitmap.h"
 #include "pipeline/PaintRandom.h"
 #include "pipeline/PipelineTool.h"
 
@@ -40,6 +41,10 @@ public:
     Blender(float opacity, std::uint32_t mode, std::uint32_t seed);
 
     void run(Span& span, int first, int last) override;
+    /// `run` for a span whose working colour is `colour` at every pixel of first..last,
+    /// without reading it: the same bytes in the image. `alphaUniform`: the span's alpha is
+    /// one value over the range. The span's working colour is used as scratch.
+    void runSolid(Span& span, ColourPOD colour, int first, int last, bool alphaUniform);
 
     /// The blend on plain rows: out[i] for i in first..last from base[i], source[i] and
     /// alpha[i]. `out` may be `base` or `source`.
@@ -55,6 +60,10 @@ public:
     static ColourPOD shiftToLightness(ColourPOD c, int targetSum);
 
 private:
+    /// The image's colour at the span for writing (the writer's kept tile, or `hold`), with
+    /// the same run one row down asked for ahead; null outside the image.
+    ColourPOD* target(Span& span, int first, int last, TileHandle& hold) const;
+
     float opacity_;
     std::uint32_t mode_;
     PaintRandom random_;

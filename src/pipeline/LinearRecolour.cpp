@@ -33,27 +33,8 @@ void replaceColour(ColourPOD* working, const ColourPOD* target, bool targetPerPi
     }
     const ColourPOD c = target[0];
     if (runs::allPositive(alpha, first, last)) {
-        // Every pixel painted (the common case of a stroke's sub-run): the colour laid
-        // sixteen pixels at a time from a pattern of them.
-        ColourPOD pattern[16];
-        std::fill(std::begin(pattern), std::end(pattern), c);
-        int i = first;
-#if defined(__SSE2__)
-        const __m128i p0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern));
-        const __m128i p1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern) + 1);
-        const __m128i p2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern) + 2);
-        for (; i + 16 <= last; i += 16) {
-            auto* w = reinterpret_cast<__m128i*>(working + i);
-            _mm_storeu_si128(w, p0);
-            _mm_storeu_si128(w + 1, p1);
-            _mm_storeu_si128(w + 2, p2);
-        }
-#else
-        for (; i + 16 <= last; i += 16) {
-            std::memcpy(working + i, pattern, sizeof pattern);
-        }
-#endif
-        std::fill(working + i, working + last, c);
+        // Every pixel painted (the common case of a stroke's sub-run).
+        runs::fillColour(working, c, first, last);
         return;
     }
     // Four pixels a round: the common case of a plain colour at full strength.

@@ -20,25 +20,20 @@ inline void prefetch(const void* p, std::int32_t bytes) {
 
 void SpanPlaneCache::ReadPlane::beginRow(TileBitmap* from, std::int32_t y, bool keepTiles) {
     const TileGeometry& g = from->geometry();
-    const std::int32_t row = y >> g.yShift;
-    const std::uint32_t generation = from->generation();
-    if (bitmap.get() == from && keep == keepTiles && tileRow == row &&
-        this->generation == generation) {
-        return;
-    }
-    tiles.assign(static_cast<std::size_t>(keepTiles ? g.tilesAcross : 1), TileHandle());
     if (bitmap.get() != from) {
+        reset();
         bitmap.reset(from);
+        holds = std::make_unique<TileRowHolds>(g.tilesAcross);
     }
-    this->generation = generation;
-    tileRow = row;
+    tileRow = y >> g.yShift;
     keep = keepTiles;
+    rowTiles = keep ? holds->row(tileRow, from->generation()) : nullptr;
 }
 
 const std::uint8_t* SpanPlaneCache::ReadPlane::run(std::int32_t x, std::int32_t y) {
     const TileGeometry& g = bitmap->geometry();
     const std::int32_t column = x >> g.xShift;
-    TileHandle& tile = tiles[keep ? static_cast<std::size_t>(column) : 0];
+    TileHandle& tile = keep ? rowTiles[column] : single;
     // A kept tile that only this cache still holds was replaced in the table since.
     if (!keep || !tile || tile.refC() == 1) {
         bitmap->tileForRead(tileRow * g.tilesAcross + column, tile);
@@ -50,7 +45,9 @@ const std::uint8_t* SpanPlaneCache::ReadPlane::run(std::int32_t x, std::int32_t 
 }
 
 void SpanPlaneCache::ReadPlane::reset() {
-    tiles.clear();
+    rowTiles = nullptr;
+    holds.reset();
+    single.reset();
     bitmap.reset();
     tileRow = -1;
 }
@@ -85,7 +82,7 @@ void SpanPlaneCache::AlphaPlane::reset() {
     bitmap.reset();
 }
 
-bool SpanPlaneCache::beginRow(ZmapDocument& document, std::int32_t y, bool wet) {
+bool SpanPlaneCache::beginRow(ZmapDocument& document, std::int32_t y, bool wet, bool readsSource) {
     DocumentEditor& editor = document.editor;
     if (y < 0 || y >= document.height() || !document.originalRgb || !editor.strokeAlpha ||
         (wet && (!editor.wetAlpha || !editor.wetCache))) {
@@ -111,6 +108,7 @@ bool SpanPlaneCache::beginRow(ZmapDocument& document, std::int32_t y, bool wet) 
     }
     y_ = y;
     wet_ = wet;
+    readsSource_ = readsSource;
     source_.beginRow(document.originalRgb.get(), y, true);
     baseColour_.beginRow(baseRgb, y, keepBase);
     baseDepth_.beginRow(baseZ, y, keepBase);
@@ -137,7 +135,7 @@ std::int32_t SpanPlaneCache::run(std::int32_t x, SpanPlanes& planes) {
     planes.baseMaterial = reinterpret_cast<const MaterialId*>(baseMaterial_.run(x, y_));
     // The same run one row down, if it lies in the same tiles.
     const TileGeometry& g = strokeAlpha_.bitmap->geometry();
-    if (((y_ + 1) & g.yMask) != 0 && y_ + 1 < g.height) {
+    if (readsSource_ && ((y_ + 1) & g.yMask) != 0 && y_ + 1 < g.height) {
         const std::int32_t column = x >> g.xShift;
         if (planes.sourceColour != reinterpret_cast<const ColourPOD*>(source_.bitmap->emptyRow())) {
             prefetch(reinterpret_cast<const char*>(planes.sourceColour) + g.rowStride(column, 3),

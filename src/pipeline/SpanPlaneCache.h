@@ -29,8 +29,9 @@ class ZmapDocument;
 class SpanPlaneCache {
 public:
     /// Takes the document's planes for row y; false (nothing to paint) outside the image or
-    /// without the channels. Call before the runs of each row.
-    bool beginRow(ZmapDocument& document, std::int32_t y, bool wet);
+    /// without the channels. Call before the runs of each row. `readsSource`: the stages read
+    /// the source colour (it is then asked for one row ahead).
+    bool beginRow(ZmapDocument& document, std::int32_t y, bool wet, bool readsSource = true);
     /// The planes of the run of the row from column x to the right edge of x's tile; returns
     /// its length, 0 outside the image. The stroke alpha is not among them (its pointer is
     /// null): it is read through strokeAlpha() and written through writeStrokeAlpha or
@@ -44,6 +45,14 @@ public:
     void writeStrokeAlpha(const Alpha* values, int first, int last) {
         strokeAlpha_.writer->write(values, first, last);
     }
+    /// True when the current run's stroke alpha is one value throughout (a uniform row),
+    /// given in `value`.
+    bool strokeAlphaUniform(Alpha& value) const { return strokeAlpha_.writer->uniform(value); }
+    /// Sets the current run's stroke alpha over first..last - 1 to `value`, as
+    /// writeStrokeAlpha with a row of it.
+    void fillStrokeAlpha(Alpha value, int first, int last) {
+        strokeAlpha_.writer->fill(value, first, last);
+    }
     /// The current run's stroke alpha for writing.
     Alpha* writableStrokeAlpha() { return strokeAlpha_.writer->writable(); }
     /// The writer of the document's colour channel for the row's runs; null without it.
@@ -52,14 +61,17 @@ public:
     void reset();
 
 private:
-    /// Kept tiles of one read plane for one row of tiles.
+    /// Kept tiles of one read plane for its last two rows of tiles.
     struct ReadPlane {
         TQL::Handle<TileBitmap> bitmap;
-        std::uint32_t generation = 0;
         std::int32_t tileRow = -1;
         /// Tiles are kept between rows; false: one tile, fetched again for every run.
         bool keep = false;
-        std::vector<TileHandle> tiles;
+        std::unique_ptr<TileRowHolds> holds;
+        /// The kept tiles of the current row of tiles (keep), one a column.
+        TileHandle* rowTiles = nullptr;
+        /// The one tile of a plane not kept.
+        TileHandle single;
 
         void beginRow(TileBitmap* from, std::int32_t y, bool keepTiles);
         const std::uint8_t* run(std::int32_t x, std::int32_t y);
@@ -83,6 +95,7 @@ private:
 
     std::int32_t y_ = 0;
     bool wet_ = false;
+    bool readsSource_ = true;
     ReadPlane source_, baseColour_, baseDepth_, baseMaterial_;
     AlphaPlane strokeAlpha_;
     WritePlane wetColour_, wetAlpha_, colour_;

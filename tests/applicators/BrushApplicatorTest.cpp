@@ -224,6 +224,43 @@ TEST_F(Brush, GatheredDabsMatchDabsPaintedOneByOne) {
     EXPECT_LT(differing, static_cast<int>(pa.size()) / 100);
 }
 
+TEST_F(Brush, StrokePaintedMoveByMoveMatchesDabsPaintedOneByOne) {
+    // Several dabs a move, gathered per move, on a path that runs up and to the left into
+    // the image's corner (the gather laid out towards each move's end and clipped there).
+    BrushSettings s;
+    s.size = 10;
+    s.hardness = 30;
+    s.spacing = 0.15;
+    s.opacity = 70;
+    const auto points = line({240, 70}, {2, 3}, 9);
+    auto byMove = test::makeTestDocument(256, 80);
+    auto single = test::makeTestDocument(256, 80);
+    Status created = status::ok;
+    std::wstring message;
+    auto brush = BrushApplicator::create(s, created, message);
+    ASSERT_EQ(created, status::ok);
+    selection().selectApplicator(brush);
+    ASSERT_EQ(byMove->editor.beginStroke(points.front(), nullptr), status::ok);
+    for (std::size_t i = 1; i < points.size(); ++i) {
+        ASSERT_EQ(byMove->editor.continueStroke(points[i]), status::ok);
+    }
+    ASSERT_EQ(byMove->editor.endStroke(), status::ok);
+    auto b = paint(*single, s, points, nullptr, true);
+    EXPECT_EQ(brush->dabCount(), b->dabCount());
+    const auto pa = pixels(*byMove);
+    const auto pb = pixels(*single);
+    int differing = 0;
+    int painted = 0;
+    for (std::size_t i = 0; i < pa.size(); ++i) {
+        EXPECT_LE(std::abs(pa[i].r - pb[i].r), 1) << i;
+        EXPECT_LE(std::abs(pa[i].b - pb[i].b), 1) << i;
+        differing += !(pa[i] == pb[i]);
+        painted += !(pb[i] == ColourPOD{});
+    }
+    EXPECT_LT(differing, static_cast<int>(pa.size()) / 100);
+    EXPECT_GT(painted, 2000);
+}
+
 TEST_F(Brush, LocksAndFogApplyAsToFills) {
     RoomScene room = RoomScene::make(RoomScene::View::perspective, 160, 120);
     ZmapDocument& document = *room.document;

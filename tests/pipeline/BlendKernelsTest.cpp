@@ -1,6 +1,6 @@
-// The fast Normal and Multiply loops give the same bytes as their plain forms for every pair
-// of channel values, at coverages and opacities that include the exact halves, at every
-// alignment of a run.
+// The fast Normal and Multiply loops (and their forms for one working colour) give the same
+// bytes as their plain forms for every pair of channel values, at coverages and opacities
+// that include the exact halves, at every alignment of a run.
 
 #include "pipeline/BlendKernels.h"
 
@@ -102,6 +102,69 @@ TEST(BlendKernels, RunsOfOneColourAtOneCoverageMatchThePlainForms) {
                         ASSERT_EQ(std::memcmp(fast.data(), plain.data(), fast.size() * 3), 0)
                             << k.name << " s " << s << " alpha " << a << " opacity " << opacity
                             << " first " << first;
+                    }
+                }
+            }
+        }
+    }
+}
+
+using SolidKernel = void (*)(ColourPOD*, const ColourPOD*, ColourPOD, const Alpha*, float, int, int,
+                             ColourPOD*, bool);
+
+struct SolidPair {
+    const char* name;
+    SolidKernel solid;
+    Kernel plain;
+};
+
+const SolidPair solidKernels[] = {
+    {"Normal", blendNormalSolid, blendNormalPlain},
+    {"Multiply", blendMultiplySolid, blendMultiplyPlain},
+};
+
+TEST(BlendKernels, OneColourFormsMatchThePlainOnesOverARowOfTheColour) {
+    // Every base value in each channel position under colours that meet every value,
+    // coverage in runs of full, none, one partial value and random values (a run of one
+    // coverage takes Multiply's short road, runs of full coverage Normal's straight fill),
+    // ranges at every alignment, and nothing written outside the range.
+    std::vector<ColourPOD> base;
+    for (int b = 0; b < 256; ++b) {
+        base.push_back(ColourPOD{std::uint8_t(b), std::uint8_t(255 - b), std::uint8_t(b ^ 0x33)});
+    }
+    const int n = static_cast<int>(base.size());
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> anyAlpha(0.0f, 1.0f);
+    const float opacities[] = {1.0f, 0.5f, 0.37f, 0.0f};
+    for (const SolidPair& k : solidKernels) {
+        for (int s = 0; s < 256; s += 5) {
+            const ColourPOD colour{std::uint8_t(s), std::uint8_t(255 - s), std::uint8_t(s / 3)};
+            const std::vector<ColourPOD> row(static_cast<std::size_t>(n), colour);
+            for (int pattern = 0; pattern < 4; ++pattern) {
+                std::vector<float> alpha(static_cast<std::size_t>(n));
+                for (int i = 0; i < n; ++i) {
+                    const int kind = pattern == 0 ? 0 : pattern == 1 ? 2 : (i / (5 + pattern)) % 4;
+                    alpha[i] = kind == 0   ? 1.0f
+                               : kind == 1 ? 0.0f
+                               : kind == 2 ? 0.5f
+                                           : anyAlpha(random);
+                }
+                for (const float opacity : opacities) {
+                    for (const int first : {0, 1, 7}) {
+                        const int last = n - first * 3;
+                        std::vector<ColourPOD> plain(base.size(), ColourPOD{1, 2, 3});
+                        std::vector<ColourPOD> scratch(base.size());
+                        k.plain(plain.data(), base.data(), row.data(), alpha.data(), opacity, first,
+                                last);
+                        // Told that the alpha is one value (where it is), or left to look.
+                        for (const bool told : {false, pattern < 2}) {
+                            std::vector<ColourPOD> solid(base.size(), ColourPOD{1, 2, 3});
+                            k.solid(solid.data(), base.data(), colour, alpha.data(), opacity, first,
+                                    last, scratch.data(), told);
+                            ASSERT_EQ(std::memcmp(solid.data(), plain.data(), solid.size() * 3), 0)
+                                << k.name << " s " << s << " pattern " << pattern << " opacity "
+                                << opacity << " first " << first << " told " << told;
+                        }
                     }
                 }
             }

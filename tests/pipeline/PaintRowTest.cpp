@@ -334,6 +334,128 @@ INSTANTIATE_TEST_SUITE_P(Repainting, PaintRowWalks, testing::Bool(),
                              return info.param ? "repainting" : "growing";
                          });
 
+/// Plain paint (Paint, a full-strength LinearRecolour, Blender) laid twice alike: by the
+/// plain walk with every stage called, and with the colour stages folded into one colour
+/// blended straight away.
+class SolidPaint
+    : public testing::TestWithParam<std::tuple<float, std::uint32_t, bool /* locks */>> {
+protected:
+    struct Side {
+        std::unique_ptr<test::TestDocument> document;
+        TQL::Handle<test::RowApplicator> applicator;
+    };
+
+    void SetUp() override {
+        const auto [opacity, mode, locks] = GetParam();
+        // The stages are shared, so a colour picked mid-stroke is picked for both sides.
+        recolour = TQL::makeHandle<LinearRecolour>(200, 120, 40, 1.0f);
+        const auto blender = TQL::makeHandle<Blender>(opacity, mode);
+        const auto paint = TQL::makeHandle<Paint>();
+        for (Side* side : {&plain, &solid}) {
+            side->document = test::makeTestDocument(300, 100);
+            TileHandle hold;
+            for (std::int32_t y = 0; y < 100; ++y) {
+                for (std::int32_t x = 0; x < 300; ++x) {
+                    *side->document->rgbWrite(x, y, hold) =
+                        ColourPOD{std::uint8_t(x), std::uint8_t(y * 3), std::uint8_t(x ^ y)};
+                }
+            }
+            hold.reset();
+            side->document->commitOriginals();
+            Status status = status::ok;
+            side->document->editor.undoBuffer->pushLevel(status, 0);
+            ASSERT_EQ(status, status::ok);
+            auto& a = side->applicator = TQL::makeHandle<test::RowApplicator>();
+            a->plainWalk = side == &plain;
+            a->effect = paint;
+            a->recolour = recolour;
+            a->blend = blender;
+            if (locks) {
+                // Nothing at every seventh column, half at every fifth.
+                auto matting = TQL::makeHandle<test::RecordingMatting>(log, "matting");
+                matting->action = [](Span& span, int first, int last) {
+                    for (int i = first; i < last; ++i) {
+                        const std::int32_t x = span.x + i;
+                        span.alpha[i] *= x % 7 == 0 ? 0.0f : x % 5 == 0 ? 0.5f : 1.0f;
+                    }
+                };
+                a->matting = matting;
+            }
+            side->document->editor.clearStrokePlanes();
+            a->Applicator::start(*side->document, nullptr, StrokePoint{0, 0});
+        }
+    }
+
+    Side plain, solid;
+    TQL::Handle<LinearRecolour> recolour;
+    StageLog log;
+};
+
+TEST_P(SolidPaint, OneColourBlendedStraightAwayMatchesThePlainChainBitForBit) {
+    // Rows of coverage in runs of none, full, half and random values, starting and ending
+    // anywhere (tile borders every 64 columns), laid again and again over the same rows;
+    // whole rows at full coverage; a colour picked now and then, as a colour spread does.
+    std::mt19937 random(17);
+    std::uniform_real_distribution<float> anyCoverage(0.0f, 1.0f);
+    std::uniform_int_distribution<int> pick(0, 5);
+    for (int pass = 0; pass < 300; ++pass) {
+        if (pass % 60 == 30) {
+            recolour->pickColour(60, 0);
+        }
+        const std::int32_t y = 30 + pass % 11;
+        std::int32_t x0 = 0;
+        std::vector<float> coverage(300, 1.0f);
+        if (pass % 10 != 0) {
+            x0 = std::uniform_int_distribution<std::int32_t>(-30, 280)(random);
+            coverage.resize(std::uniform_int_distribution<std::size_t>(1, 220)(random));
+            for (std::size_t i = 0; i < coverage.size();) {
+                const int kind = pick(random);
+                const std::size_t n =
+                    std::min<std::size_t>(coverage.size() - i, 1 + pick(random) * 9);
+                for (std::size_t k = 0; k < n; ++k, ++i) {
+                    coverage[i] = kind == 0   ? 0.0f
+                                  : kind <= 2 ? 1.0f
+                                  : kind == 3 ? 0.5f
+                                              : anyCoverage(random);
+                }
+            }
+        }
+        const auto count = static_cast<std::int32_t>(coverage.size());
+        const IExtent<2> p =
+            plain.applicator->paintRow(*plain.document, x0, y, 0, count, coverage.data());
+        const IExtent<2> f =
+            solid.applicator->paintRow(*solid.document, x0, y, 0, count, coverage.data());
+        ASSERT_EQ(p, f) << "pass " << pass;
+    }
+    int painted = 0;
+    for (std::int32_t y = 0; y < 100; ++y) {
+        for (std::int32_t x = 0; x < 300; ++x) {
+            ASSERT_EQ(plain.document->rgbAt(x, y), solid.document->rgbAt(x, y)) << x << ", " << y;
+            const auto sp = plain.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
+            const auto sf = solid.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
+            ASSERT_EQ(sp, sf) << x << ", " << y;
+            painted += sp != 0 ? 1 : 0;
+        }
+    }
+    EXPECT_GT(painted, 2000);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Blends, SolidPaint,
+    testing::Values(std::make_tuple(1.0f, 0u, false), std::make_tuple(1.0f, 0u, true),
+                    std::make_tuple(0.6f, 0u, true), std::make_tuple(0.5f, 1u, false),
+                    std::make_tuple(0.5f, 1u, true), std::make_tuple(1.0f, 1u, false),
+                    std::make_tuple(0.7f, 3u, true)),
+    [](const testing::TestParamInfo<std::tuple<float, std::uint32_t, bool>>& info) {
+        const float opacity = std::get<0>(info.param);
+        const std::uint32_t mode = std::get<1>(info.param);
+        const bool locks = std::get<2>(info.param);
+        return std::string(mode == 0   ? "Normal"
+                           : mode == 1 ? "Multiply"
+                                       : "Screen") +
+               std::to_string(static_cast<int>(opacity * 100)) + (locks ? "Locked" : "Free");
+    });
+
 TEST(PaintRowTiles, AStrokeRowByRowCopiesEachSharedTileOnce) {
     auto document = test::makeTestDocument(300, 100);
     // Colour in every tile, then closed into an undo level that shares the tiles.
