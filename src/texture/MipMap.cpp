@@ -60,6 +60,25 @@ inline double floorOf(double f) {
     return d > f ? d - 1 : d;
 }
 
+/// Zeroes what lies outside the first w x h pixels of a level: the padding of an untiled
+/// level, which is allocated without clearing because the image part is written in full.
+void clearOutside(Raster& r, std::int32_t w, std::int32_t h) {
+    if (w >= r.width && h >= r.height) {
+        return;
+    }
+    const std::size_t stride = static_cast<std::size_t>(r.width);
+    for (std::int32_t y = 0; y < r.height; ++y) {
+        const std::size_t from = static_cast<std::size_t>(y) * stride + (y < h ? w : 0);
+        const std::size_t end = (static_cast<std::size_t>(y) + 1) * stride;
+        if (r.rgb) {
+            std::fill(r.rgb + from * 3, r.rgb + end * 3, std::uint8_t{0});
+        }
+        if (r.alpha) {
+            std::fill(r.alpha + from, r.alpha + end, 0.0f);
+        }
+    }
+}
+
 /// The cells one axis of a bilinear read takes, with their weights.
 struct AxisCells {
     std::int64_t cell[2];
@@ -173,7 +192,10 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
 
     // Level 0: the image, repeated to fill the padded size when tiled.
     // A tiled level 0 is written in full; an untiled one keeps its padding empty.
-    auto base = TQL::makeHandle<Raster>(P, Q, hasColour, hasAlpha, !tiled);
+    auto base = TQL::makeHandle<Raster>(P, Q, hasColour, hasAlpha, false);
+    if (!tiled) {
+        clearOutside(*base, w, h);
+    }
     const std::int32_t rows = tiled ? Q : h;
     const std::int32_t columns = tiled ? P : w;
     for (std::int32_t y = 0; y < rows; ++y) {
@@ -204,9 +226,11 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
     for (int l = 1; l < levels; ++l) {
         const std::int32_t pw = std::max(1, P >> l);
         const std::int32_t ph = std::max(1, Q >> l);
-        paddedLevels.push_back(TQL::makeHandle<Raster>(pw, ph, hasColour, hasAlpha, !tiled));
-        reduce(l, ceilShift(w, l - 1), ceilShift(h, l - 1), tiled ? pw : ceilShift(w, l),
-               tiled ? ph : ceilShift(h, l), progress, total, done);
+        paddedLevels.push_back(TQL::makeHandle<Raster>(pw, ph, hasColour, hasAlpha, false));
+        const std::int32_t toW = tiled ? pw : ceilShift(w, l);
+        const std::int32_t toH = tiled ? ph : ceilShift(h, l);
+        clearOutside(*paddedLevels.back(), toW, toH);
+        reduce(l, ceilShift(w, l - 1), ceilShift(h, l - 1), toW, toH, progress, total, done);
     }
 
     exactLevels.reserve(static_cast<std::size_t>(levels));
