@@ -9,7 +9,9 @@
 #include <cstring>
 #include <new>
 
-#if defined(__SSE2__)
+// The SSE2 paths and the plain ones give the same results; QUORVALE_PLAIN_TEXTURE builds the
+// plain ones on x86 too, so that they can be run against the tests there.
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
 #include <emmintrin.h>
 #endif
 #if defined(__linux__)
@@ -132,7 +134,7 @@ inline bool axisCells(double at, double c, int level, std::int32_t size, std::in
 
 /// textureByte without its branches on the common path: the same byte for every value.
 inline std::uint8_t roundByte(double v) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
     // min keeps a NaN (it returns its second operand then), which converts to INT_MIN.
     std::int32_t r = _mm_cvtsd_si32(_mm_set_sd(std::min(v, 255.0)));
     r = r < 0 ? 0 : r;
@@ -343,7 +345,7 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
         if (!weighted) {
             std::uint16_t* out = acrossInt.data() + static_cast<std::size_t>(slot) * n * 4;
             for (std::size_t X = 0; X < n; ++X, src += 4, out += 4) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
                 const __m128i zero = _mm_setzero_si128();
                 __m128i sum = zero;
                 for (int k = 0; k < 4; ++k) {
@@ -368,7 +370,7 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
         }
         float* out = acrossFloat.data() + static_cast<std::size_t>(slot) * n * 4;
         for (std::size_t X = 0; X < n; ++X, src += 4, out += 4) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
             const __m128i zero = _mm_setzero_si128();
             __m128 sum = _mm_setzero_ps();
             for (int k = 0; k < 4; ++k) {
@@ -426,7 +428,7 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
                 r[k] = acrossInt.data() + static_cast<std::size_t>(slots[k]) * n * 4;
             }
             std::size_t X = 0;
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
             for (; X + 2 <= n; X += 2) {
                 __m128i sum = _mm_setzero_si128();
                 for (int k = 0; k < 4; ++k) {
@@ -466,7 +468,7 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
             }
             float* outA = raster.alpha + outRow;
             for (std::size_t X = 0; X < n; ++X) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
                 __m128 sum = _mm_setzero_ps();
                 for (int k = 0; k < 4; ++k) {
                     sum = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(static_cast<float>(tapWeight[k]) *
@@ -580,7 +582,7 @@ namespace {
 
 /// A level's sums, (coverage, b) and (g, r): colour times coverage and coverage, along y
 /// first and then along x, in the order and precision of a plain double loop.
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
 struct Sums {
     __m128d ab;
     __m128d gr;
@@ -592,7 +594,7 @@ struct Sums {
 #endif
 
 template <class Taps> Sums levelSumsOf(const Taps& taps) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
     const __m128i zero = _mm_setzero_si128();
     Sums s{_mm_setzero_pd(), _mm_setzero_pd()};
     for (int i = 0; i < 2; ++i) {
@@ -636,7 +638,7 @@ template <class Taps> Sums levelSumsOf(const Taps& taps) {
 
 /// The four sums as doubles: coverage, b, g, r.
 void unpackSums(const Sums& s, double (&v)[4]) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
     _mm_storeu_pd(v, s.ab);
     _mm_storeu_pd(v + 2, s.gr);
 #else
@@ -700,7 +702,7 @@ void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float
             const int i = start + k;
             const SamplePlan& plan = plans[which][k];
             double s[4];
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
             Sums sums = levelSumsOf(plan.taps[0]);
             if (plan.two) {
                 const Sums upper = levelSumsOf(plan.taps[1]);
