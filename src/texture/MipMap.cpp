@@ -5,7 +5,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <new>
+
+// The SSE2 paths and the plain ones give the same results; QUORVALE_PLAIN_TEXTURE builds the
+// plain ones on x86 too, so that they can be run against the tests there.
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#include <emmintrin.h>
+#endif
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 namespace tex {
 
@@ -41,7 +52,117 @@ void tapSources(std::int32_t n, std::int32_t size, std::int32_t exact, bool wrap
     }
 }
 
+/// floor, without a library call on processors that lack a rounding instruction. The same
+/// value for every input: beyond 2^52 (and for infinities and NaN) a double is its own floor.
+inline double floorOf(double f) {
+    if (!(std::fabs(f) < 4503599627370496.0)) {
+        return f;
+    }
+    const double d = static_cast<double>(static_cast<std::int64_t>(f));
+    return d > f ? d - 1 : d;
+}
+
+/// Zeroes what lies outside the first w x h pixels of a level: the padding of an untiled
+/// level, which is allocated without clearing because the image part is written in full.
+void clearOutside(Raster& r, std::int32_t w, std::int32_t h) {
+    if (w >= r.width && h >= r.height) {
+        return;
+    }
+    const std::size_t stride = static_cast<std::size_t>(r.width);
+    for (std::int32_t y = 0; y < r.height; ++y) {
+        const std::size_t from = static_cast<std::size_t>(y) * stride + (y < h ? w : 0);
+        const std::size_t end = (static_cast<std::size_t>(y) + 1) * stride;
+        if (r.rgb) {
+            std::fill(r.rgb + from * 3, r.rgb + end * 3, std::uint8_t{0});
+        }
+        if (r.alpha) {
+            std::fill(r.alpha + from, r.alpha + end, 0.0f);
+        }
+    }
+}
+
+/// The cells one axis of a bilinear read takes, with their weights.
+struct AxisCells {
+    std::int64_t cell[2];
+    double weight[2];
+    bool inside[2];
+};
+
+/// The two cells around `at` (in level 0 pixels) on one axis of level `level`, whose cell is
+/// `c` pixels of level 0. A cell of a non-wrapping axis is inside when it lies in the image;
+/// the last cell of a side that isn't a multiple of `c` counts by the part it covers. With
+/// `clampEdge` a cell beyond the edge reads the edge. False when neither cell is inside:
+/// then the weights are 0.
+inline bool axisCells(double at, double c, int level, std::int32_t size, std::int32_t paddedSize,
+                      bool wraps, bool clampEdge, AxisCells& a) {
+    // Cell corners: the point relative to the centres of the level's pixels. c is a power
+    // of two, so the product by its inverse is the quotient.
+    const double f = (at - c / 2) * (1 / c);
+    const double fl = floorOf(f);
+    const double t = f - fl;
+    const std::int64_t first = static_cast<std::int64_t>(std::clamp(fl, -4.0e15, 4.0e15));
+    a.cell[0] = first;
+    a.cell[1] = first + 1;
+    a.weight[0] = 1 - t;
+    a.weight[1] = t;
+    if (wraps) {
+        a.cell[0] &= paddedSize - 1;
+        a.cell[1] &= paddedSize - 1;
+        a.inside[0] = a.inside[1] = true;
+        return true;
+    }
+    const std::int64_t exact = (std::int64_t{size} + static_cast<std::int64_t>(c) - 1) >> level;
+    for (int k = 0; k < 2; ++k) {
+        a.inside[k] = a.cell[k] >= 0 && a.cell[k] < exact;
+        if (a.inside[k] && a.cell[k] == exact - 1) {
+            const double remaining = size - static_cast<double>(a.cell[k]) * c;
+            if (remaining < c) {
+                a.weight[k] *= remaining / c;
+            }
+        }
+        if (clampEdge && !a.inside[k]) {
+            a.cell[k] = std::clamp<std::int64_t>(a.cell[k], 0, exact - 1);
+            a.inside[k] = true;
+        }
+    }
+    if (!a.inside[0] && !a.inside[1]) {
+        a.weight[0] = a.weight[1] = 0;
+        return false;
+    }
+    return true;
+}
+
+/// textureByte without its branches on the common path: the same byte for every value.
+inline std::uint8_t roundByte(double v) {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    // min keeps a NaN (it returns its second operand then), which converts to INT_MIN.
+    std::int32_t r = _mm_cvtsd_si32(_mm_set_sd(std::min(v, 255.0)));
+    r = r < 0 ? 0 : r;
+    r = v >= 254.5 ? 255 : r;
+    return static_cast<std::uint8_t>(r);
+#else
+    return textureByte(v);
+#endif
+}
+
+/// The first four bytes of a texel (1, b, g, r) as one word.
+template <class Texel> int leadingBytes(const Texel* t) {
+    int word = 0;
+    std::memcpy(&word, t, sizeof word);
+    return word;
+}
+
+/// Texel stores above this size are aligned for, and asked to get, huge pages: random reads
+/// over a large level otherwise pay a page walk for most texels.
+constexpr std::size_t hugePage = std::size_t{1} << 21;
+
 } // namespace
+
+const MipMap::Texel MipMap::m_emptyTexel{1, {0, 0, 0}, 0.0f};
+
+void MipMap::TexelStoreFree::operator()(Texel* p) const {
+    std::free(p);
+}
 
 Raster::Raster(std::int32_t w, std::int32_t h, bool withColour, bool withAlpha, bool zeroed)
     : width(w), height(h), hasColour(withColour), hasAlpha(withAlpha) {
@@ -73,7 +194,10 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
 
     // Level 0: the image, repeated to fill the padded size when tiled.
     // A tiled level 0 is written in full; an untiled one keeps its padding empty.
-    auto base = TQL::makeHandle<Raster>(P, Q, hasColour, hasAlpha, !tiled);
+    auto base = TQL::makeHandle<Raster>(P, Q, hasColour, hasAlpha, false);
+    if (!tiled) {
+        clearOutside(*base, w, h);
+    }
     const std::int32_t rows = tiled ? Q : h;
     const std::int32_t columns = tiled ? P : w;
     for (std::int32_t y = 0; y < rows; ++y) {
@@ -95,18 +219,20 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
     }
     paddedLevels.reserve(static_cast<std::size_t>(levels));
     paddedLevels.push_back(base);
+    allocateTexels();
+    fillBaseTexels();
 
     const std::uint64_t pixels = static_cast<std::uint64_t>(P) * static_cast<std::uint64_t>(Q) / 3;
     const unsigned total = static_cast<unsigned>(std::min<std::uint64_t>(pixels, 0xFFFFFFFFu)) + 1;
     unsigned done = 0;
     for (int l = 1; l < levels; ++l) {
-        const Raster& from = *paddedLevels.back();
         const std::int32_t pw = std::max(1, P >> l);
         const std::int32_t ph = std::max(1, Q >> l);
-        auto next = TQL::makeHandle<Raster>(pw, ph, hasColour, hasAlpha, !tiled);
-        reduce(from, ceilShift(w, l - 1), ceilShift(h, l - 1), *next, tiled ? pw : ceilShift(w, l),
-               tiled ? ph : ceilShift(h, l), progress, total, done);
-        paddedLevels.push_back(next);
+        paddedLevels.push_back(TQL::makeHandle<Raster>(pw, ph, hasColour, hasAlpha, false));
+        const std::int32_t toW = tiled ? pw : ceilShift(w, l);
+        const std::int32_t toH = tiled ? ph : ceilShift(h, l);
+        clearOutside(*paddedLevels.back(), toW, toH);
+        reduce(l, ceilShift(w, l - 1), ceilShift(h, l - 1), toW, toH, progress, total, done);
     }
 
     exactLevels.reserve(static_cast<std::size_t>(levels));
@@ -136,72 +262,144 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
     }
 }
 
-void MipMap::reduce(const Raster& from, std::int32_t fromExactW, std::int32_t fromExactH,
-                    Raster& to, std::int32_t toW, std::int32_t toH, Reporter* progress,
-                    unsigned total, unsigned& done) {
-    // Separable: each needed source row is filtered across into `across` (a ring of four
-    // rows keyed by source row), then four of those are filtered down.
+void MipMap::allocateTexels() {
+    const std::int32_t P = paddedLevels[0]->width;
+    const std::int32_t Q = paddedLevels[0]->height;
+    std::size_t count = 0;
+    texelLevels_.resize(static_cast<std::size_t>(levels));
+    for (int l = 0; l < levels; ++l) {
+        TexelLevel& t = texelLevels_[static_cast<std::size_t>(l)];
+        t.width = std::max(1, P >> l);
+        t.height = std::max(1, Q >> l);
+        // Each level starts on a cache line, so a texel pair never needs a third line.
+        count += (static_cast<std::size_t>(t.width) * static_cast<std::size_t>(t.height) + 7) &
+                 ~std::size_t{7};
+    }
+    std::size_t bytes = count * sizeof(Texel);
+    std::size_t alignment = 64;
+    if (bytes >= 2 * hugePage) {
+        alignment = hugePage;
+        bytes = (bytes + hugePage - 1) & ~(hugePage - 1);
+    }
+    void* store = std::aligned_alloc(alignment, bytes);
+    if (!store) {
+        throw std::bad_alloc();
+    }
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (alignment == hugePage) {
+        // Only advice: without huge pages the store works the same, a little slower.
+        madvise(store, bytes, MADV_HUGEPAGE);
+    }
+#endif
+    texelStore_.reset(static_cast<Texel*>(store));
+    Texel* at = texelStore_.get();
+    for (TexelLevel& t : texelLevels_) {
+        t.texels = at;
+        at += (static_cast<std::size_t>(t.width) * static_cast<std::size_t>(t.height) + 7) &
+              ~std::size_t{7};
+    }
+}
+
+void MipMap::fillBaseTexels() {
+    const Raster& base = *paddedLevels[0];
+    Texel* out = texelLevels_[0].texels;
+    const std::size_t n = static_cast<std::size_t>(base.width) * base.height;
+    for (std::size_t i = 0; i < n; ++i) {
+        Texel t{1, {0, 0, 0}, base.alpha ? base.alpha[i] : 1.0f};
+        if (base.rgb) {
+            std::memcpy(t.bgr, base.rgb + i * 3, 3);
+        }
+        out[i] = t;
+    }
+}
+
+void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH, std::int32_t toW,
+                    std::int32_t toH, Reporter* progress, unsigned total, unsigned& done) {
+    const TexelLevel& from = texelLevels_[static_cast<std::size_t>(level - 1)];
+    const TexelLevel& to = texelLevels_[static_cast<std::size_t>(level)];
+    Raster& raster = *paddedLevels[static_cast<std::size_t>(level)];
+    // Separable: each needed source row is filtered across into a ring of four rows keyed by
+    // source row, then four of those are filtered down. A skipped tap reads the empty texel
+    // (coverage 0, so it adds nothing), a skipped row a row of zeros.
     const std::size_t n = static_cast<std::size_t>(toW);
+    std::vector<const Texel*> columnTaps(n * 4);
     std::vector<std::int32_t> column(n * 4);
     for (std::int32_t X = 0; X < toW; ++X) {
         std::int32_t s[4];
         tapSources(X, from.width, fromExactW, tiled, s);
         std::copy(s, s + 4, column.begin() + static_cast<std::ptrdiff_t>(X) * 4);
     }
-    // Colour without alpha: integer sums, 16 a tap per axis, so the total weight is 256.
-    // With alpha: sums of weight x alpha and weight x alpha x colour, as reals.
-    std::vector<std::int32_t> acrossRgb(hasColour && !hasAlpha ? n * 3 * 4 : 0);
-    std::vector<float> acrossA(hasAlpha ? n * 4 : 0);
-    std::vector<float> acrossC(hasAlpha && hasColour ? n * 3 * 4 : 0);
+    // Without alpha: integer sums per channel, 16 a tap per axis, so the total weight is
+    // 256 (at most 255 x 256, which fits 16 bits). With alpha: float sums of weight x alpha
+    // and weight x alpha x colour, in the lanes (coverage, b, g, r).
+    const bool weighted = hasAlpha;
+    std::vector<std::uint16_t> acrossInt(weighted ? 0 : n * 4 * 5);
+    std::vector<float> acrossFloat(weighted ? n * 4 * 5 : 0);
+    // Slot 4 stays zero: the row a skipped tap reads.
     std::int32_t key[4] = {-1, -1, -1, -1};
 
     auto filterAcross = [&](std::int32_t row, int slot) {
-        const std::size_t rowStart = static_cast<std::size_t>(row) * from.width;
+        const Texel* in = from.texels + static_cast<std::size_t>(row) * from.width;
         const std::int32_t* src = column.data();
-        if (!hasAlpha) {
-            std::int32_t* out = acrossRgb.data() + static_cast<std::size_t>(slot) * n * 3;
-            const std::uint8_t* in = from.rgb + rowStart * 3;
-            for (std::size_t X = 0; X < n; ++X, src += 4, out += 3) {
-                std::int32_t r0 = 0, r1 = 0, r2 = 0;
+        auto tap = [&](int k) { return src[k] >= 0 ? in + src[k] : &m_emptyTexel; };
+        if (!weighted) {
+            std::uint16_t* out = acrossInt.data() + static_cast<std::size_t>(slot) * n * 4;
+            for (std::size_t X = 0; X < n; ++X, src += 4, out += 4) {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+                const __m128i zero = _mm_setzero_si128();
+                __m128i sum = zero;
                 for (int k = 0; k < 4; ++k) {
-                    if (src[k] >= 0) {
-                        const std::uint8_t* p = in + static_cast<std::size_t>(src[k]) * 3;
-                        r0 += tapWeight[k] * p[0];
-                        r1 += tapWeight[k] * p[1];
-                        r2 += tapWeight[k] * p[2];
-                    }
+                    const __m128i t =
+                        _mm_unpacklo_epi8(_mm_cvtsi32_si128(leadingBytes(tap(k))), zero);
+                    sum = _mm_add_epi16(
+                        sum, _mm_mullo_epi16(t, _mm_set1_epi16(static_cast<short>(tapWeight[k]))));
                 }
-                out[0] = r0;
-                out[1] = r1;
-                out[2] = r2;
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(out), sum);
+#else
+                for (int c = 0; c < 4; ++c) {
+                    int sum = 0;
+                    for (int k = 0; k < 4; ++k) {
+                        const Texel* t = tap(k);
+                        sum += tapWeight[k] * (c == 0 ? t->one : t->bgr[c - 1]);
+                    }
+                    out[c] = static_cast<std::uint16_t>(sum);
+                }
+#endif
             }
             return;
         }
-        float* outA = acrossA.data() + static_cast<std::size_t>(slot) * n;
-        float* outC = hasColour ? acrossC.data() + static_cast<std::size_t>(slot) * n * 3 : nullptr;
-        const float* inA = from.alpha + rowStart;
-        const std::uint8_t* in = hasColour ? from.rgb + rowStart * 3 : nullptr;
-        for (std::size_t X = 0; X < n; ++X, src += 4) {
-            float a = 0, c0 = 0, c1 = 0, c2 = 0;
+        float* out = acrossFloat.data() + static_cast<std::size_t>(slot) * n * 4;
+        for (std::size_t X = 0; X < n; ++X, src += 4, out += 4) {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+            const __m128i zero = _mm_setzero_si128();
+            __m128 sum = _mm_setzero_ps();
             for (int k = 0; k < 4; ++k) {
-                if (src[k] >= 0 && inA[src[k]] > 0) {
-                    const float wa =
-                        static_cast<float>(tapWeight[k]) * (1.0f / 16.0f) * inA[src[k]];
-                    a += wa;
-                    if (in) {
-                        const std::uint8_t* p = in + static_cast<std::size_t>(src[k]) * 3;
-                        c0 += wa * p[0];
-                        c1 += wa * p[1];
-                        c2 += wa * p[2];
-                    }
+                const Texel* t = tap(k);
+                const __m128 a = _mm_load_ss(&t->alpha);
+                // A tap with no coverage (or none at all) is skipped: weight 0.
+                const __m128 wa = _mm_and_ps(
+                    _mm_mul_ss(_mm_set_ss(static_cast<float>(tapWeight[k]) * (1.0f / 16.0f)), a),
+                    _mm_cmpgt_ss(a, _mm_setzero_ps()));
+                const __m128i bytes = _mm_cvtsi32_si128(leadingBytes(t));
+                const __m128 v =
+                    _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero));
+                sum = _mm_add_ps(sum, _mm_mul_ps(_mm_shuffle_ps(wa, wa, 0), v));
+            }
+            _mm_storeu_ps(out, sum);
+#else
+            float s[4] = {0, 0, 0, 0};
+            for (int k = 0; k < 4; ++k) {
+                const Texel* t = tap(k);
+                if (t->alpha > 0) {
+                    const float wa = static_cast<float>(tapWeight[k]) * (1.0f / 16.0f) * t->alpha;
+                    s[0] += wa;
+                    s[1] += wa * t->bgr[0];
+                    s[2] += wa * t->bgr[1];
+                    s[3] += wa * t->bgr[2];
                 }
             }
-            outA[X] = a;
-            if (outC) {
-                outC[X * 3] = c0;
-                outC[X * 3 + 1] = c1;
-                outC[X * 3 + 2] = c2;
-            }
+            std::copy(s, s + 4, out);
+#endif
         }
     };
 
@@ -210,7 +408,7 @@ void MipMap::reduce(const Raster& from, std::int32_t fromExactW, std::int32_t fr
         tapSources(Y, from.height, fromExactH, tiled, rowsIn);
         int slots[4];
         for (int k = 0; k < 4; ++k) {
-            slots[k] = -1;
+            slots[k] = 4;
             if (rowsIn[k] < 0) {
                 continue;
             }
@@ -222,152 +420,244 @@ void MipMap::reduce(const Raster& from, std::int32_t fromExactW, std::int32_t fr
             slots[k] = slot;
         }
         const std::size_t outRow = static_cast<std::size_t>(Y) * to.width;
-        if (!hasAlpha) {
-            if (!hasColour) {
-                continue;
+        Texel* texels = to.texels + outRow;
+        std::uint8_t* rgb = raster.rgb ? raster.rgb + outRow * 3 : nullptr;
+        if (!weighted) {
+            const std::uint16_t* r[4];
+            for (int k = 0; k < 4; ++k) {
+                r[k] = acrossInt.data() + static_cast<std::size_t>(slots[k]) * n * 4;
             }
-            std::uint8_t* out = to.rgb + outRow * 3;
-            for (std::size_t i = 0; i < n * 3; ++i) {
-                std::int32_t sum = 0;
+            std::size_t X = 0;
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+            for (; X + 2 <= n; X += 2) {
+                __m128i sum = _mm_setzero_si128();
                 for (int k = 0; k < 4; ++k) {
-                    if (slots[k] >= 0) {
-                        sum += tapWeight[k] *
-                               acrossRgb[static_cast<std::size_t>(slots[k]) * n * 3 + i];
-                    }
+                    const __m128i v =
+                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(r[k] + X * 4));
+                    sum = _mm_add_epi16(
+                        sum, _mm_mullo_epi16(v, _mm_set1_epi16(static_cast<short>(tapWeight[k]))));
                 }
-                out[i] = static_cast<std::uint8_t>(sum >> 8);
+                const __m128i bytes = _mm_packus_epi16(_mm_srli_epi16(sum, 8), sum);
+                std::uint8_t b[8];
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(b), bytes);
+                for (int p = 0; p < 2; ++p) {
+                    texels[X + p] = Texel{1, {b[p * 4 + 1], b[p * 4 + 2], b[p * 4 + 3]}, 1.0f};
+                }
+            }
+#endif
+            for (; X < n; ++X) {
+                Texel t{1, {0, 0, 0}, 1.0f};
+                for (int c = 0; c < 3; ++c) {
+                    unsigned sum = 0;
+                    for (int k = 0; k < 4; ++k) {
+                        sum += static_cast<unsigned>(tapWeight[k]) * r[k][X * 4 + 1 + c];
+                    }
+                    t.bgr[c] = static_cast<std::uint8_t>(sum >> 8);
+                }
+                texels[X] = t;
+            }
+            if (rgb) {
+                for (std::size_t i = 0; i < n; ++i) {
+                    std::memcpy(rgb + i * 3, texels[i].bgr, 3);
+                }
             }
         } else {
-            float* outA = to.alpha + outRow;
-            std::uint8_t* out = hasColour ? to.rgb + outRow * 3 : nullptr;
+            const float* r[4];
+            for (int k = 0; k < 4; ++k) {
+                r[k] = acrossFloat.data() + static_cast<std::size_t>(slots[k]) * n * 4;
+            }
+            float* outA = raster.alpha + outRow;
             for (std::size_t X = 0; X < n; ++X) {
-                float a = 0, c0 = 0, c1 = 0, c2 = 0;
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+                __m128 sum = _mm_setzero_ps();
                 for (int k = 0; k < 4; ++k) {
-                    if (slots[k] < 0) {
-                        continue;
-                    }
+                    sum = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(static_cast<float>(tapWeight[k]) *
+                                                                 (1.0f / 16.0f)),
+                                                     _mm_loadu_ps(r[k] + X * 4)));
+                }
+                const float a = _mm_cvtss_f32(sum);
+                const float inv = a > 0 ? 1.0f / a : 0.0f;
+                // The colour's bytes as textureByte gives them: nearest (the default rounding
+                // mode, ties to even), 255 from 254.5 up, 0 for what is not above 0 (the
+                // conversion of a NaN gives INT_MIN, which the packs saturate to 0).
+                const __m128 c = _mm_mul_ps(sum, _mm_set1_ps(inv));
+                __m128i bytes = _mm_cvtps_epi32(_mm_min_ps(_mm_set1_ps(255.0f), c));
+                const __m128i top = _mm_castps_si128(_mm_cmpge_ps(c, _mm_set1_ps(254.5f)));
+                bytes = _mm_or_si128(_mm_andnot_si128(top, bytes),
+                                     _mm_and_si128(top, _mm_set1_epi32(255)));
+                bytes = _mm_packus_epi16(_mm_packs_epi32(bytes, bytes), bytes);
+                const std::uint32_t packed = static_cast<std::uint32_t>(_mm_cvtsi128_si32(bytes));
+                Texel t{1,
+                        {static_cast<std::uint8_t>(packed >> 8),
+                         static_cast<std::uint8_t>(packed >> 16),
+                         static_cast<std::uint8_t>(packed >> 24)},
+                        a};
+#else
+                float s[4] = {0, 0, 0, 0};
+                for (int k = 0; k < 4; ++k) {
                     const float w = static_cast<float>(tapWeight[k]) * (1.0f / 16.0f);
-                    const std::size_t at = static_cast<std::size_t>(slots[k]) * n + X;
-                    a += w * acrossA[at];
-                    if (out) {
-                        c0 += w * acrossC[at * 3];
-                        c1 += w * acrossC[at * 3 + 1];
-                        c2 += w * acrossC[at * 3 + 2];
+                    for (int c = 0; c < 4; ++c) {
+                        s[c] += w * r[k][X * 4 + c];
                     }
                 }
+                const float a = s[0];
+                const float inv = a > 0 ? 1.0f / a : 0.0f;
+                Texel t{1,
+                        {textureByte(s[1] * inv), textureByte(s[2] * inv), textureByte(s[3] * inv)},
+                        a};
+#endif
+                if (!hasColour) {
+                    t.bgr[0] = t.bgr[1] = t.bgr[2] = 0;
+                }
+                texels[X] = t;
                 outA[X] = a;
-                if (out) {
-                    const float inv = a > 0 ? 1.0f / a : 0.0f;
-                    out[X * 3] = textureByte(c0 * inv);
-                    out[X * 3 + 1] = textureByte(c1 * inv);
-                    out[X * 3 + 2] = textureByte(c2 * inv);
+                if (rgb) {
+                    std::memcpy(rgb + X * 3, t.bgr, 3);
                 }
             }
         }
+        // The padding of an untiled level holds empty texels.
+        std::fill(texels + n, texels + to.width, m_emptyTexel);
         done += static_cast<unsigned>(toW);
         if (progress && (Y & 63) == 63 && progress->report(total, std::min(done, total), 0.0)) {
             throw Reporter::Abandoned();
         }
     }
+    std::fill(to.texels + static_cast<std::size_t>(toH) * to.width,
+              to.texels + static_cast<std::size_t>(to.height) * to.width, m_emptyTexel);
 }
 
-void MipMap::levelSums(int level, double x, double y, bool clampEdge, double (&colour)[3],
-                       double& alpha) const {
-    colour[0] = colour[1] = colour[2] = 0;
-    alpha = 0;
-    const Raster& padded = *paddedLevels[static_cast<std::size_t>(level)];
-    const double c = std::ldexp(1.0, level);
+inline void MipMap::levelTaps(int level, double x, double y, bool clampEdge,
+                              LevelTaps& taps) const {
+    const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
+    const double c = static_cast<double>(std::int64_t{1} << level);
     if (tiled) {
         x -= offsetX;
         y -= offsetY;
     }
-    // Cell corners: the point relative to the centres of the level's pixels.
-    const double fx = (x - c / 2) / c;
-    const double fy = (y - c / 2) / c;
-    const double flx = std::floor(fx);
-    const double fly = std::floor(fy);
-    const double tx = fx - flx;
-    const double ty = fy - fly;
-
-    struct Axis {
-        std::int64_t cell[2];
-        double weight[2];
-        bool inside[2];
-    };
-    auto makeAxis = [&](double floorValue, double t, std::int32_t size, std::int32_t paddedSize,
-                        bool wraps, Axis& a) -> bool {
-        const std::int64_t first =
-            static_cast<std::int64_t>(std::clamp(floorValue, -4.0e15, 4.0e15));
-        a.cell[0] = first;
-        a.cell[1] = first + 1;
-        a.weight[0] = 1 - t;
-        a.weight[1] = t;
-        if (wraps) {
-            a.cell[0] &= paddedSize - 1;
-            a.cell[1] &= paddedSize - 1;
-            a.inside[0] = a.inside[1] = true;
-            return true;
-        }
-        const std::int64_t exact = (std::int64_t{size} + static_cast<std::int64_t>(c) - 1) >> level;
-        for (int k = 0; k < 2; ++k) {
-            a.inside[k] = a.cell[k] >= 0 && a.cell[k] < exact;
-            // The last cell of a side that isn't a multiple of the cell size is partial.
-            if (a.inside[k] && a.cell[k] == exact - 1) {
-                const double remaining = size - static_cast<double>(a.cell[k]) * c;
-                if (remaining < c) {
-                    a.weight[k] *= remaining / c;
-                }
-            }
-        }
-        if (clampEdge) {
-            // The edge pixels extend without end: a cell beyond the edge reads the edge.
-            for (int k = 0; k < 2; ++k) {
-                if (!a.inside[k]) {
-                    a.cell[k] = std::clamp<std::int64_t>(a.cell[k], 0, exact - 1);
-                    a.inside[k] = true;
-                }
-            }
-        }
-        return a.inside[0] || a.inside[1];
-    };
-    Axis ax;
-    Axis ay;
-    if (!makeAxis(flx, tx, width, padded.width, tiled && wrapX, ax) ||
-        !makeAxis(fly, ty, height, padded.height, tiled && wrapY, ay)) {
-        return;
-    }
-    // Along y first, then along x, colour weighted by coverage.
+    AxisCells ax;
+    AxisCells ay;
+    axisCells(x, c, level, width, t.width, tiled && wrapX, clampEdge, ax);
+    axisCells(y, c, level, height, t.height, tiled && wrapY, clampEdge, ay);
     for (int i = 0; i < 2; ++i) {
-        if (!ax.inside[i]) {
-            continue;
-        }
-        double a = 0, c0 = 0, c1 = 0, c2 = 0;
+        taps.wx[i] = ax.weight[i];
+        taps.wy[i] = ay.weight[i];
         for (int j = 0; j < 2; ++j) {
-            if (!ay.inside[j]) {
-                continue;
-            }
-            const std::size_t at = static_cast<std::size_t>(ay.cell[j]) * padded.width +
-                                   static_cast<std::size_t>(ax.cell[i]);
-            const double wa =
-                ay.weight[j] * (hasAlpha ? static_cast<double>(padded.alpha[at]) : 1.0);
-            a += wa;
-            if (hasColour) {
-                const std::uint8_t* p = padded.rgb + at * 3;
-                c0 += wa * p[0];
-                c1 += wa * p[1];
-                c2 += wa * p[2];
-            }
+            // A cell outside the image reads the empty texel: coverage 0, so it adds nothing.
+            const bool inside = ax.inside[i] && ay.inside[j];
+            const std::size_t at =
+                inside ? static_cast<std::size_t>(ay.cell[j] * t.width + ax.cell[i]) : 0;
+            taps.texel[i * 2 + j] = inside ? t.texels + at : &m_emptyTexel;
         }
-        alpha += ax.weight[i] * a;
-        colour[0] += ax.weight[i] * c0;
-        colour[1] += ax.weight[i] * c1;
-        colour[2] += ax.weight[i] * c2;
     }
 }
 
+inline void MipMap::planSample(double x, double y, float footprint, bool clampEdge,
+                               SamplePlan& plan, FootprintLog& log) const {
+    plan.two = false;
+    plan.t = 0;
+    int first = 0;
+    if (footprint > 1) {
+        // Neighbouring samples mostly share their footprint: its logarithm is kept.
+        if (footprint != log.footprint) {
+            log.footprint = footprint;
+            log.value = std::log2(static_cast<double>(footprint));
+        }
+        const double L = log.value;
+        if (L >= levels - 1) {
+            first = levels - 1;
+        } else {
+            first = std::clamp(static_cast<int>(std::floor(L)), 0, levels - 2);
+            plan.t = L - first;
+            plan.two = true;
+        }
+    }
+    levelTaps(first, x, y, clampEdge, plan.taps[0]);
+    if (plan.two) {
+        levelTaps(first + 1, x, y, clampEdge, plan.taps[1]);
+    }
+}
+
+namespace {
+
+/// A level's sums, (coverage, b) and (g, r): colour times coverage and coverage, along y
+/// first and then along x, in the order and precision of a plain double loop.
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+struct Sums {
+    __m128d ab;
+    __m128d gr;
+};
+#else
+struct Sums {
+    double v[4];
+};
+#endif
+
+template <class Taps> Sums levelSumsOf(const Taps& taps) {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    const __m128i zero = _mm_setzero_si128();
+    Sums s{_mm_setzero_pd(), _mm_setzero_pd()};
+    for (int i = 0; i < 2; ++i) {
+        __m128d ab = _mm_setzero_pd();
+        __m128d gr = _mm_setzero_pd();
+        for (int j = 0; j < 2; ++j) {
+            const auto* t = taps.texel[i * 2 + j];
+            const __m128i raw = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(t));
+            const __m128i lanes = _mm_unpacklo_epi16(_mm_unpacklo_epi8(raw, zero), zero);
+            const __m128d a =
+                _mm_cvtss_sd(_mm_setzero_pd(), _mm_castsi128_ps(_mm_srli_si128(raw, 4)));
+            __m128d wa = _mm_mul_sd(_mm_set_sd(taps.wy[j]), a);
+            wa = _mm_unpacklo_pd(wa, wa);
+            ab = _mm_add_pd(ab, _mm_mul_pd(wa, _mm_cvtepi32_pd(lanes)));
+            gr = _mm_add_pd(gr, _mm_mul_pd(wa, _mm_cvtepi32_pd(_mm_srli_si128(lanes, 8))));
+        }
+        const __m128d wx = _mm_set1_pd(taps.wx[i]);
+        s.ab = _mm_add_pd(s.ab, _mm_mul_pd(wx, ab));
+        s.gr = _mm_add_pd(s.gr, _mm_mul_pd(wx, gr));
+    }
+    return s;
+#else
+    Sums s{{0, 0, 0, 0}};
+    for (int i = 0; i < 2; ++i) {
+        double c[4] = {0, 0, 0, 0};
+        for (int j = 0; j < 2; ++j) {
+            const auto* t = taps.texel[i * 2 + j];
+            const double wa = taps.wy[j] * static_cast<double>(t->alpha);
+            c[0] += wa * t->one;
+            for (int k = 0; k < 3; ++k) {
+                c[k + 1] += wa * t->bgr[k];
+            }
+        }
+        for (int k = 0; k < 4; ++k) {
+            s.v[k] += taps.wx[i] * c[k];
+        }
+    }
+    return s;
+#endif
+}
+
+/// The four sums as doubles: coverage, b, g, r.
+void unpackSums(const Sums& s, double (&v)[4]) {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    _mm_storeu_pd(v, s.ab);
+    _mm_storeu_pd(v + 2, s.gr);
+#else
+    std::copy(s.v, s.v + 4, v);
+#endif
+}
+
+} // namespace
+
 MipMap::LevelSample MipMap::sampleLevel(int level, double x, double y, bool clampEdge) const {
+    LevelTaps taps;
+    levelTaps(std::clamp(level, 0, levels - 1), x, y, clampEdge, taps);
+    double v[4];
+    unpackSums(levelSumsOf(taps), v);
     LevelSample s;
-    levelSums(std::clamp(level, 0, levels - 1), x, y, clampEdge, s.colour, s.alpha);
+    s.alpha = v[0];
+    for (int k = 0; k < 3; ++k) {
+        s.colour[k] = v[k + 1];
+    }
     if (hasAlpha) {
         const double inv = s.alpha > 0 ? 1 / s.alpha : 0;
         for (double& c : s.colour) {
@@ -377,90 +667,72 @@ MipMap::LevelSample MipMap::sampleLevel(int level, double x, double y, bool clam
     return s;
 }
 
-void MipMap::prefetchLevel(int level, double x, double y) const {
-    const Raster& padded = *paddedLevels[static_cast<std::size_t>(level)];
-    const double c = std::ldexp(1.0, level);
-    if (tiled) {
-        x -= offsetX;
-        y -= offsetY;
-    }
-    // The top-left tap of the 2 x 2 cells, wrapped or held to the level like the read.
-    auto cell = [](double at, std::int32_t size) {
-        const double f = std::floor(at);
-        if (!(f >= 0)) {
-            return std::int64_t{0};
-        }
-        return static_cast<std::int64_t>(std::min(f, static_cast<double>(size - 1)));
-    };
-    const std::int64_t cx = cell((x - c / 2) / c, padded.width);
-    const std::int64_t cy = cell((y - c / 2) / c, padded.height);
-    const std::int64_t rows[2] = {cy, std::min<std::int64_t>(cy + 1, padded.height - 1)};
-    for (const std::int64_t row : rows) {
-        const std::size_t at = static_cast<std::size_t>(row * padded.width + cx);
-        if (padded.hasAlpha) {
-            __builtin_prefetch(padded.alpha + at);
-        }
-        if (padded.hasColour) {
-            __builtin_prefetch(padded.rgb + at * 3);
-        }
-    }
-}
-
-void MipMap::prefetchSample(double x, double y, float footprint) const {
-    if (!(footprint > 1)) {
-        prefetchLevel(0, x, y);
-        return;
-    }
-    const double L = std::log2(static_cast<double>(footprint));
-    if (L >= levels - 1) {
-        prefetchLevel(levels - 1, x, y);
-        return;
-    }
-    const int l = std::clamp(static_cast<int>(std::floor(L)), 0, levels - 2);
-    prefetchLevel(l, x, y);
-    prefetchLevel(l + 1, x, y);
-}
-
 void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
                     const float* footprint, int count, bool clampEdge) const {
-    // How many samples ahead the texels are asked for: enough to cover a miss to memory
-    // with the work of the samples in between.
-    constexpr int ahead = 8;
-    for (int i = 0; i < count; ++i) {
-        if (i + ahead < count) {
-            prefetchSample(u[i + ahead], v[i + ahead], footprint[i + ahead]);
+    // Samples go in blocks: while one block is read, the next is planned (cells, weights)
+    // and its texels asked for. The requests of a whole block are issued back to back, so
+    // that the misses of random points (and their page walks, which a request waits on
+    // before it retires) overlap, instead of one sample's work at a time holding them up.
+    constexpr int block = 32;
+    SamplePlan plans[2][block];
+    FootprintLog log;
+    auto planBlock = [&](int start, SamplePlan* out) {
+        const int n = std::min(block, count - start);
+        for (int k = 0; k < n; ++k) {
+            planSample(u[start + k], v[start + k], footprint[start + k], clampEdge, out[k], log);
         }
-        double colour[3];
-        double a = 0;
-        const float fp = footprint[i];
-        if (!(fp > 1)) {
-            levelSums(0, u[i], v[i], clampEdge, colour, a);
-        } else {
-            const double L = std::log2(static_cast<double>(fp));
-            if (L >= levels - 1) {
-                levelSums(levels - 1, u[i], v[i], clampEdge, colour, a);
-            } else {
-                const int l = std::clamp(static_cast<int>(std::floor(L)), 0, levels - 2);
-                const double t = L - l;
-                double c1[3];
-                double a1 = 0;
-                levelSums(l, u[i], v[i], clampEdge, colour, a);
-                levelSums(l + 1, u[i], v[i], clampEdge, c1, a1);
-                a = (1 - t) * a + t * a1;
-                for (int k = 0; k < 3; ++k) {
-                    colour[k] = (1 - t) * colour[k] + t * c1[k];
-                }
+        for (int k = 0; k < n; ++k) {
+            // The two rows of each level; a row's second texel shares the first one's line
+            // seven times out of eight.
+            for (int l = 0; l < (out[k].two ? 2 : 1); ++l) {
+                __builtin_prefetch(out[k].taps[l].texel[0]);
+                __builtin_prefetch(out[k].taps[l].texel[1]);
             }
         }
-        if (alpha) {
-            alpha[i] = static_cast<float>(a);
+    };
+    if (count > 0) {
+        planBlock(0, plans[0]);
+    }
+    for (int start = 0, which = 0; start < count; start += block, which ^= 1) {
+        if (start + block < count) {
+            planBlock(start + block, plans[which ^ 1]);
         }
-        if (rgb) {
-            // With alpha the sums are weighted by it; without, they are the plain blend.
-            const double inv = hasAlpha ? (a > 0 ? 1 / a : 0) : 1;
-            rgb[i * 3] = textureByte(colour[0] * inv);
-            rgb[i * 3 + 1] = textureByte(colour[1] * inv);
-            rgb[i * 3 + 2] = textureByte(colour[2] * inv);
+        const int n = std::min(block, count - start);
+        for (int k = 0; k < n; ++k) {
+            const int i = start + k;
+            const SamplePlan& plan = plans[which][k];
+            double s[4];
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+            Sums sums = levelSumsOf(plan.taps[0]);
+            if (plan.two) {
+                const Sums upper = levelSumsOf(plan.taps[1]);
+                const __m128d keep = _mm_set1_pd(1 - plan.t);
+                const __m128d take = _mm_set1_pd(plan.t);
+                sums.ab = _mm_add_pd(_mm_mul_pd(keep, sums.ab), _mm_mul_pd(take, upper.ab));
+                sums.gr = _mm_add_pd(_mm_mul_pd(keep, sums.gr), _mm_mul_pd(take, upper.gr));
+            }
+            unpackSums(sums, s);
+#else
+            unpackSums(levelSumsOf(plan.taps[0]), s);
+            if (plan.two) {
+                double s1[4];
+                unpackSums(levelSumsOf(plan.taps[1]), s1);
+                for (int c = 0; c < 4; ++c) {
+                    s[c] = (1 - plan.t) * s[c] + plan.t * s1[c];
+                }
+            }
+#endif
+            const double a = s[0];
+            if (alpha) {
+                alpha[i] = static_cast<float>(a);
+            }
+            if (rgb) {
+                // With alpha the sums are weighted by it; without, they are the plain blend.
+                const double inv = hasAlpha ? (a > 0 ? 1 / a : 0) : 1;
+                rgb[i * 3] = roundByte(s[1] * inv);
+                rgb[i * 3 + 1] = roundByte(s[2] * inv);
+                rgb[i * 3 + 2] = roundByte(s[3] * inv);
+            }
         }
     }
 }

@@ -97,17 +97,57 @@ public:
     std::vector<TQL::Handle<Raster>> paddedLevels;
 
 private:
-    /// The level's sums: colour times coverage, and coverage.
-    /// Asks the memory system early for the texels a sample at (x, y) with this footprint
-    /// will read, so that a run of samples overlaps its cache misses (random points over a
-    /// large texture wait on memory, not on arithmetic). Reads nothing itself.
-    void prefetchSample(double x, double y, float footprint) const;
-    void prefetchLevel(int level, double x, double y) const;
-    void levelSums(int level, double x, double y, bool clampEdge, double (&colour)[3],
-                   double& alpha) const;
-    void reduce(const Raster& from, std::int32_t fromExactW, std::int32_t fromExactH, Raster& to,
-                std::int32_t toW, std::int32_t toH, Reporter* progress, unsigned total,
-                unsigned& done);
+    /// A level's pixel as the sampler and the reduction read it: colour and coverage side by
+    /// side in 8 bytes, so that a bilinear read of two rows touches two cache lines. The first
+    /// byte always holds 1, the weight of the coverage lane: a texel widens straight into
+    /// (1, b, g, r) and one product by the tap's weight gives coverage and colour sums at once.
+    struct Texel {
+        std::uint8_t one;
+        std::uint8_t bgr[3];
+        float alpha;
+    };
+    /// One padded level of texels (a map without alpha holds coverage 1.0).
+    struct TexelLevel {
+        std::int32_t width = 0;
+        std::int32_t height = 0;
+        Texel* texels = nullptr;
+    };
+    struct TexelStoreFree {
+        void operator()(Texel* p) const;
+    };
+    /// What a sample needs of one level: its four texels (cells outside the image read an
+    /// empty texel) and the bilinear weights, x then y.
+    struct LevelTaps {
+        const Texel* texel[4]; // (x0, y0), (x0, y1), (x1, y0), (x1, y1)
+        double wx[2];
+        double wy[2];
+    };
+    /// A sample's plan: one level, or two blended by `t`.
+    struct SamplePlan {
+        LevelTaps taps[2];
+        double t;
+        bool two;
+    };
+
+    /// The last footprint's base-2 logarithm.
+    struct FootprintLog {
+        float footprint = -1;
+        double value = 0;
+    };
+
+    void allocateTexels();
+    void fillBaseTexels();
+    void levelTaps(int level, double x, double y, bool clampEdge, LevelTaps& taps) const;
+    void planSample(double x, double y, float footprint, bool clampEdge, SamplePlan& plan,
+                    FootprintLog& log) const;
+    void reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH, std::int32_t toW,
+                std::int32_t toH, Reporter* progress, unsigned total, unsigned& done);
+
+    /// Where cells outside the image read.
+    static const Texel m_emptyTexel;
+
+    std::vector<TexelLevel> texelLevels_;
+    std::unique_ptr<Texel[], TexelStoreFree> texelStore_;
 };
 
 /// A colour channel's value to a byte: at or below 0 gives 0, at or above 254.5 gives 255,
