@@ -2,8 +2,9 @@
 
 #include "app/CBrushPage.h"
 #include "app/CGrainPage.h"
-#include "app/CTexturePage.h"
+#include "app/CPainterPage.h"
 #include "app/CPenPage.h"
+#include "app/CTexturePage.h"
 #include "app/CToolPage.h"
 #include "app/ToolboxKeys.h"
 #include "pipeline/Matte.h"
@@ -67,6 +68,7 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     toolbox.registerTool(fog_);
     toolbox.registerTool(pen_);
     toolbox.registerTool(brush_);
+    toolbox.registerTool(painter_);
     toolbox.makeCurrent(fill_);
     toolbox.makeCurrent(matte_);
     toolbox.makeCurrent(fog_);
@@ -79,6 +81,7 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
         fog_.readStyle();
         pen_.readStyle();
         brush_.readStyle();
+        painter_.readStyle();
         toolboxkeys::read(toolbox.state);
     }
     if (CToolUI* current = toolbox.tool(toolbox.state.currentApplicatorId)) {
@@ -95,11 +98,13 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     fogPage_ = new CFogPage(fog_);
     penPage_ = new CPenPage(pen_);
     brushPage_ = new CBrushPage(brush_);
+    painterPage_ = new CPainterPage(painter_);
     shapePage_ = new CShapePage(shape_, pen_);
     fillTab_ = pages_->addTab(scrolled(fillPage_), tr("Fill"));
     pages_->addTab(scrolled(mattePage_), tr("Locks"));
     pages_->addTab(scrolled(fogPage_), tr("Fog"));
     brushTab_ = pages_->addTab(scrolled(brushPage_), tr("Brush"));
+    painterTab_ = pages_->addTab(scrolled(painterPage_), tr("Painter"));
     penTab_ = pages_->addTab(scrolled(penPage_), tr("Line"));
     shapeTab_ = pages_->addTab(scrolled(shapePage_), tr("Shape"));
     pages_->addTab(scrolled(new CTexturePage), tr("Texture"));
@@ -109,7 +114,8 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     for (CToolPage* page :
          {static_cast<CToolPage*>(fillPage_), static_cast<CToolPage*>(mattePage_),
           static_cast<CToolPage*>(fogPage_), static_cast<CToolPage*>(penPage_),
-          static_cast<CToolPage*>(brushPage_), static_cast<CToolPage*>(shapePage_)}) {
+          static_cast<CToolPage*>(brushPage_), static_cast<CToolPage*>(shapePage_),
+          static_cast<CToolPage*>(painterPage_)}) {
         connect(page, &CToolPage::changed, this, &CToolWindow::commit);
     }
     refresh();
@@ -118,10 +124,12 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     fog_.build();
     pen_.build();
     brush_.build();
+    painter_.build();
 }
 
 CToolWindow::~CToolWindow() {
     Toolbox& toolbox = Toolbox::instance();
+    toolbox.unregisterTool(painter_);
     toolbox.unregisterTool(brush_);
     toolbox.unregisterTool(pen_);
     toolbox.unregisterTool(fill_);
@@ -144,6 +152,8 @@ QWidget* CToolWindow::makeToolbox() {
         {zoomToolId, "toolZoom", tr("Zoom"), tr("Click to zoom in, Shift+click to zoom out")},
         {CSetBrush::id, "toolBrush", tr("Brush"),
          tr("Drag to paint; a tablet's pressure and its eraser end are followed")},
+        {CSetPainter::id, "toolPainter", tr("Painter"),
+         tr("Drag across the image: every cell crossed gets a stroke in the colour found there")},
         {CSetFill::id, "toolFill", tr("Fill"),
          tr("Click to fill with the colour, within the locks")},
         {CSetPen::id, "toolPen", tr("Line"),
@@ -258,6 +268,8 @@ void CToolWindow::setCurrentTool(std::uint16_t toolId) {
         pages_->setCurrentIndex(pen_.isShape() ? shapeTab_ : penTab_);
     } else if (toolId == CSetBrush::id) {
         pages_->setCurrentIndex(brushTab_);
+    } else if (toolId == CSetPainter::id) {
+        pages_->setCurrentIndex(painterTab_);
     }
     commit();
     emit toolChanged(toolId);
@@ -319,6 +331,7 @@ void CToolWindow::refresh() {
     fogPage_->load();
     penPage_->load();
     brushPage_->load();
+    painterPage_->load();
     shapePage_->load();
 }
 
@@ -331,6 +344,7 @@ void CToolWindow::commit() {
         fog_.writeStyle();
         pen_.writeStyle();
         brush_.writeStyle();
+        painter_.writeStyle();
         toolboxkeys::write(Toolbox::instance().state);
     }
     fill_.build();
@@ -338,5 +352,6 @@ void CToolWindow::commit() {
     fog_.build();
     pen_.build();
     brush_.build();
+    painter_.build();
     emit settingsChanged();
 }

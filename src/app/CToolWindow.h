@@ -4,6 +4,7 @@
 #include "styles/CSetFill.h"
 #include "styles/CSetFog.h"
 #include "styles/CSetMatte.h"
+#include "styles/CSetPainter.h"
 #include "styles/CSetPen.h"
 #include "styles/CSetShape.h"
 
@@ -17,6 +18,7 @@ class CBrushPage;
 class CFillPage;
 class CFogPage;
 class CMattePage;
+class CPainterPage;
 class CPenPage;
 class CShapePage;
 class QButtonGroup;
@@ -60,6 +62,7 @@ public:
     CSetFog& fog() { return fog_; }
     CSetPen& pen() { return pen_; }
     CSetShape& shape() { return shape_; }
+    CSetPainter& painter() { return painter_; }
 
     /// The materials of the active document, offered in the locks' list.
     void setDocumentMaterials(const std::vector<std::wstring>& names);
@@ -85,6 +88,7 @@ private:
     CSetFog fog_;
     CSetPen pen_;
     CSetShape shape_{pen_};
+    CSetPainter painter_;
 
     QButtonGroup* tools_ = nullptr;
     QCheckBox* locks_[4] = {};
@@ -99,6 +103,8 @@ private:
     CPenPage* penPage_ = nullptr;
     CBrushPage* brushPage_ = nullptr;
     int brushTab_ = 0;
+    CPainterPage* painterPage_ = nullptr;
+    int painterTab_ = 0;
     CShapePage* shapePage_ = nullptr;
     /// Tab indices of the applicators' pages.
     int fillTab_ = 0;

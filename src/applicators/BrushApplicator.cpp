@@ -348,6 +348,7 @@ void BrushApplicator::start(ZmapDocument& document, StrokeView* view, const Stro
     lastOpacity_ = (dynamics & 1) ? point.pressure : 1.0f;
     pointSize_ = pressureSize(point.pressure);
     pointAngle_ = baseAngle_;
+    shrinkPixel_ = settings_.shrink && !onSurface(type) ? pixelWorldSize(document, p) : 0;
     if ((dynamics & 4) && sizedInPixels(type)) {
         mask->setLevel(point.pressure);
     }
@@ -522,6 +523,21 @@ double BrushApplicator::stepsAcrossFaces(const ZmapDocument& document, IPoint<2>
     return angle / (std::numbers::pi / 2) * view.faceSize().size();
 }
 
+double BrushApplicator::pixelWorldSize(const ZmapDocument& document, IPoint<2> p) {
+    const TQL::Handle<ViewProj>& view = document.viewProj();
+    if (!view || p.x < 0 || p.y < 0 || p.x >= document.width() || p.y >= document.height()) {
+        return 0;
+    }
+    const std::uint32_t code = document.zAt(p.x, p.y);
+    if (code >= 0xFFFFFFFEu) {
+        return 0;
+    }
+    const Point<3> a = view->worldFromPixel(p.x, p.y, code);
+    const Point<3> b = view->worldFromPixel(p.x + 1, p.y, code);
+    const double size = (b - a).length();
+    return std::isfinite(size) ? size : 0;
+}
+
 float BrushApplicator::dabOpacity(float o, IPoint<2> p) {
     if (fade != 0) {
         if (fadeStarted_) {
@@ -558,6 +574,13 @@ void BrushApplicator::makeDab(ZmapDocument& document, IPoint<2> p, float opacity
             dabSize = std::max(1.0, dabSize);
         } else {
             dabSize *= std::max(0.01, 1 + sizeSpread * (2 * r - 1) / 100.0);
+        }
+    }
+    if (shrinkPixel_ > 0) {
+        // Smaller where a pixel covers more of the world than at the start.
+        const double here = pixelWorldSize(document, p);
+        if (here > 0) {
+            dabSize = std::max(sizedInPixels(type) ? 1.0 : 0.01, dabSize * shrinkPixel_ / here);
         }
     }
     Angle dabAngle = pointAngle_;

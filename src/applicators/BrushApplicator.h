@@ -205,6 +205,8 @@ private:
     /// The point's size from pressure, before the per-dab spread.
     double pressureSize(float pressure) const;
     double random() { return random_.next(); }
+    /// The world size of a pixel at p (at its depth); 0 where p has no depth.
+    static double pixelWorldSize(const ZmapDocument& document, IPoint<2> p);
 
     BrushSettings settings_;
     MaskColours maskColours_{*this};
@@ -232,4 +234,7 @@ private:
     bool surfaceSet_ = false;
     SurfaceFrame frame_;
     Vector<3> referenceNormal_;
+    /// For a flat dab that shrinks with depth: the world size of a pixel at the stroke's
+    /// start; 0 when the dab keeps its size.
+    double shrinkPixel_ = 0;
 };

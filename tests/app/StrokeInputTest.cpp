@@ -1,5 +1,6 @@
 // Painting in the application's view: tablet strokes with pressure and the eraser end, a
-// line by mouse clicks with Escape and a double click, and the brush's outline cursor.
+// line by mouse clicks with Escape and a double click, the brush's outline cursor, and the
+// painter's and brush's pages setting the tools that paint.
 
 #include "AppTestSupport.h"
 #include "app/AppSettings.h"
@@ -9,6 +10,8 @@
 #include "app/CQuorvaleDoc.h"
 #include "app/CQuorvaleView.h"
 #include "app/CToolWindow.h"
+#include "applicators/BrushApplicator.h"
+#include "applicators/Painter.h"
 #include "applicators/Pen.h"
 #include "effects/Restore.h"
 #include "pipeline/Applicator.h"
@@ -17,10 +20,20 @@
 #include "support/SyntheticScene.h"
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QImage>
 #include <QKeyEvent>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QMouseEvent>
 #include <QPointingDevice>
+#include <QPushButton>
+#include <QSpinBox>
 #include <QTabletEvent>
+#include <QTemporaryDir>
+#include <QToolButton>
 
 #include <gtest/gtest.h>
 
@@ -103,6 +116,22 @@ protected:
         s.dynamics = dynamics;
         tools().setCurrentTool(CSetBrush::id);
         ASSERT_TRUE(ToolSelection::instance().applicator());
+    }
+
+    template <class W> W* widget(const char* name) {
+        W* w = tools().findChild<W*>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    /// A press, moves every 5 pixels and a release along row y.
+    void drag(int y, int x0, int x1) {
+        mouse(QEvent::MouseButtonPress, x0, y);
+        for (int x = x0 + 5; x <= x1; x += 5) {
+            QMouseEvent e(QEvent::MouseMove, at(x, y), view_->viewport()->mapToGlobal(at(x, y)),
+                          Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(view_->viewport(), &e);
+        }
+        mouse(QEvent::MouseButtonRelease, x1, y);
     }
 
     CQuorvaleView* view_ = nullptr;
@@ -241,6 +270,107 @@ TEST_F(StrokeInput, ASurfaceBrushOutlineShrinksWithDistance) {
     const double farWidth = width(40);
     EXPECT_GT(farWidth, 1.0);
     EXPECT_GT(nearWidth, 1.5 * farWidth) << nearWidth << " near, " << farWidth << " far";
+}
+
+TEST_F(StrokeInput, ThePainterPageSetsTheStrokesItPaints) {
+    // The original image: blue on the left half, red on the right.
+    {
+        TileHandle hold;
+        for (int y = 0; y < doc_->height(); ++y) {
+            for (int x = 0; x < doc_->width(); ++x) {
+                *doc_->originalRgbWrite(x, y, hold) =
+                    x < 100 ? ColourPOD{200, 0, 0} : ColourPOD{0, 0, 200};
+            }
+        }
+    }
+    auto* button = widget<QToolButton>("toolPainter");
+    ASSERT_TRUE(button);
+    button->click();
+    ASSERT_EQ(tools().currentTool(), CSetPainter::id);
+    widget<QSpinBox>("painterCellSize")->setValue(25);
+    widget<QSpinBox>("painterCellSizeY")->setValue(20);
+    widget<QSpinBox>("painterRadius")->setValue(5);
+    widget<QSpinBox>("painterLength")->setValue(0);
+    widget<QSpinBox>("painterSoftness")->setValue(0);
+    widget<QCheckBox>("painterDepthSort")->setChecked(false);
+    widget<QComboBox>("painterType")->setCurrentIndex(1);
+    const PainterSettings& s = tools().painter().settings;
+    EXPECT_EQ(s.cellSize, 25);
+    EXPECT_EQ(s.cellSizeY, 20);
+    EXPECT_EQ(s.list.front().size, 5);
+    EXPECT_EQ(s.length, 0);
+    EXPECT_FALSE(s.depthSort);
+    EXPECT_EQ(s.type, painterSquare);
+
+    drag(30, 3, 197);
+    const auto painter = TQL::handleCast<Painter>(ToolSelection::instance().applicator());
+    ASSERT_TRUE(painter);
+    EXPECT_EQ(painter->settings(), s);
+    // One stroke a cell of 25 across the 200 pixels, all in the second row of cells.
+    ASSERT_EQ(painter->strokes().size(), 8u);
+    for (const PainterStroke& stroke : painter->strokes()) {
+        EXPECT_EQ(stroke.cell.y, 1);
+        EXPECT_EQ(stroke.size, 5);
+        EXPECT_EQ(stroke.colour, doc_->originalRgbAt(stroke.origin.x, stroke.origin.y));
+        EXPECT_EQ(doc_->rgbAt(stroke.origin.x, stroke.origin.y), stroke.colour);
+        // A square dab of radius 5: painted 4 pixels off the origin, not 7.
+        EXPECT_EQ(doc_->rgbAt(stroke.origin.x + 4, stroke.origin.y + 4), stroke.colour);
+        EXPECT_EQ(doc_->rgbAt(stroke.origin.x + 7, stroke.origin.y), white);
+    }
+    EXPECT_TRUE(doc_->canUndo());
+}
+
+TEST_F(StrokeInput, TheBrushPageSetsPicturesListsAndVariations) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    QImage square(16, 16, QImage::Format_RGB32);
+    square.fill(Qt::black);
+    const QString first = dir.filePath(QStringLiteral("square.png"));
+    const QString second = dir.filePath(QStringLiteral("dot.png"));
+    ASSERT_TRUE(square.save(first));
+    QImage dot(8, 8, QImage::Format_RGB32);
+    dot.fill(Qt::black);
+    ASSERT_TRUE(dot.save(second));
+
+    tools().setCurrentTool(CSetBrush::id);
+    widget<QComboBox>("brushType")->setCurrentIndex(brushPictureList);
+    auto* file = widget<QLineEdit>("brushListFile");
+    auto* add = widget<QPushButton>("brushListAdd");
+    for (const QString& name : {first, second}) {
+        file->setText(name);
+        add->click();
+    }
+    widget<QSpinBox>("brushListSize")->setValue(6); // the entry just added
+    widget<QCheckBox>("brushShrink")->setChecked(true);
+    widget<QSpinBox>("brushTwist")->setValue(30);
+    widget<QComboBox>("brushFadeType")->setCurrentIndex(1);
+    widget<QDoubleSpinBox>("brushHookX")->setValue(0.25);
+    auto* picture = widget<QLineEdit>("brushFilename");
+    picture->setText(first);
+    emit picture->editingFinished();
+
+    const BrushSettings& s = tools().brush().settings;
+    ASSERT_EQ(s.list.size(), 2u);
+    EXPECT_EQ(QString::fromStdWString(s.list[0].filename), first);
+    EXPECT_EQ(s.list[1].size, 6);
+    EXPECT_EQ(QString::fromStdWString(s.filename), first);
+    EXPECT_TRUE(s.shrink);
+    EXPECT_EQ(s.twist, 30);
+    EXPECT_EQ(s.fadeType, 1);
+    EXPECT_EQ(s.hookX, 0.25);
+
+    // The brush that paints is a list of the two pictures.
+    const auto brush = TQL::handleCast<BrushApplicator>(ToolSelection::instance().applicator());
+    ASSERT_TRUE(brush);
+    EXPECT_EQ(brush->settings(), s);
+    EXPECT_EQ(brush->masks.size(), 2u);
+    drag(60, 20, 120);
+    EXPECT_GT(brush->dabCount(), 2);
+    EXPECT_GT(paintedRows(70), 0);
+
+    // Removing an entry reaches the settings too.
+    widget<QPushButton>("brushListRemove")->click();
+    EXPECT_EQ(tools().brush().settings.list.size(), 1u);
 }
 
 } // namespace

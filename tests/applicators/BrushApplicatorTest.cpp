@@ -351,6 +351,47 @@ TEST_F(Brush, SurfaceBrushPaintsSmallerFartherAway) {
     EXPECT_GT(nearRows, farRows);
 }
 
+TEST_F(Brush, ShrinkingFlatDabsGetSmallerAsTheStrokeRecedes) {
+    RoomScene room = RoomScene::make(RoomScene::View::perspective, 160, 120);
+    ZmapDocument& document = *room.document;
+    // Up the floor, from near the bottom of the picture towards the back wall.
+    const IPoint<2> nearPoint{120, 115};
+    IPoint<2> farPoint{120, 115};
+    while (farPoint.y > 0 && room.pieceAt(farPoint.x, farPoint.y - 1) == RoomScene::floorPiece &&
+           farPoint.y > 60) {
+        --farPoint.y;
+    }
+    ASSERT_LT(farPoint.y, 80);
+    auto sizesOf = [&](bool shrink) {
+        BrushSettings s = hardRound(12, 0.5);
+        s.shrink = shrink;
+        auto mask = TQL::makeHandle<RecordingMask>(12, true);
+        paint(document, s, line(nearPoint, farPoint, 5), mask);
+        return mask->sizes;
+    };
+    const std::vector<double> kept = sizesOf(false);
+    const std::vector<double> shrunk = sizesOf(true);
+    ASSERT_GE(shrunk.size(), 4u);
+    for (double size : kept) {
+        EXPECT_EQ(size, 12);
+    }
+    // The first dab keeps its size; the rest shrink steadily, to what the camera gives at
+    // the last dab's depth: the ratio of a pixel's size in the world at the two points.
+    EXPECT_NEAR(shrunk.front(), 12, 1e-9);
+    for (std::size_t i = 1; i < shrunk.size(); ++i) {
+        EXPECT_LE(shrunk[i], shrunk[i - 1] + 1e-9);
+    }
+    auto pixelSize = [&](IPoint<2> p) {
+        const std::uint32_t code = document.zAt(p.x, p.y);
+        return (document.viewProj()->worldFromPixel(p.x + 1, p.y, code) -
+                document.viewProj()->worldFromPixel(p.x, p.y, code))
+            .length();
+    };
+    const double expected = 12 * pixelSize(nearPoint) / pixelSize(farPoint);
+    EXPECT_LT(expected, 8);
+    EXPECT_NEAR(shrunk.back(), std::max(1.0, expected), 0.05 * expected + 0.5);
+}
+
 TEST_F(Brush, UnreadablePictureIsReportedByName) {
     BrushSettings s;
     s.type = brushPicture;

@@ -93,7 +93,16 @@ TEST(PaintCommand, BadScriptsAreRefusedWithTheirPlaceAndWriteNothing) {
     for (const Case c : {
              Case{"{\n  \"tool\": \"brush\",\n  \"strokes\": [[[1, 2]]\n}", "line 4, column 1"},
              Case{"{\"tool\": \"brush\", \"strokes\": [[[1, 2, 7]]]}", "line 1, column 39"},
-             Case{"{\"tool\": \"pen\", \"strokes\": [[[1, 2]]]}", "\"pen\" cannot be scripted"},
+             Case{"{\"tool\": \"pen\",\n \"settings\": {\"Width\": \"wide\"},\n \"strokes\": [[[1, "
+                  "2]]]}",
+                  "line 2, column 24: \"Width\" takes a number"},
+             Case{"{\"tool\": \"shape\", \"settings\": {\"Size\": 4}, \"strokes\": [[[1, 2]]]}",
+                  "column 40: \"Size\" is not a setting of the shape"},
+             Case{"{\"tool\": \"pen\", \"settings\": {\"ConstraintAxis\": [1, 2]},\n"
+                  " \"strokes\": [[[1, 2]]]}",
+                  "line 1, column 48: \"ConstraintAxis\" takes three numbers"},
+             Case{"{\"tool\": \"shape\", \"settings\": {\"Filled\": 3}, \"strokes\": [[[1, 2]]]}",
+                  "\"Filled\" takes true or false"},
              Case{"{\"tool\": \"airbrush\", \"strokes\": [[[1, 2]]]}", "unknown tool"},
              Case{"{\"tool\": \"brush\",\n \"colour\": [1, 2]}", "line 2, column 12"},
              Case{"{\"tool\": \"brush\", \"strokes\": [[[1, 2]]], \"size\": 3}", "unknown key"},
@@ -108,6 +117,56 @@ TEST(PaintCommand, BadScriptsAreRefusedWithTheirPlaceAndWriteNothing) {
         EXPECT_NE(result.err.find(c.expected), std::string::npos) << result.err;
         EXPECT_FALSE(std::filesystem::exists(dir.file("out.zmp"))) << c.text;
     }
+}
+
+TEST(PaintCommand, PenScriptsDrawBandsAndShapeScriptsFilledFigures) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    // A band 9 pixels wide along row 30, and an ellipse filling 120..220 x 60..110.
+    writeText(dir.file("pen.json"), R"({"tool": "pen",
+  "settings": {"Width": 9, "AntiAlias": false},
+  "colour": [0, 0, 255],
+  "strokes": [[[20, 30], [200, 30]]]})");
+    writeText(dir.file("shape.json"), R"({"tool": "shape",
+  "settings": {"Filled": true, "AntiAlias": false},
+  "colour": [0, 255, 0],
+  "strokes": [[[120, 60], [170, 80], [220, 110]]]})");
+    for (const char* name : {"pen", "shape"}) {
+        const auto result =
+            runCli({"paint", dir.file("in.zmp"), dir.file(std::string(name) + ".zmp"), "--script",
+                    dir.file(std::string(name) + ".json")});
+        ASSERT_EQ(result.exitCode, 0) << name << ": " << result.err;
+    }
+    DummyZmapDocument pen;
+    ASSERT_EQ(execute(pen, commandOpen, FileArgument{getWCS(dir.file("pen.zmp"))}), status::ok);
+    const ColourPOD blue{255, 0, 0};
+    // Across the band's middle: painted rows 26..34, nothing beyond.
+    int bandRows = 0;
+    for (std::int32_t y = 15; y <= 45; ++y) {
+        const bool painted = pen.rgbAt(110, y) == blue;
+        bandRows += painted;
+        if (std::abs(y - 30) >= 6) {
+            EXPECT_FALSE(painted) << y;
+        }
+    }
+    EXPECT_GE(bandRows, 8);
+    EXPECT_LE(bandRows, 10);
+    EXPECT_EQ(pen.rgbAt(30, 30), blue);
+    EXPECT_EQ(pen.rgbAt(10, 30), (ColourPOD{100, 100, 100}));
+
+    DummyZmapDocument shape;
+    ASSERT_EQ(execute(shape, commandOpen, FileArgument{getWCS(dir.file("shape.zmp"))}), status::ok);
+    const ColourPOD green{0, 255, 0};
+    // Filled through its middle, untouched at the rectangle's corners and outside it.
+    for (std::int32_t x = 125; x <= 215; x += 5) {
+        EXPECT_EQ(shape.rgbAt(x, 85), green) << x;
+    }
+    for (std::int32_t y = 65; y <= 105; y += 5) {
+        EXPECT_EQ(shape.rgbAt(170, y), green) << y;
+    }
+    EXPECT_NE(shape.rgbAt(122, 62), green);
+    EXPECT_NE(shape.rgbAt(218, 108), green);
+    EXPECT_NE(shape.rgbAt(170, 50), green);
 }
 
 TEST(PaintCommand, GrainInAScriptOnlyTakesPaintAway) {

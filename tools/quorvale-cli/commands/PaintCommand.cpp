@@ -15,6 +15,9 @@
 #include "styles/CSetFog.h"
 #include "styles/CSetGrain.h"
 #include "styles/CSetMatte.h"
+#include "styles/CSetPainter.h"
+#include "styles/CSetPen.h"
+#include "styles/CSetShape.h"
 #include "styles/CSetTexture.h"
 #include "styles/StyleStorage.h"
 #include "styles/Toolbox.h"
@@ -35,14 +38,34 @@ const char* const blendNames[] = {
     "darken",      "difference",  "exclusion", "hard-light", "overlay",    "colour-dodge",
     "colour-burn", "vivid-light", "hue",       "luminosity", "saturation", "colour"};
 
-/// A painting tool a script can name: the section its style keys live in, and how an
-/// applicator is made from those keys. A tool not yet in this table but planned is listed in
-/// `comingTools`, so that a script naming it gets a clear answer.
+/// The kind of value a checked style key takes.
+enum class KeyKind { number, flag, triple };
+
+/// A style key that a script's settings are checked against.
+struct KnownKey {
+    const char* name;
+    KeyKind kind;
+};
+
+/// The line tool's keys (the dragged figure shares them).
+const KnownKey penKeys[] = {
+    {"AntiAlias", KeyKind::flag},        {"Threed", KeyKind::flag},
+    {"Thickness", KeyKind::number},      {"Width", KeyKind::number},
+    {"Type", KeyKind::number},           {"Filled", KeyKind::flag},
+    {"Angle", KeyKind::number},          {"ConstraintType", KeyKind::number},
+    {"ConstraintAxis", KeyKind::triple},
+};
+
+/// A painting tool a script can name: the section its style keys live in, how an
+/// applicator is made from those keys, and the keys it knows when a script's settings are
+/// checked (none: any key is passed on as it is).
 struct PaintTool {
     const char* name;
     const wchar_t* section;
     std::uint16_t toolId;
     TQL::Handle<Applicator> (*build)(StyleStorage& keys, Status& status, std::wstring& message);
+    const KnownKey* keys = nullptr;
+    std::size_t keyCount = 0;
 };
 
 TQL::Handle<Applicator> buildBrush(StyleStorage& keys, Status& status, std::wstring& message) {
@@ -54,8 +77,50 @@ TQL::Handle<Applicator> buildBrush(StyleStorage& keys, Status& status, std::wstr
     return brush.makeBrush(status, message);
 }
 
-const PaintTool paintTools[] = {{"brush", L"Brush", CSetBrush::id, buildBrush}};
-const char* const comingTools[] = {"pen", "shape"};
+TQL::Handle<Applicator> buildPen(StyleStorage& keys, Status& status, std::wstring&) {
+    CSetPen pen;
+    {
+        CToolStyle::Attach attach(keys);
+        pen.readStyle();
+    }
+    // A line script draws lines whatever its "Type" says; "shape" draws the figure.
+    if (pen.isShape()) {
+        pen.type = CSetPen::pen;
+    }
+    status = status::ok;
+    return pen.makeApplicator();
+}
+
+TQL::Handle<Applicator> buildShape(StyleStorage& keys, Status& status, std::wstring&) {
+    CSetPen pen;
+    {
+        CToolStyle::Attach attach(keys);
+        pen.readStyle();
+    }
+    if (!pen.isShape()) {
+        pen.type = pen.filled ? CSetPen::shapeClosed : CSetPen::shapeOpen;
+    }
+    status = status::ok;
+    return CSetShape::makeShape(pen);
+}
+
+TQL::Handle<Applicator> buildPainter(StyleStorage& keys, Status& status, std::wstring& message) {
+    CSetPainter painter;
+    {
+        CToolStyle::Attach attach(keys);
+        painter.readStyle();
+    }
+    // The same strokes on every replay.
+    painter.seed = 1;
+    return painter.makePainter(status, message);
+}
+
+const PaintTool paintTools[] = {
+    {"brush", L"Brush", CSetBrush::id, buildBrush},
+    {"pen", L"Pen", CSetPen::id, buildPen, penKeys, std::size(penKeys)},
+    {"shape", L"Pen", CSetPen::id, buildShape, penKeys, std::size(penKeys)},
+    {"painter", L"Painter", CSetPainter::id, buildPainter},
+};
 
 /// A script error at a value.
 struct ScriptError {
@@ -130,6 +195,51 @@ bool readKeys(const cli::JsonValue& object, const char* what, const std::wstring
     return true;
 }
 
+/// The settings of a tool with known keys: each key one of them, with a value of its kind.
+bool checkKeys(const cli::JsonValue& object, const PaintTool& tool, ScriptError& e) {
+    if (!tool.keys || object.kind != cli::JsonValue::object) {
+        return true;
+    }
+    for (const auto& [key, member] : object.members()) {
+        const cli::JsonValue& value = *member;
+        const KnownKey* known = nullptr;
+        for (std::size_t i = 0; i < tool.keyCount; ++i) {
+            if (key == tool.keys[i].name) {
+                known = &tool.keys[i];
+            }
+        }
+        if (!known) {
+            std::string names;
+            for (std::size_t i = 0; i < tool.keyCount; ++i) {
+                names += (i ? ", " : "") + std::string(tool.keys[i].name);
+            }
+            return error(e, value,
+                         "\"" + key + "\" is not a setting of the " + tool.name + " (" + names +
+                             ")");
+        }
+        switch (known->kind) {
+        case KeyKind::number:
+            if (value.kind != cli::JsonValue::number) {
+                return error(e, value, "\"" + key + "\" takes a number");
+            }
+            break;
+        case KeyKind::flag:
+            if (value.kind != cli::JsonValue::boolean &&
+                !(value.kind == cli::JsonValue::number &&
+                  (value.numberValue == 0 || value.numberValue == 1))) {
+                return error(e, value, "\"" + key + "\" takes true or false");
+            }
+            break;
+        case KeyKind::triple:
+            if (value.kind != cli::JsonValue::array || value.items.size() != 3) {
+                return error(e, value, "\"" + key + "\" takes three numbers");
+            }
+            break;
+        }
+    }
+    return true;
+}
+
 bool wholeNumber(const cli::JsonValue& v, double low, double high, long& out) {
     if (v.kind != cli::JsonValue::number || v.numberValue != std::floor(v.numberValue) ||
         v.numberValue < low || v.numberValue > high) {
@@ -191,14 +301,8 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
         }
     }
     if (!script.tool) {
-        for (const char* coming : comingTools) {
-            if (tool->text == coming) {
-                return error(e, *tool,
-                             "the tool \"" + tool->text +
-                                 "\" cannot be scripted yet; use \"brush\"");
-            }
-        }
-        return error(e, *tool, "unknown tool \"" + tool->text + "\"; use \"brush\"");
+        return error(e, *tool,
+                     "unknown tool \"" + tool->text + "\"; use brush, pen, shape or painter");
     }
     script.state.currentApplicatorId = script.tool->toolId;
     for (const auto& [key, member] : root.members()) {
@@ -207,7 +311,8 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
             continue;
         }
         if (key == "settings") {
-            if (!readKeys(value, "settings", script.tool->section, script.keys, e)) {
+            if (!checkKeys(value, *script.tool, e) ||
+                !readKeys(value, "settings", script.tool->section, script.keys, e)) {
                 return false;
             }
         } else if (key == "colour" || key == "color") {
@@ -410,13 +515,16 @@ int run(const std::vector<std::string>& args) {
 }
 
 const cli::Command command{
-    "paint", "replay the strokes of a paint script (brush) into a document",
+    "paint", "replay the strokes of a paint script (brush, pen, shape, painter) into a document",
     "quorvale-cli paint IN OUT --script STROKES.json\n"
     "  IN, OUT             Quorvale documents (.zmp or .zmq); OUT may be IN\n"
     "  --script FILE       a JSON paint script:\n"
-    "    \"tool\"      \"brush\"\n"
+    "    \"tool\"      \"brush\", \"pen\" (a band through the points), \"shape\" (the\n"
+    "                ellipse from the first point to the last) or \"painter\"\n"
     "    \"settings\"  the tool's style keys, e.g. {\"Size\": 12, \"Hardness\": 60,\n"
-    "                \"Spacing\": 0.25, \"Type\": 5, \"ModelSize\": 0.3}\n"
+    "                \"Spacing\": 0.25, \"Type\": 5, \"ModelSize\": 0.3}; a pen's or shape's\n"
+    "                {\"Width\": 8, \"AntiAlias\": true, \"Filled\": true}, \"Type\": 2 a\n"
+    "                filled shape; a painter's {\"CellSize\": 12, \"Length\": 20}\n"
     "    \"colour\" [R, G, B]   \"opacity\" 1-100   \"mode\" \"normal\", \"multiply\", ...\n"
     "    \"locks\"     [\"material\", \"plane\", \"angle\", \"colour\"]\n"
     "    \"matte\", \"fog\"  style keys of the lock and fog pages (fog on when given)\n"
