@@ -107,8 +107,10 @@ CToolWindow::CToolWindow(QWidget* parent) : QDockWidget(tr("Tools"), parent) {
     painterTab_ = pages_->addTab(scrolled(painterPage_), tr("Painter"));
     penTab_ = pages_->addTab(scrolled(penPage_), tr("Line"));
     shapeTab_ = pages_->addTab(scrolled(shapePage_), tr("Shape"));
-    pages_->addTab(scrolled(new CTexturePage), tr("Texture"));
-    pages_->addTab(scrolled(new CGrainPage), tr("Grain"));
+    texturePage_ = new CTexturePage;
+    grainPage_ = new CGrainPage;
+    pages_->addTab(scrolled(texturePage_), tr("Texture"));
+    pages_->addTab(scrolled(grainPage_), tr("Grain"));
     layout->addWidget(pages_, 1);
     setWidget(body);
     for (CToolPage* page :
@@ -333,6 +335,8 @@ void CToolWindow::refresh() {
     brushPage_->load();
     painterPage_->load();
     shapePage_->load();
+    texturePage_->load();
+    grainPage_->load();
 }
 
 void CToolWindow::commit() {

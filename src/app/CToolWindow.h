@@ -18,7 +18,9 @@ class CBrushPage;
 class CFillPage;
 class CFogPage;
 class CMattePage;
+class CGrainPage;
 class CPainterPage;
+class CTexturePage;
 class CPenPage;
 class CShapePage;
 class QButtonGroup;
@@ -104,6 +106,8 @@ private:
     CBrushPage* brushPage_ = nullptr;
     int brushTab_ = 0;
     CPainterPage* painterPage_ = nullptr;
+    CTexturePage* texturePage_ = nullptr;
+    CGrainPage* grainPage_ = nullptr;
     int painterTab_ = 0;
     CShapePage* shapePage_ = nullptr;
     /// Tab indices of the applicators' pages.
