@@ -109,34 +109,18 @@ void TextureTool3d::run(Span& span, int first, int last) {
     if (!view_ || !span.document) {
         return;
     }
-    int index[maxSpanLength];
-    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
-    float alpha[maxSpanLength];
-    std::uint8_t rgb[maxSpanLength * 3];
-    int n = 0;
-    for (int i = first; i < last; ++i) {
-        if (!(span.alpha[i] > 0)) {
-            continue;
-        }
-        Point<3> p;
-        double footprint = 0;
-        if (!pixelSample(*span.document, span.x + i, span.y, p, footprint)) {
-            continue;
-        }
-        px[n] = static_cast<float>(p.x());
-        py[n] = static_cast<float>(p.y());
-        pz[n] = static_cast<float>(p.z());
-        fp[n] = static_cast<float>(footprint);
-        index[n++] = i;
-    }
-    if (n == 0) {
-        return;
-    }
     // A texture that drives neither colour nor alpha leaves its outputs alone.
-    std::fill_n(rgb, n * 3, std::uint8_t{0});
-    std::fill_n(alpha, n, 1.0f);
-    texture_->sample(rgb, alpha, px, py, pz, fp, n);
-    output_.write(span, index, rgb, alpha, n);
+    sampleCovered(span, first, last, *texture_, true,
+                  [&](std::int32_t x, double point[3], double& footprint) {
+                      Point<3> p;
+                      if (!pixelSample(*span.document, x, span.y, p, footprint)) {
+                          return false;
+                      }
+                      point[0] = p.x();
+                      point[1] = p.y();
+                      point[2] = p.z();
+                      return true;
+                  });
 }
 
 void TextureTool3d::preview(PreviewBitmap& bitmap) {

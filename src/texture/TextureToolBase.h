@@ -1,12 +1,16 @@
 #pragma once
 
 #include "pipeline/PipelineTool.h"
+#include "pipeline/Span.h"
+#include "texture/Texture.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tex {
 
 class Texture2d;
+class Texture3d;
 
 /// Bits of TextureOutput::flags: what the texture gives the span.
 enum TextureToolFlag : int {
@@ -59,11 +63,54 @@ public:
     void setOpacity(double opacity) { output_.opacity = opacity; }
 
 protected:
+    /// Samples a solid or cube texture at the covered pixels of [first, last): `pointAt(x,
+    /// point, footprint)` gives a pixel's sampling point (a world point or a direction) and
+    /// its footprint, or false to leave the pixel; one `sample` call for the span, then the
+    /// output is written. With `neutralStart` a texture that fills in only colour or only
+    /// alpha reads as black and opaque elsewhere.
+    template <class PointAt>
+    void sampleCovered(Span& span, int first, int last, const Texture3d& texture, bool neutralStart,
+                       PointAt pointAt) const;
+
     /// Draws `texture` flat into `bitmap` (128 x 128 when its size is 0), one raster pixel
     /// to `scale` preview pixels, as 5-5-5 pixels.
     static void drawRasterPreview(const Texture2d& texture, double scale, PreviewBitmap& bitmap);
 
     TextureOutput output_;
 };
+
+template <class PointAt>
+void TextureToolBase::sampleCovered(Span& span, int first, int last, const Texture3d& texture,
+                                    bool neutralStart, PointAt pointAt) const {
+    int index[maxSpanLength];
+    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
+    float alpha[maxSpanLength];
+    std::uint8_t rgb[maxSpanLength * 3];
+    int n = 0;
+    for (int i = first; i < last; ++i) {
+        if (!(span.alpha[i] > 0)) {
+            continue;
+        }
+        double point[3];
+        double footprint = 0;
+        if (!pointAt(span.x + i, point, footprint)) {
+            continue;
+        }
+        px[n] = static_cast<float>(point[0]);
+        py[n] = static_cast<float>(point[1]);
+        pz[n] = static_cast<float>(point[2]);
+        fp[n] = static_cast<float>(footprint);
+        index[n++] = i;
+    }
+    if (n == 0) {
+        return;
+    }
+    if (neutralStart) {
+        std::fill_n(rgb, n * 3, std::uint8_t{0});
+        std::fill_n(alpha, n, 1.0f);
+    }
+    texture.sample(rgb, alpha, px, py, pz, fp, n);
+    output_.write(span, index, rgb, alpha, n);
+}
 
 } // namespace tex

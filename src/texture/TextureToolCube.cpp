@@ -49,31 +49,17 @@ void TextureToolCube::run(Span& span, int first, int last) {
     if (!view_ || !span.document) {
         return;
     }
-    int index[maxSpanLength];
-    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
-    float alpha[maxSpanLength];
-    std::uint8_t rgb[maxSpanLength * 3];
-    int n = 0;
-    for (int i = first; i < last; ++i) {
-        if (!(span.alpha[i] > 0)) {
-            continue;
-        }
-        Vector<3> d;
-        double footprint = 0;
-        if (!pixelDirection(*span.document, span.x + i, span.y, d, footprint)) {
-            continue;
-        }
-        px[n] = static_cast<float>(d.x());
-        py[n] = static_cast<float>(d.y());
-        pz[n] = static_cast<float>(d.z());
-        fp[n] = static_cast<float>(footprint);
-        index[n++] = i;
-    }
-    if (n == 0) {
-        return;
-    }
-    cube_->sample(rgb, alpha, px, py, pz, fp, n);
-    output_.write(span, index, rgb, alpha, n);
+    sampleCovered(span, first, last, *cube_, false,
+                  [&](std::int32_t x, double point[3], double& footprint) {
+                      Vector<3> d;
+                      if (!pixelDirection(*span.document, x, span.y, d, footprint)) {
+                          return false;
+                      }
+                      point[0] = d.x();
+                      point[1] = d.y();
+                      point[2] = d.z();
+                      return true;
+                  });
 }
 
 void TextureToolCube::preview(PreviewBitmap& bitmap) {
