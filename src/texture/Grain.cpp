@@ -144,13 +144,18 @@ void RasterGrain::start(int x, int y, ZmapDocument& document) {
 }
 
 void RasterGrain::values(float* out, const float* px, const float* py, int count) const {
+    if (count <= 0) {
+        return;
+    }
     const double angle = placement_.angleDegrees * std::numbers::pi / 180.0;
     const double c = std::cos(angle);
     const double s = std::sin(angle);
     const double sx = placement_.scaleX;
     const double sy = placement_.scaleY;
     const float footprint = static_cast<float>(1.0 / std::sqrt(sx * sx + sy * sy));
-    float u[maxSpanLength], v[maxSpanLength], fp[maxSpanLength], alpha[maxSpanLength];
+    // Zeroed: the compiler cannot see that the texture reads only the first `count`.
+    float u[maxSpanLength] = {}, v[maxSpanLength] = {}, fp[maxSpanLength] = {};
+    float alpha[maxSpanLength];
     std::uint8_t rgb[maxSpanLength * 3];
     for (int i = 0; i < count; ++i) {
         const double x = px[i] - hook_.x();
