@@ -110,17 +110,10 @@ void TextureTool3d::run(Span& span, int first, int last) {
         return;
     }
     // A texture that drives neither colour nor alpha leaves its outputs alone.
-    sampleCovered(span, first, last, *texture_, true,
-                  [&](std::int32_t x, double point[3], double& footprint) {
-                      Point<3> p;
-                      if (!pixelSample(*span.document, x, span.y, p, footprint)) {
-                          return false;
-                      }
-                      point[0] = p.x();
-                      point[1] = p.y();
-                      point[2] = p.z();
-                      return true;
-                  });
+    sampleCovered<Point<3>>(span, first, last, *texture_, true,
+                            [&](std::int32_t x, Point<3>& point, double& footprint) {
+                                return pixelSample(*span.document, x, span.y, point, footprint);
+                            });
 }
 
 void TextureTool3d::preview(PreviewBitmap& bitmap) {

@@ -64,11 +64,11 @@ public:
 
 protected:
     /// Samples a solid or cube texture at the covered pixels of [first, last): `pointAt(x,
-    /// point, footprint)` gives a pixel's sampling point (a world point or a direction) and
-    /// its footprint, or false to leave the pixel; one `sample` call for the span, then the
-    /// output is written. With `neutralStart` a texture that fills in only colour or only
-    /// alpha reads as black and opaque elsewhere.
-    template <class PointAt>
+    /// point, footprint)` gives a pixel's sampling point (a world point or a direction, of
+    /// type P) and its footprint, or false to leave the pixel; one `sample` call for the
+    /// span, then the output is written. With `neutralStart` a texture that fills in only
+    /// colour or only alpha reads as black and opaque elsewhere.
+    template <class P, class PointAt>
     void sampleCovered(Span& span, int first, int last, const Texture3d& texture, bool neutralStart,
                        PointAt pointAt) const;
 
@@ -79,7 +79,7 @@ protected:
     TextureOutput output_;
 };
 
-template <class PointAt>
+template <class P, class PointAt>
 void TextureToolBase::sampleCovered(Span& span, int first, int last, const Texture3d& texture,
                                     bool neutralStart, PointAt pointAt) const {
     int index[maxSpanLength];
@@ -91,7 +91,7 @@ void TextureToolBase::sampleCovered(Span& span, int first, int last, const Textu
         if (!(span.alpha[i] > 0)) {
             continue;
         }
-        double point[3];
+        P point;
         double footprint = 0;
         if (!pointAt(span.x + i, point, footprint)) {
             continue;

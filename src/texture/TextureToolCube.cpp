@@ -49,17 +49,10 @@ void TextureToolCube::run(Span& span, int first, int last) {
     if (!view_ || !span.document) {
         return;
     }
-    sampleCovered(span, first, last, *cube_, false,
-                  [&](std::int32_t x, double point[3], double& footprint) {
-                      Vector<3> d;
-                      if (!pixelDirection(*span.document, x, span.y, d, footprint)) {
-                          return false;
-                      }
-                      point[0] = d.x();
-                      point[1] = d.y();
-                      point[2] = d.z();
-                      return true;
-                  });
+    sampleCovered<Vector<3>>(span, first, last, *cube_, false,
+                             [&](std::int32_t x, Vector<3>& point, double& footprint) {
+                                 return pixelDirection(*span.document, x, span.y, point, footprint);
+                             });
 }
 
 void TextureToolCube::preview(PreviewBitmap& bitmap) {
