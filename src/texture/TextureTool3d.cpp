@@ -117,32 +117,16 @@ void TextureTool3d::run(Span& span, int first, int last) {
 }
 
 void TextureTool3d::preview(PreviewBitmap& bitmap) {
-    if (bitmap.width <= 0 || bitmap.height <= 0) {
-        bitmap.width = bitmap.height = 128;
-    }
-    bitmap.width = std::min(bitmap.width, maxSpanLength);
-    bitmap.pixels.assign(static_cast<std::size_t>(bitmap.width) * bitmap.height, 0);
-    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
-    float alpha[maxSpanLength];
-    std::uint8_t rgb[maxSpanLength * 3];
+    // A slice of the solid at z = 0.5, sixteen preview pixels a unit.
     const bool colour = (texture_->flags() & textureHasColour) != 0;
-    for (std::int32_t y = 0; y < bitmap.height; ++y) {
-        for (std::int32_t x = 0; x < bitmap.width; ++x) {
-            px[x] = static_cast<float>(x) / 16.0f;
-            py[x] = static_cast<float>(y) / 16.0f;
-            pz[x] = 0.5f;
-            fp[x] = 1.0f / 16.0f;
-        }
-        std::fill_n(rgb, bitmap.width * 3, std::uint8_t{0});
-        std::fill_n(alpha, bitmap.width, 1.0f);
-        texture_->sample(rgb, alpha, px, py, pz, fp, bitmap.width);
-        for (std::int32_t x = 0; x < bitmap.width; ++x) {
-            const std::uint8_t* c = rgb + 3 * x;
-            const std::uint8_t g = static_cast<std::uint8_t>(std::lround(alpha[x] * 255.0f));
-            bitmap.pixels[static_cast<std::size_t>(y) * bitmap.width + x] =
-                colour ? pack555(c[2], c[1], c[0]) : pack555(g, g, g);
-        }
-    }
+    drawSolidPreview(
+        *texture_, !colour, bitmap,
+        [](std::int32_t x, std::int32_t y, std::int32_t, std::int32_t, float* p, float& footprint) {
+            p[0] = static_cast<float>(x) / 16.0f;
+            p[1] = static_cast<float>(y) / 16.0f;
+            p[2] = 0.5f;
+            footprint = 1.0f / 16.0f;
+        });
 }
 
 } // namespace tex

@@ -5,6 +5,7 @@
 #include "texture/Texture.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 namespace tex {
@@ -72,6 +73,14 @@ protected:
     void sampleCovered(Span& span, int first, int last, const Texture3d& texture, bool neutralStart,
                        PointAt pointAt) const;
 
+    /// Draws a solid or cube texture into `bitmap` (128 x 128 when its size is 0) as 5-5-5
+    /// pixels: `pointAt(x, y, width, height, point, footprint)` gives the point (three
+    /// floats) a preview pixel shows and its footprint; with `alphaAsGrey` the alpha is
+    /// shown as grey, for a texture without colour.
+    template <class PointAt>
+    static void drawSolidPreview(const Texture3d& texture, bool alphaAsGrey, PreviewBitmap& bitmap,
+                                 PointAt pointAt);
+
     /// Draws `texture` flat into `bitmap` (128 x 128 when its size is 0), one raster pixel
     /// to `scale` preview pixels, as 5-5-5 pixels.
     static void drawRasterPreview(const Texture2d& texture, double scale, PreviewBitmap& bitmap);
@@ -111,6 +120,38 @@ void TextureToolBase::sampleCovered(Span& span, int first, int last, const Textu
     }
     texture.sample(rgb, alpha, px, py, pz, fp, n);
     output_.write(span, index, rgb, alpha, n);
+}
+
+template <class PointAt>
+void TextureToolBase::drawSolidPreview(const Texture3d& texture, bool alphaAsGrey,
+                                       PreviewBitmap& bitmap, PointAt pointAt) {
+    if (bitmap.width <= 0 || bitmap.height <= 0) {
+        bitmap.width = bitmap.height = 128;
+    }
+    bitmap.width = std::min(bitmap.width, maxSpanLength);
+    bitmap.pixels.assign(static_cast<std::size_t>(bitmap.width) * bitmap.height, 0);
+    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
+    float alpha[maxSpanLength];
+    std::uint8_t rgb[maxSpanLength * 3];
+    for (std::int32_t y = 0; y < bitmap.height; ++y) {
+        for (std::int32_t x = 0; x < bitmap.width; ++x) {
+            float point[3];
+            pointAt(x, y, bitmap.width, bitmap.height, point, fp[x]);
+            px[x] = point[0];
+            py[x] = point[1];
+            pz[x] = point[2];
+        }
+        std::fill_n(rgb, bitmap.width * 3, std::uint8_t{0});
+        std::fill_n(alpha, bitmap.width, 1.0f);
+        texture.sample(rgb, alpha, px, py, pz, fp, bitmap.width);
+        for (std::int32_t x = 0; x < bitmap.width; ++x) {
+            const std::uint8_t* c = rgb + 3 * x;
+            const auto g = static_cast<std::uint8_t>(std::lround(alpha[x] * 255.0f));
+            // The texture's bytes lie blue, green, red; the preview packs red low.
+            bitmap.pixels[static_cast<std::size_t>(y) * bitmap.width + x] =
+                alphaAsGrey ? pack555(g, g, g) : pack555(c[2], c[1], c[0]);
+        }
+    }
 }
 
 } // namespace tex

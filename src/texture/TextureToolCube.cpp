@@ -57,28 +57,14 @@ void TextureToolCube::run(Span& span, int first, int last) {
 
 void TextureToolCube::preview(PreviewBitmap& bitmap) {
     // The view ahead (+Z of the cube) over 90 degrees.
-    if (bitmap.width <= 0 || bitmap.height <= 0) {
-        bitmap.width = bitmap.height = 128;
-    }
-    bitmap.width = std::min(bitmap.width, maxSpanLength);
-    bitmap.pixels.assign(static_cast<std::size_t>(bitmap.width) * bitmap.height, 0);
-    float px[maxSpanLength], py[maxSpanLength], pz[maxSpanLength], fp[maxSpanLength];
-    float alpha[maxSpanLength];
-    std::uint8_t rgb[maxSpanLength * 3];
-    for (std::int32_t y = 0; y < bitmap.height; ++y) {
-        for (std::int32_t x = 0; x < bitmap.width; ++x) {
-            px[x] = 2.0f * (x + 0.5f) / bitmap.width - 1.0f;
-            py[x] = 1.0f - 2.0f * (y + 0.5f) / bitmap.height;
-            pz[x] = 1.0f;
-            fp[x] = 2.0f / bitmap.width;
-        }
-        cube_->sample(rgb, alpha, px, py, pz, fp, bitmap.width);
-        for (std::int32_t x = 0; x < bitmap.width; ++x) {
-            const std::uint8_t* c = rgb + 3 * x;
-            bitmap.pixels[static_cast<std::size_t>(y) * bitmap.width + x] =
-                pack555(c[2], c[1], c[0]);
-        }
-    }
+    drawSolidPreview(*cube_, false, bitmap,
+                     [](std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, float* p,
+                        float& footprint) {
+                         p[0] = 2.0f * (x + 0.5f) / w - 1.0f;
+                         p[1] = 1.0f - 2.0f * (y + 0.5f) / h;
+                         p[2] = 1.0f;
+                         footprint = 2.0f / w;
+                     });
 }
 
 } // namespace tex
