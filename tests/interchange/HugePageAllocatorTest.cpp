@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace {
 
@@ -58,6 +59,24 @@ TEST(HugePageAllocator, VectorsKeepTheirContentsThroughGrowthAndReuse) {
     }
     EXPECT_GT(hugePages::keptBytes(), 0u);
     hugePages::releaseKept();
+}
+
+TEST(HugePageAllocator, UninitialisedVectorsStillKeepWhatIsGivenAndBuildClasses) {
+    // Plain elements made without a value are left as they are; given values and
+    // elements of class type are made as any vector makes them.
+    UninitialisedHugePageVector<std::uint32_t> plain(2'000'000);
+    for (std::uint32_t i = 0; i < plain.size(); ++i) {
+        plain[i] = i ^ 0x5A5A5A5Au;
+    }
+    plain.resize(plain.size() + 1000, 9);
+    std::uint64_t wrong = 0;
+    for (std::uint32_t i = 0; i < plain.size(); ++i) {
+        wrong += plain[i] != (i < 2'000'000 ? i ^ 0x5A5A5A5Au : 9u);
+    }
+    EXPECT_EQ(wrong, 0u);
+    UninitialisedHugePageVector<std::string> names(3);
+    names.emplace_back(4, 'x');
+    EXPECT_EQ(names, (UninitialisedHugePageVector<std::string>{"", "", "", "xxxx"}));
 }
 
 } // namespace

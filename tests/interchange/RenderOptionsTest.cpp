@@ -4,8 +4,10 @@
 #include "RenderTestSupport.h"
 
 #include "core/Quark.h"
+#include "core/Reporter.h"
 #include "effects/LightSet.h"
 #include "interchange/ModelImage.h"
+#include "interchange/model/ExportError.h"
 #include "interchange/polygon/Clump.h"
 #include "interchange/render/ModelRenderer.h"
 #include "views/cameras/QuorvaleCamera.h"
@@ -153,6 +155,62 @@ TEST(ModelRenderer, ShadingThreadsChangeNoPixel) {
                 options.bandPixels = bandPixels;
                 expectSamePicture(reference, draw(*model, camera, *lights, w, h, options));
             }
+        }
+    }
+}
+
+/// Asks to abandon at its `stopAt`th report.
+class StoppingReporter : public Reporter {
+public:
+    explicit StoppingReporter(int stop) : stopAt(stop) {}
+    bool report(unsigned, unsigned, double) override { return ++calls == stopAt; }
+    int stopAt;
+    int calls = 0;
+};
+
+TEST(ModelRenderer, AGivenUpDrawingHandsOverOnlyWholeRowsInOrder) {
+    // While one band is shaded by the helpers the next is drawn: a drawing given up in the
+    // middle must stop the shading under way and leave the rows handed over so far as the
+    // whole drawing has them, top first, and no others.
+    const auto model = busyScene();
+    const std::int32_t w = 400, h = 60;
+    ModelImageSettings settings;
+    settings.shadows = true;
+    settings.sunAzimuth = 200;
+    settings.sunElevation = 30;
+    const ViewParams params = modelViewParams(*model, settings, w, h);
+    const QuorvaleCamera camera(UniformTransform<3>(), params, w, h, model->bounds(),
+                                IExtent<2>(0, 0, w - 1, h - 1));
+    const auto lights = modelLights(settings);
+    for (const unsigned threads : {1u, 2u, 3u}) {
+        SCOPED_TRACE(testing::Message() << "threads " << threads);
+        RenderOptions options;
+        options.shadingThreads = threads;
+        options.bandPixels = 2 * w;
+        const Picture whole = draw(*model, camera, *lights, w, h, options);
+        for (const int stopAt : {1, 3, 5}) {
+            SCOPED_TRACE(testing::Message() << "stopped at report " << stopAt);
+            StoppingReporter stop(stopAt);
+            RecordingBuffer b(w, h);
+            EXPECT_THROW(
+                ModelRenderer(*model, camera, b, *lights, &stop, false, w, h, SectionBox{}, options)
+                    .run(),
+                ExportError);
+            EXPECT_EQ(stop.calls, stopAt);
+            EXPECT_EQ(b.finished, 0);
+            ASSERT_LT(b.rowsPut.size(), static_cast<std::size_t>(h));
+            for (std::size_t y = 0; y < b.rowsPut.size(); ++y) {
+                ASSERT_EQ(b.rowsPut[y], static_cast<std::int32_t>(y));
+            }
+            const std::size_t put = b.rowsPut.size() * static_cast<std::size_t>(w);
+            std::size_t differ = 0;
+            for (std::size_t i = 0; i < put; ++i) {
+                differ += b.codes[i] != whole.codes[i] || b.flags[i] != whole.flags[i] ||
+                          b.colours[i].r != whole.colours[i].r ||
+                          b.colours[i].g != whole.colours[i].g ||
+                          b.colours[i].b != whole.colours[i].b;
+            }
+            EXPECT_EQ(differ, 0u);
         }
     }
 }

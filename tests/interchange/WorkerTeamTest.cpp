@@ -6,9 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <mutex>
 #include <set>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -76,6 +79,52 @@ TEST(WorkerTeam, AFailureReachesTheCallerAndTheTeamGoesOn) {
     std::set<unsigned> members;
     for (const int count : shareOut(team, 10, 100, members)) {
         EXPECT_EQ(count, 10);
+    }
+}
+
+TEST(WorkerTeam, AStartedRoundRunsWhileTheCallerIsAwayAndEndsAtFinish) {
+    for (const unsigned helpers : {0u, 1u, 2u}) {
+        SCOPED_TRACE(testing::Message() << helpers << " helpers");
+        WorkerTeam team(helpers);
+        team.finish(); // nothing started: nothing to do
+        EXPECT_FALSE(team.started());
+        constexpr int items = 300;
+        for (int round = 0; round < 20; ++round) {
+            std::vector<std::atomic<int>> done(items);
+            std::atomic<int> next{0}, byHelpers{0};
+            const std::function<void(unsigned)> work = [&](unsigned member) {
+                for (int i = next++; i < items; i = next++) {
+                    done[static_cast<std::size_t>(i)].fetch_add(1);
+                    byHelpers += member != 0;
+                }
+            };
+            team.start(work);
+            EXPECT_TRUE(team.started());
+            if (round == 0) {
+                // The helpers work on their own before the caller comes back; without
+                // helpers nothing is done until then.
+                const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+                while (helpers && next.load() < items && std::chrono::steady_clock::now() < until) {
+                    std::this_thread::yield();
+                }
+                EXPECT_EQ(byHelpers.load(), helpers ? items : 0);
+            }
+            team.finish();
+            EXPECT_FALSE(team.started());
+            for (std::size_t i = 0; i < done.size(); ++i) {
+                ASSERT_EQ(done[i].load(), 1) << "item " << i << ", round " << round;
+            }
+        }
+        // A failure of a started round comes out of finish, and the team goes on.
+        const std::function<void(unsigned)> failing = [](unsigned) {
+            throw std::runtime_error("no");
+        };
+        team.start(failing);
+        EXPECT_THROW(team.finish(), std::runtime_error);
+        std::set<unsigned> members;
+        for (const int count : shareOut(team, 5, 50, members)) {
+            EXPECT_EQ(count, 5);
+        }
     }
 }
 

@@ -35,10 +35,24 @@ BandShader::BandShader(const Camera& camera, const Lighting& lights, const Model
     }
     if (threads > 1) {
         team_ = std::make_unique<WorkerTeam>(threads - 1);
+        columnWork_ = [this](unsigned member) {
+            RenderBand& band = *band_;
+            Scratch& scratch = scratch_[member];
+            for (;;) {
+                const std::int32_t left =
+                    nextColumn_.fetch_add(shadeColumns, std::memory_order_relaxed);
+                if (left >= band.width) {
+                    return;
+                }
+                shadeColumn(band, left, std::min(band.width, left + shadeColumns), scratch);
+            }
+        };
     }
 }
 
-BandShader::~BandShader() = default;
+BandShader::~BandShader() {
+    abandonBand();
+}
 
 std::uint32_t BandShader::packColour(double r, double g, double b) {
     auto byte = [](double v) -> std::uint32_t {
@@ -119,7 +133,7 @@ std::uint32_t BandShader::addWork(RenderBand& band, const TriangleShade& s, cons
     return static_cast<std::uint32_t>(band.works.size() - 1);
 }
 
-void BandShader::shadeBand(RenderBand& band) {
+void BandShader::startBand(RenderBand& band) {
     // Column by column of the band: the pixels of a short stretch of rows lie close
     // together in a light's view too, so their shadow tests keep finding their lists in
     // the caches, where whole rows would have gone through far more of the tree.
@@ -134,17 +148,32 @@ void BandShader::shadeBand(RenderBand& band) {
     }
     // The threads take the next column as they finish one, so that neither waits while
     // the other has the band's densest shadows.
-    std::atomic<std::int32_t> next{0};
-    team_->run([&](unsigned member) {
-        Scratch& scratch = scratch_[member];
-        for (;;) {
-            const std::int32_t left = shadeColumns * next.fetch_add(1, std::memory_order_relaxed);
-            if (left >= band.width) {
-                return;
-            }
-            shadeColumn(band, left, std::min(band.width, left + shadeColumns), scratch);
-        }
-    });
+    band_ = &band;
+    nextColumn_.store(0, std::memory_order_relaxed);
+    team_->start(columnWork_);
+}
+
+void BandShader::finishBand() {
+    if (!band_) {
+        return;
+    }
+    struct Done {
+        RenderBand*& band;
+        ~Done() { band = nullptr; }
+    } done{band_};
+    team_->finish();
+}
+
+void BandShader::abandonBand() noexcept {
+    if (!band_) {
+        return;
+    }
+    nextColumn_.store(band_->width, std::memory_order_relaxed);
+    try {
+        finishBand();
+    } catch (...) {
+        // The drawing is being given up for another failure already.
+    }
 }
 
 void BandShader::shadeColumn(RenderBand& band, std::int32_t left, std::int32_t right,

@@ -5,7 +5,9 @@
 #include "interchange/render/ModelShadows.h"
 #include "interchange/render/RenderBand.h"
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -48,7 +50,20 @@ public:
                           const ScreenVertex& b, const ScreenVertex& c, double area) const;
 
     /// Shades the seen pixels of the band that still have work.
-    void shadeBand(RenderBand& band);
+    void shadeBand(RenderBand& band) {
+        startBand(band);
+        finishBand();
+    }
+    /// The two halves of shadeBand, for drawing the next band while this one is shaded:
+    /// startBand has the helper threads begin on the band's columns and returns at once
+    /// (with no helpers it shades the whole band); finishBand shades what is left on the
+    /// calling thread too and returns once the band is done. The band must stay untouched
+    /// in between, and each startBand needs its finishBand before the next.
+    void startBand(RenderBand& band);
+    void finishBand();
+    /// Stops the band being shaded as soon as its threads have finished their columns,
+    /// leaving the rest unshaded (for a drawing that is given up); never throws.
+    void abandonBand() noexcept;
     /// Shades the pixels x0 to x1 - 1 of row y with `work`, on the calling thread.
     void shadeRun(RenderBand& band, const ShadeWork& work, std::int32_t y, std::int32_t x0,
                   std::int32_t x1) {
@@ -82,4 +97,9 @@ private:
     /// One a thread of the team (the calling thread's first).
     std::vector<Scratch> scratch_;
     std::unique_ptr<WorkerTeam> team_;
+    /// The band being shaded between startBand and finishBand, the next of its columns
+    /// to take (by its left edge), and the team's work on it.
+    RenderBand* band_ = nullptr;
+    std::atomic<std::int32_t> nextColumn_{0};
+    std::function<void(unsigned)> columnWork_;
 };

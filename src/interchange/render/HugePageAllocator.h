@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 /// Memory for the large arrays a rendering makes afresh (shadow records and lists of
@@ -43,3 +45,26 @@ public:
 };
 
 template <class T> using HugePageVector = std::vector<T, HugePageAllocator<T>>;
+
+/// A HugePageAllocator whose vectors, made or grown without a value, leave plain elements
+/// as the memory has them: for the big arrays whose every element used is written before
+/// it is read, which clearing would only cost a pass over memory (and, fresh, its page
+/// clearing on the thread that clears rather than on those that fill).
+template <class T> class UninitialisedHugePageAllocator : public HugePageAllocator<T> {
+public:
+    template <class U> struct rebind { using other = UninitialisedHugePageAllocator<U>; };
+
+    UninitialisedHugePageAllocator() = default;
+    template <class U>
+    UninitialisedHugePageAllocator(const UninitialisedHugePageAllocator<U>&) noexcept {}
+
+    template <class U> void construct(U* p) noexcept(std::is_nothrow_default_constructible_v<U>) {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... Args> void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+
+template <class T>
+using UninitialisedHugePageVector = std::vector<T, UninitialisedHugePageAllocator<T>>;

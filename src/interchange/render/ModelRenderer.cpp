@@ -78,12 +78,33 @@ void ModelRenderer::run() {
     bandRows_ = static_cast<std::int32_t>(
         std::clamp<std::int64_t>(options_.bandPixels / width_, 1, height_));
     bin();
-    band_.allocate(width_, bandRows_, !shadows_->empty());
-    for (std::size_t b = 0; b < trianglesOfBand_.size(); ++b) {
-        const std::int32_t top = static_cast<std::int32_t>(b) * bandRows_;
-        const std::int32_t bottom = std::min(height_, top + bandRows_);
-        drawBand(top, bottom, trianglesOfBand_[b]);
-        flushBand();
+    const std::size_t bands = trianglesOfBand_.size();
+    for (std::size_t b = 0; b < std::min<std::size_t>(bands, 2); ++b) {
+        bands_[b].allocate(width_, bandRows_, !shadows_->empty());
+    }
+    try {
+        for (std::size_t b = 0; b < bands; ++b) {
+            RenderBand& band = bands_[b % 2];
+            const std::int32_t top = static_cast<std::int32_t>(b) * bandRows_;
+            const std::int32_t bottom = std::min(height_, top + bandRows_);
+            drawBand(band, top, bottom, trianglesOfBand_[b]);
+            // The band before was shaded by the helpers meanwhile: the drawing thread
+            // joins in, starts them on this band and hands the one before to the buffer.
+            shader_->finishBand();
+            if (!options_.immediateShading) {
+                shader_->startBand(band);
+            }
+            if (b > 0) {
+                flushBand(bands_[(b - 1) % 2]);
+            }
+        }
+        shader_->finishBand();
+    } catch (...) {
+        shader_->abandonBand();
+        throw;
+    }
+    if (bands > 0) {
+        flushBand(bands_[(bands - 1) % 2]);
     }
     buffer_.finish();
 }
@@ -216,9 +237,9 @@ bool ModelRenderer::screenBox(const MeshModel::Mesh& mesh, const MeshCache& cach
     return true;
 }
 
-void ModelRenderer::drawBand(std::int32_t top, std::int32_t bottom,
+void ModelRenderer::drawBand(RenderBand& band, std::int32_t top, std::int32_t bottom,
                              const std::vector<std::uint32_t>& triangles) {
-    band_.start(top, bottom);
+    band.start(top, bottom);
     std::size_t m = 0;
     for (std::uint32_t id : triangles) {
         // Ids rise through the band's list, and so do their meshes.
@@ -226,16 +247,14 @@ void ModelRenderer::drawBand(std::int32_t top, std::int32_t bottom,
             ++m;
         }
         const MeshModel::Mesh& mesh = *meshes_[m];
-        drawTriangle(mesh, caches_[m], mesh.triangles[id - meshFirstTriangle_[m]], id);
+        drawTriangle(band, mesh, caches_[m], mesh.triangles[id - meshFirstTriangle_[m]], id);
         tick();
-    }
-    if (!options_.immediateShading) {
-        shader_->shadeBand(band_);
     }
 }
 
-void ModelRenderer::drawTriangle(const MeshModel::Mesh& mesh, const MeshCache& cache,
-                                 const MeshModel::Triangle& t, std::uint32_t id) {
+void ModelRenderer::drawTriangle(RenderBand& band, const MeshModel::Mesh& mesh,
+                                 const MeshCache& cache, const MeshModel::Triangle& t,
+                                 std::uint32_t id) {
     if (repeatsOnePoint(t)) {
         return;
     }
@@ -267,7 +286,7 @@ void ModelRenderer::drawTriangle(const MeshModel::Mesh& mesh, const MeshCache& c
                                  : defaultModelColour;
     shader_->prepare(shade_, t.plane, colour, materialId, id, corners);
     if (!any) {
-        filler_->fillPolygon(band_, shade_, corners, 3);
+        filler_->fillPolygon(band, shade_, corners, 3);
         return;
     }
     polygon_.assign(corners, corners + 3);
@@ -280,34 +299,34 @@ void ModelRenderer::drawTriangle(const MeshModel::Mesh& mesh, const MeshCache& c
             project(v);
         }
     }
-    filler_->fillPolygon(band_, shade_, polygon_.data(), n);
+    filler_->fillPolygon(band, shade_, polygon_.data(), n);
 }
 
-void ModelRenderer::flushBand() {
+void ModelRenderer::flushBand(const RenderBand& band) {
     const auto w = static_cast<std::size_t>(width_);
     std::vector<double> depths(w);
     std::vector<std::uint8_t> colours(4 * w);
     std::vector<std::uint32_t> covered(w);
-    for (std::int32_t y = band_.top; y < band_.bottom; ++y) {
-        const std::size_t row = band_.rowStart(y);
+    for (std::int32_t y = band.top; y < band.bottom; ++y) {
+        const std::size_t row = band.rowStart(y);
         for (std::size_t x = 0; x < w; ++x) {
-            depths[x] = band_.codes[row + x];
-            const std::uint32_t c = band_.colours[row + x];
+            depths[x] = band.codes[row + x];
+            const std::uint32_t c = band.colours[row + x];
             colours[4 * x] = static_cast<std::uint8_t>(c);
             colours[4 * x + 1] = static_cast<std::uint8_t>(c >> 8);
             colours[4 * x + 2] = static_cast<std::uint8_t>(c >> 16);
             colours[4 * x + 3] = static_cast<std::uint8_t>(c >> 24);
         }
         const std::uint32_t* flags = nullptr;
-        if (band_.keepFlags) {
-            flags = band_.flags.data() + row;
+        if (band.keepFlags) {
+            flags = band.flags.data() + row;
         } else {
             // Without shadows the flags weren't kept: a depth means a drawn pixel.
             for (std::size_t x = 0; x < w; ++x) {
-                covered[x] = band_.codes[row + x] != depth::noDepth ? Buffer::coveredFlag : 0;
+                covered[x] = band.codes[row + x] != depth::noDepth ? Buffer::coveredFlag : 0;
             }
             flags = covered.data();
         }
-        buffer_.putRow(y, depths.data(), flags, colours.data(), band_.materials.data() + row);
+        buffer_.putRow(y, depths.data(), flags, colours.data(), band.materials.data() + row);
     }
 }

@@ -44,7 +44,9 @@ struct RenderOptions {
 ///
 /// Work is done in bands of rows small enough for the processor's caches: each triangle
 /// is first listed in the bands its rows reach, then each band is drawn from its list, in
-/// the model's order, shaded, and handed to the buffer row by row.
+/// the model's order, shaded, and handed to the buffer row by row. With more than one
+/// shading thread the bands overlap: while the helpers shade a band, the drawing thread
+/// hands the one before to the buffer and draws the next, then joins the shading.
 class ModelRenderer {
 public:
     ModelRenderer(const MeshModel& model, const Camera& camera, Buffer& buffer,
@@ -72,11 +74,11 @@ private:
     bool screenBox(const MeshModel::Mesh& mesh, const MeshCache& cache,
                    const MeshModel::Triangle& triangle, double& top, double& bottom, double& left,
                    double& right);
-    void drawBand(std::int32_t top, std::int32_t bottom,
+    void drawBand(RenderBand& band, std::int32_t top, std::int32_t bottom,
                   const std::vector<std::uint32_t>& triangles);
-    void drawTriangle(const MeshModel::Mesh& mesh, const MeshCache& cache,
+    void drawTriangle(RenderBand& band, const MeshModel::Mesh& mesh, const MeshCache& cache,
                       const MeshModel::Triangle& triangle, std::uint32_t id);
-    void flushBand();
+    void flushBand(const RenderBand& band);
     void project(ScreenVertex& v) const;
     void tick();
 
@@ -110,7 +112,8 @@ private:
     /// Per band, the ids of the triangles that reach its rows, rising.
     std::vector<std::vector<std::uint32_t>> trianglesOfBand_;
 
-    RenderBand band_;
+    /// Two bands, drawn in turn: one is shaded while the other is drawn.
+    RenderBand bands_[2];
     TriangleShade shade_;
     std::vector<ScreenVertex> polygon_;
     std::uint64_t trianglesDone_ = 0;

@@ -276,8 +276,9 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         }
         return reached;
     };
-    HugePageVector<Packed> packed(footprints.size());
-    HugePageVector<Nodes> nodes(footprints.size());
+    // Written for every listed triangle before it is read, and only those are read.
+    UninitialisedHugePageVector<Packed> packed(footprints.size());
+    UninitialisedHugePageVector<Nodes> nodes(footprints.size());
     inParts(footprints.size(), threads, [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             if (levelOf[i] == noLevel) {
@@ -308,7 +309,7 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
 
     // The lists by counting: the entries each node gets, their starts, then the entries,
     // placed in order of zLow, so that every list comes out nearest the light first.
-    HugePageVector<std::uint32_t> order;
+    UninitialisedHugePageVector<std::uint32_t> order;
     order.reserve(boundedCount);
     for (std::uint32_t i = 0; i < footprints.size(); ++i) {
         if (levelOf[i] != noLevel) {
@@ -317,13 +318,13 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
     }
     // A stable radix sort on zLow as floats (the order of equal ones kept).
     {
-        HugePageVector<std::uint32_t> keys(footprints.size());
+        UninitialisedHugePageVector<std::uint32_t> keys(footprints.size());
         for (const std::uint32_t i : order) {
             // Float bits to unsigned keys in the order of the floats.
             const std::uint32_t bits = std::bit_cast<std::uint32_t>(packed[i].zLow);
             keys[i] = bits & 0x80000000u ? ~bits : bits | 0x80000000u;
         }
-        HugePageVector<std::uint32_t> other(order.size());
+        UninitialisedHugePageVector<std::uint32_t> other(order.size());
         for (int shift = 0; shift < 32; shift += 8) {
             std::size_t counts[257] = {};
             for (const std::uint32_t i : order) {

@@ -18,9 +18,9 @@ WorkerTeam::~WorkerTeam() {
     }
 }
 
-void WorkerTeam::run(const std::function<void(unsigned)>& work) {
+void WorkerTeam::start(const std::function<void(unsigned)>& work) {
+    started_ = &work;
     if (helpers_.empty()) {
-        work(0);
         return;
     }
     {
@@ -30,20 +30,30 @@ void WorkerTeam::run(const std::function<void(unsigned)>& work) {
         failure_ = nullptr;
     }
     wake_.notify_all();
+}
+
+void WorkerTeam::finish() {
+    const std::function<void(unsigned)>* const work = started_;
+    if (!work) {
+        return;
+    }
+    started_ = nullptr;
     std::exception_ptr own;
     try {
-        work(0);
+        (*work)(0);
     } catch (...) {
         own = std::current_exception();
     }
     std::exception_ptr failure;
-    {
+    if (!helpers_.empty()) {
         // Closing the round: a helper that hasn't joined it yet won't.
         std::unique_lock<std::mutex> lock(mutex_);
         work_ = nullptr;
         done_.wait(lock, [this] { return active_ == 0; });
         failure = own ? own : failure_;
         failure_ = nullptr;
+    } else {
+        failure = own;
     }
     if (failure) {
         std::rethrow_exception(failure);

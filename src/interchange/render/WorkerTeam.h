@@ -31,7 +31,20 @@ public:
 
     /// Runs `work` as above. A failure in any member is thrown here once all have stopped
     /// (the first one caught).
-    void run(const std::function<void(unsigned member)>& work);
+    void run(const std::function<void(unsigned member)>& work) {
+        start(work);
+        finish();
+    }
+
+    /// The two halves of run, for overlapping a round with other work of the calling
+    /// thread: start hands `work` to the helpers and returns at once; finish runs it on the
+    /// calling thread, waits for the helpers as run does, and throws a failure of the
+    /// round. `work` must live until finish returns, and each start needs its finish
+    /// before the next.
+    void start(const std::function<void(unsigned member)>& work);
+    void finish();
+    /// Whether a round was started and not yet finished.
+    bool started() const { return started_ != nullptr; }
 
 private:
     void serve(unsigned member);
@@ -39,8 +52,10 @@ private:
     std::mutex mutex_;
     std::condition_variable wake_;
     std::condition_variable done_;
-    /// The work of the running round, or null between rounds.
+    /// The work of the running round, or null once the round is closed to helpers.
     const std::function<void(unsigned)>* work_ = nullptr;
+    /// The work started and not yet finished (the calling thread's only).
+    const std::function<void(unsigned)>* started_ = nullptr;
     /// Rises with each round, so that a helper joins a round at most once.
     std::uint64_t round_ = 0;
     /// Helpers working on the running round.
