@@ -601,7 +601,54 @@ inline void MipMap::levelTaps(int level, double x, double y, bool clampEdge,
     }
 }
 
-inline void MipMap::planSample(double x, double y, float footprint, bool clampEdge,
+/// levelTaps for a map that wraps on both axes (the point already moved by the tile
+/// origin), both axes at once: no edges, no partial cells, nothing outside. The same
+/// arithmetic in two lanes; the floor by truncation is exact within +-2^31, so points
+/// farther out (and NaN) are left to the general path: false.
+inline bool MipMap::wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
+    const double c = static_cast<double>(std::int64_t{1} << level);
+    const __m128d f =
+        _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(c / 2)), _mm_set1_pd(1 / c));
+    const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), f);
+    if (_mm_movemask_pd(_mm_cmplt_pd(magnitude, _mm_set1_pd(2147483647.0))) != 3) {
+        return false;
+    }
+    const __m128i truncated = _mm_cvttpd_epi32(f);
+    const __m128d d = _mm_cvtepi32_pd(truncated);
+    const __m128i above = _mm_castpd_si128(_mm_cmpgt_pd(d, f));
+    const __m128d fl = _mm_sub_pd(d, _mm_and_pd(_mm_castsi128_pd(above), _mm_set1_pd(1.0)));
+    const __m128d frac = _mm_sub_pd(f, fl);
+    const __m128d keep = _mm_sub_pd(_mm_set1_pd(1.0), frac);
+    _mm_storeu_pd(taps.wx, _mm_unpacklo_pd(keep, frac));
+    _mm_storeu_pd(taps.wy, _mm_unpackhi_pd(keep, frac));
+    // The comparison's lanes are 64 bits: its low halves, as 32-bit -1 or 0, adjust the cells.
+    const __m128i cells =
+        _mm_add_epi32(truncated, _mm_shuffle_epi32(above, _MM_SHUFFLE(3, 3, 2, 0)));
+    const std::uint32_t xMask = static_cast<std::uint32_t>(t.width - 1);
+    const std::uint32_t yMask = static_cast<std::uint32_t>(t.height - 1);
+    const std::uint32_t x0 = static_cast<std::uint32_t>(_mm_cvtsi128_si32(cells));
+    const std::uint32_t y0 =
+        static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(cells, 1)));
+    const std::uint32_t ix[2] = {t.xIndex[x0 & xMask], t.xIndex[(x0 + 1) & xMask]};
+    const std::uint32_t iy[2] = {t.yIndex[y0 & yMask], t.yIndex[(y0 + 1) & yMask]};
+    for (int i = 0; i < 2; ++i) {
+        for (int j = 0; j < 2; ++j) {
+            taps.texel[i * 2 + j] = t.texels + ix[i] + iy[j];
+        }
+    }
+    return true;
+#else
+    (void)level;
+    (void)x;
+    (void)y;
+    (void)taps;
+    return false;
+#endif
+}
+
+inline void MipMap::planSample(double x, double y, float footprint, bool clampEdge, bool wrapsBoth,
                                SamplePlan& plan, FootprintLog& log) const {
     plan.two = false;
     plan.t = 0;
@@ -619,6 +666,14 @@ inline void MipMap::planSample(double x, double y, float footprint, bool clampEd
             first = std::clamp(static_cast<int>(std::floor(L)), 0, levels - 2);
             plan.t = L - first;
             plan.two = true;
+        }
+    }
+    if (wrapsBoth) {
+        const double xs = x - offsetX;
+        const double ys = y - offsetY;
+        if (wrappedLevelTaps(first, xs, ys, plan.taps[0]) &&
+            (!plan.two || wrappedLevelTaps(first + 1, xs, ys, plan.taps[1]))) {
+            return;
         }
     }
     levelTaps(first, x, y, clampEdge, plan.taps[0]);
@@ -723,12 +778,14 @@ void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float
     // that the misses of random points (and their page walks, which a request waits on
     // before it retires) overlap, instead of one sample's work at a time holding them up.
     constexpr int block = 32;
+    const bool wrapsBoth = tiled && wrapX && wrapY;
     SamplePlan plans[2][block];
     FootprintLog log;
     auto planBlock = [&](int start, SamplePlan* out) {
         const int n = std::min(block, count - start);
         for (int k = 0; k < n; ++k) {
-            planSample(u[start + k], v[start + k], footprint[start + k], clampEdge, out[k], log);
+            planSample(u[start + k], v[start + k], footprint[start + k], clampEdge, wrapsBoth,
+                       out[k], log);
         }
         for (int k = 0; k < n; ++k) {
             // The four texels of each level: mostly one line, but a cell that crosses the

@@ -148,8 +148,9 @@ private:
     void allocateTexels();
     void fillBaseTexels();
     void levelTaps(int level, double x, double y, bool clampEdge, LevelTaps& taps) const;
-    void planSample(double x, double y, float footprint, bool clampEdge, SamplePlan& plan,
-                    FootprintLog& log) const;
+    bool wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const;
+    void planSample(double x, double y, float footprint, bool clampEdge, bool wrapsBoth,
+                    SamplePlan& plan, FootprintLog& log) const;
     void reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH, std::int32_t toW,
                 std::int32_t toH, Reporter* progress, unsigned total, unsigned& done);
 
