@@ -341,16 +341,20 @@ void MipMap::allocateTexels() {
 void MipMap::fillBaseTexels() {
     const Raster& base = *paddedLevels[0];
     const TexelLevel& level = texelLevels_[0];
-    for (std::int32_t y = 0; y < base.height; ++y) {
-        Texel* out = level.texels + level.yIndex[static_cast<std::size_t>(y)];
-        const std::size_t row = static_cast<std::size_t>(y) * base.width;
+    // Rows in pairs, the two texels of a column together: a pair fills whole lines, in order.
+    for (std::int32_t y0 = 0; y0 < base.height; y0 += 2) {
+        const std::int32_t rows = std::min(2, base.height - y0);
         for (std::int32_t x = 0; x < base.width; ++x) {
-            const std::size_t i = row + static_cast<std::size_t>(x);
-            Texel t{1, {0, 0, 0}, base.alpha ? base.alpha[i] : 1.0f};
-            if (base.rgb) {
-                std::memcpy(t.bgr, base.rgb + i * 3, 3);
+            for (std::int32_t y = y0; y < y0 + rows; ++y) {
+                const std::size_t i =
+                    static_cast<std::size_t>(y) * base.width + static_cast<std::size_t>(x);
+                Texel t{1, {0, 0, 0}, base.alpha ? base.alpha[i] : 1.0f};
+                if (base.rgb) {
+                    std::memcpy(t.bgr, base.rgb + i * 3, 3);
+                }
+                level.texels[level.xIndex[static_cast<std::size_t>(x)] +
+                             level.yIndex[static_cast<std::size_t>(y)]] = t;
             }
-            out[level.xIndex[static_cast<std::size_t>(x)]] = t;
         }
     }
 }
@@ -413,6 +417,11 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
         }
         float* out = acrossFloat.data() + static_cast<std::size_t>(slot) * n * 4;
         for (std::size_t X = 0; X < n; ++X, src += 4, out += 4) {
+            // The row's texels are not in address order, so the processor doesn't read
+            // ahead by itself: a few columns on.
+            if (X + 16 < n && src[64] >= 0) {
+                __builtin_prefetch(in + from.xIndex[static_cast<std::size_t>(src[64])]);
+            }
 #if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
             const __m128i zero = _mm_setzero_si128();
             __m128 sum = _mm_setzero_ps();
