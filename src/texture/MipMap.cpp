@@ -152,6 +152,39 @@ template <class Texel> int leadingBytes(const Texel* t) {
     return word;
 }
 
+/// The offsets of columns and rows of a w x h level (powers of two) whose texels are stored
+/// in the order of interleaved coordinate bits, x's first; once the shorter side's bits run
+/// out the longer side's follow.
+void interleavedIndices(std::int32_t w, std::int32_t h, std::vector<std::uint32_t>& xIndex,
+                        std::vector<std::uint32_t>& yIndex) {
+    const int xBits = ceilLog2(w);
+    const int yBits = ceilLog2(h);
+    int xPosition[32] = {};
+    int yPosition[32] = {};
+    int position = 0;
+    for (int b = 0; b < std::max(xBits, yBits); ++b) {
+        if (b < xBits) {
+            xPosition[b] = position++;
+        }
+        if (b < yBits) {
+            yPosition[b] = position++;
+        }
+    }
+    auto spread = [](std::int32_t n, int bits, const int* positions,
+                     std::vector<std::uint32_t>& index) {
+        index.resize(static_cast<std::size_t>(n));
+        for (std::int32_t i = 0; i < n; ++i) {
+            std::uint32_t v = 0;
+            for (int b = 0; b < bits; ++b) {
+                v |= static_cast<std::uint32_t>((i >> b) & 1) << positions[b];
+            }
+            index[static_cast<std::size_t>(i)] = v;
+        }
+    };
+    spread(w, xBits, xPosition, xIndex);
+    spread(h, yBits, yPosition, yIndex);
+}
+
 /// Texel stores above this size are aligned for, and asked to get, huge pages: random reads
 /// over a large level otherwise pay a page walk for most texels.
 constexpr std::size_t hugePage = std::size_t{1} << 21;
@@ -265,12 +298,17 @@ MipMap::MipMap(std::int32_t w, std::int32_t h, const std::uint8_t* rgb, const fl
 void MipMap::allocateTexels() {
     const std::int32_t P = paddedLevels[0]->width;
     const std::int32_t Q = paddedLevels[0]->height;
+    if (static_cast<std::uint64_t>(P) * static_cast<std::uint64_t>(Q) > 0xFFFFFFFFu) {
+        // Texel indices are 32 bits; such a map would need 32 GiB of texels anyway.
+        throw std::bad_alloc();
+    }
     std::size_t count = 0;
     texelLevels_.resize(static_cast<std::size_t>(levels));
     for (int l = 0; l < levels; ++l) {
         TexelLevel& t = texelLevels_[static_cast<std::size_t>(l)];
         t.width = std::max(1, P >> l);
         t.height = std::max(1, Q >> l);
+        interleavedIndices(t.width, t.height, t.xIndex, t.yIndex);
         // Each level starts on a cache line, so a texel pair never needs a third line.
         count += (static_cast<std::size_t>(t.width) * static_cast<std::size_t>(t.height) + 7) &
                  ~std::size_t{7};
@@ -302,14 +340,22 @@ void MipMap::allocateTexels() {
 
 void MipMap::fillBaseTexels() {
     const Raster& base = *paddedLevels[0];
-    Texel* out = texelLevels_[0].texels;
-    const std::size_t n = static_cast<std::size_t>(base.width) * base.height;
-    for (std::size_t i = 0; i < n; ++i) {
-        Texel t{1, {0, 0, 0}, base.alpha ? base.alpha[i] : 1.0f};
-        if (base.rgb) {
-            std::memcpy(t.bgr, base.rgb + i * 3, 3);
+    const TexelLevel& level = texelLevels_[0];
+    // Rows in pairs, the two texels of a column together: a pair fills whole lines, in order.
+    for (std::int32_t y0 = 0; y0 < base.height; y0 += 2) {
+        const std::int32_t rows = std::min(2, base.height - y0);
+        for (std::int32_t x = 0; x < base.width; ++x) {
+            for (std::int32_t y = y0; y < y0 + rows; ++y) {
+                const std::size_t i =
+                    static_cast<std::size_t>(y) * base.width + static_cast<std::size_t>(x);
+                Texel t{1, {0, 0, 0}, base.alpha ? base.alpha[i] : 1.0f};
+                if (base.rgb) {
+                    std::memcpy(t.bgr, base.rgb + i * 3, 3);
+                }
+                level.texels[level.xIndex[static_cast<std::size_t>(x)] +
+                             level.yIndex[static_cast<std::size_t>(y)]] = t;
+            }
         }
-        out[i] = t;
     }
 }
 
@@ -322,7 +368,6 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
     // source row, then four of those are filtered down. A skipped tap reads the empty texel
     // (coverage 0, so it adds nothing), a skipped row a row of zeros.
     const std::size_t n = static_cast<std::size_t>(toW);
-    std::vector<const Texel*> columnTaps(n * 4);
     std::vector<std::int32_t> column(n * 4);
     for (std::int32_t X = 0; X < toW; ++X) {
         std::int32_t s[4];
@@ -339,9 +384,11 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
     std::int32_t key[4] = {-1, -1, -1, -1};
 
     auto filterAcross = [&](std::int32_t row, int slot) {
-        const Texel* in = from.texels + static_cast<std::size_t>(row) * from.width;
+        const Texel* in = from.texels + from.yIndex[static_cast<std::size_t>(row)];
         const std::int32_t* src = column.data();
-        auto tap = [&](int k) { return src[k] >= 0 ? in + src[k] : &m_emptyTexel; };
+        auto tap = [&](int k) {
+            return src[k] >= 0 ? in + from.xIndex[static_cast<std::size_t>(src[k])] : &m_emptyTexel;
+        };
         if (!weighted) {
             std::uint16_t* out = acrossInt.data() + static_cast<std::size_t>(slot) * n * 4;
             for (std::size_t X = 0; X < n; ++X, src += 4, out += 4) {
@@ -370,6 +417,11 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
         }
         float* out = acrossFloat.data() + static_cast<std::size_t>(slot) * n * 4;
         for (std::size_t X = 0; X < n; ++X, src += 4, out += 4) {
+            // The row's texels are not in address order, so the processor doesn't read
+            // ahead by itself: a few columns on.
+            if (X + 16 < n && src[64] >= 0) {
+                __builtin_prefetch(in + from.xIndex[static_cast<std::size_t>(src[64])]);
+            }
 #if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
             const __m128i zero = _mm_setzero_si128();
             __m128 sum = _mm_setzero_ps();
@@ -420,7 +472,8 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
             slots[k] = slot;
         }
         const std::size_t outRow = static_cast<std::size_t>(Y) * to.width;
-        Texel* texels = to.texels + outRow;
+        Texel* texels = to.texels + to.yIndex[static_cast<std::size_t>(Y)];
+        const std::uint32_t* xIndex = to.xIndex.data();
         std::uint8_t* rgb = raster.rgb ? raster.rgb + outRow * 3 : nullptr;
         if (!weighted) {
             const std::uint16_t* r[4];
@@ -441,7 +494,8 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
                 std::uint8_t b[8];
                 _mm_storel_epi64(reinterpret_cast<__m128i*>(b), bytes);
                 for (int p = 0; p < 2; ++p) {
-                    texels[X + p] = Texel{1, {b[p * 4 + 1], b[p * 4 + 2], b[p * 4 + 3]}, 1.0f};
+                    texels[xIndex[X + p]] =
+                        Texel{1, {b[p * 4 + 1], b[p * 4 + 2], b[p * 4 + 3]}, 1.0f};
                 }
             }
 #endif
@@ -454,11 +508,11 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
                     }
                     t.bgr[c] = static_cast<std::uint8_t>(sum >> 8);
                 }
-                texels[X] = t;
+                texels[xIndex[X]] = t;
             }
             if (rgb) {
                 for (std::size_t i = 0; i < n; ++i) {
-                    std::memcpy(rgb + i * 3, texels[i].bgr, 3);
+                    std::memcpy(rgb + i * 3, texels[xIndex[i]].bgr, 3);
                 }
             }
         } else {
@@ -509,7 +563,7 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
                 if (!hasColour) {
                     t.bgr[0] = t.bgr[1] = t.bgr[2] = 0;
                 }
-                texels[X] = t;
+                texels[xIndex[X]] = t;
                 outA[X] = a;
                 if (rgb) {
                     std::memcpy(rgb + X * 3, t.bgr, 3);
@@ -517,14 +571,20 @@ void MipMap::reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH,
             }
         }
         // The padding of an untiled level holds empty texels.
-        std::fill(texels + n, texels + to.width, m_emptyTexel);
+        for (std::size_t X = n; X < static_cast<std::size_t>(to.width); ++X) {
+            texels[xIndex[X]] = m_emptyTexel;
+        }
         done += static_cast<unsigned>(toW);
         if (progress && (Y & 63) == 63 && progress->report(total, std::min(done, total), 0.0)) {
             throw Reporter::Abandoned();
         }
     }
-    std::fill(to.texels + static_cast<std::size_t>(toH) * to.width,
-              to.texels + static_cast<std::size_t>(to.height) * to.width, m_emptyTexel);
+    for (std::int32_t Y = toH; Y < to.height; ++Y) {
+        Texel* texels = to.texels + to.yIndex[static_cast<std::size_t>(Y)];
+        for (const std::uint32_t X : to.xIndex) {
+            texels[X] = m_emptyTexel;
+        }
+    }
 }
 
 inline void MipMap::levelTaps(int level, double x, double y, bool clampEdge,
@@ -545,14 +605,59 @@ inline void MipMap::levelTaps(int level, double x, double y, bool clampEdge,
         for (int j = 0; j < 2; ++j) {
             // A cell outside the image reads the empty texel: coverage 0, so it adds nothing.
             const bool inside = ax.inside[i] && ay.inside[j];
-            const std::size_t at =
-                inside ? static_cast<std::size_t>(ay.cell[j] * t.width + ax.cell[i]) : 0;
-            taps.texel[i * 2 + j] = inside ? t.texels + at : &m_emptyTexel;
+            taps.texel[i * 2 + j] = inside ? t.at(ax.cell[i], ay.cell[j]) : &m_emptyTexel;
         }
     }
 }
 
-inline void MipMap::planSample(double x, double y, float footprint, bool clampEdge,
+/// levelTaps for a map that wraps on both axes (the point already moved by the tile
+/// origin), both axes at once: no edges, no partial cells, nothing outside. The same
+/// arithmetic in two lanes; the floor by truncation is exact within +-2^31, so points
+/// farther out (and NaN) are left to the general path: false.
+inline bool MipMap::wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
+    const double c = static_cast<double>(std::int64_t{1} << level);
+    const __m128d f =
+        _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(c / 2)), _mm_set1_pd(1 / c));
+    const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), f);
+    if (_mm_movemask_pd(_mm_cmplt_pd(magnitude, _mm_set1_pd(2147483647.0))) != 3) {
+        return false;
+    }
+    const __m128i truncated = _mm_cvttpd_epi32(f);
+    const __m128d d = _mm_cvtepi32_pd(truncated);
+    const __m128i above = _mm_castpd_si128(_mm_cmpgt_pd(d, f));
+    const __m128d fl = _mm_sub_pd(d, _mm_and_pd(_mm_castsi128_pd(above), _mm_set1_pd(1.0)));
+    const __m128d frac = _mm_sub_pd(f, fl);
+    const __m128d keep = _mm_sub_pd(_mm_set1_pd(1.0), frac);
+    _mm_storeu_pd(taps.wx, _mm_unpacklo_pd(keep, frac));
+    _mm_storeu_pd(taps.wy, _mm_unpackhi_pd(keep, frac));
+    // The comparison's lanes are 64 bits: its low halves, as 32-bit -1 or 0, adjust the cells.
+    const __m128i cells =
+        _mm_add_epi32(truncated, _mm_shuffle_epi32(above, _MM_SHUFFLE(3, 3, 2, 0)));
+    const std::uint32_t xMask = static_cast<std::uint32_t>(t.width - 1);
+    const std::uint32_t yMask = static_cast<std::uint32_t>(t.height - 1);
+    const std::uint32_t x0 = static_cast<std::uint32_t>(_mm_cvtsi128_si32(cells));
+    const std::uint32_t y0 =
+        static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(cells, 1)));
+    const std::uint32_t ix[2] = {t.xIndex[x0 & xMask], t.xIndex[(x0 + 1) & xMask]};
+    const std::uint32_t iy[2] = {t.yIndex[y0 & yMask], t.yIndex[(y0 + 1) & yMask]};
+    for (int i = 0; i < 2; ++i) {
+        for (int j = 0; j < 2; ++j) {
+            taps.texel[i * 2 + j] = t.texels + ix[i] + iy[j];
+        }
+    }
+    return true;
+#else
+    (void)level;
+    (void)x;
+    (void)y;
+    (void)taps;
+    return false;
+#endif
+}
+
+inline void MipMap::planSample(double x, double y, float footprint, bool clampEdge, bool wrapsBoth,
                                SamplePlan& plan, FootprintLog& log) const {
     plan.two = false;
     plan.t = 0;
@@ -570,6 +675,14 @@ inline void MipMap::planSample(double x, double y, float footprint, bool clampEd
             first = std::clamp(static_cast<int>(std::floor(L)), 0, levels - 2);
             plan.t = L - first;
             plan.two = true;
+        }
+    }
+    if (wrapsBoth) {
+        const double xs = x - offsetX;
+        const double ys = y - offsetY;
+        if (wrappedLevelTaps(first, xs, ys, plan.taps[0]) &&
+            (!plan.two || wrappedLevelTaps(first + 1, xs, ys, plan.taps[1]))) {
+            return;
         }
     }
     levelTaps(first, x, y, clampEdge, plan.taps[0]);
@@ -674,19 +787,23 @@ void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float
     // that the misses of random points (and their page walks, which a request waits on
     // before it retires) overlap, instead of one sample's work at a time holding them up.
     constexpr int block = 32;
+    const bool wrapsBoth = tiled && wrapX && wrapY;
     SamplePlan plans[2][block];
     FootprintLog log;
     auto planBlock = [&](int start, SamplePlan* out) {
         const int n = std::min(block, count - start);
         for (int k = 0; k < n; ++k) {
-            planSample(u[start + k], v[start + k], footprint[start + k], clampEdge, out[k], log);
+            planSample(u[start + k], v[start + k], footprint[start + k], clampEdge, wrapsBoth,
+                       out[k], log);
         }
         for (int k = 0; k < n; ++k) {
-            // The two rows of each level; a row's second texel shares the first one's line
-            // seven times out of eight.
+            // The four texels of each level: mostly one line, but a cell that crosses the
+            // border of a 4 x 2 block of texels spans two lines or four. (Asking for each
+            // line only once measured no faster: a repeated request is cheap.)
             for (int l = 0; l < (out[k].two ? 2 : 1); ++l) {
-                __builtin_prefetch(out[k].taps[l].texel[0]);
-                __builtin_prefetch(out[k].taps[l].texel[1]);
+                for (const Texel* t : out[k].taps[l].texel) {
+                    __builtin_prefetch(t);
+                }
             }
         }
     };

@@ -106,11 +106,21 @@ private:
         std::uint8_t bgr[3];
         float alpha;
     };
-    /// One padded level of texels (a map without alpha holds coverage 1.0).
+    /// One padded level of texels (a map without alpha holds coverage 1.0), in the order of
+    /// interleaved coordinate bits (x0, y0, x1, y1, ...; the longer side's remaining bits on
+    /// top): a 64-byte line holds 4 x 2 texels and a 4 KiB page 32 x 16, so a bilinear cell
+    /// mostly lies in one line and nearly always in one page. Texel (x, y) is at
+    /// `texels[xIndex[x] + yIndex[y]]`.
     struct TexelLevel {
         std::int32_t width = 0;
         std::int32_t height = 0;
         Texel* texels = nullptr;
+        std::vector<std::uint32_t> xIndex;
+        std::vector<std::uint32_t> yIndex;
+        const Texel* at(std::int64_t x, std::int64_t y) const {
+            return texels + xIndex[static_cast<std::size_t>(x)] +
+                   yIndex[static_cast<std::size_t>(y)];
+        }
     };
     struct TexelStoreFree {
         void operator()(Texel* p) const;
@@ -138,8 +148,9 @@ private:
     void allocateTexels();
     void fillBaseTexels();
     void levelTaps(int level, double x, double y, bool clampEdge, LevelTaps& taps) const;
-    void planSample(double x, double y, float footprint, bool clampEdge, SamplePlan& plan,
-                    FootprintLog& log) const;
+    bool wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const;
+    void planSample(double x, double y, float footprint, bool clampEdge, bool wrapsBoth,
+                    SamplePlan& plan, FootprintLog& log) const;
     void reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH, std::int32_t toW,
                 std::int32_t toH, Reporter* progress, unsigned total, unsigned& done);
 

@@ -393,6 +393,8 @@ TEST(MipMapExactness, LevelsAndSamplesAreThoseOfThePlainLoops) {
         {5, 3, true, true, true},     // small: the last levels are 1 pixel wide
         {1, 1, true, true, false},    // one level
         {9, 1, true, false, false},   // one row
+        {130, 6, true, true, true},   // far wider than high: the width's bits outlast the height's
+        {3, 70, true, true, false},   // far higher than wide, untiled
     };
     unsigned seed = 1;
     for (const Case& c : cases) {
