@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 
 namespace tex {
@@ -37,6 +38,51 @@ double pixelFootprint(const Vector<2>& hx, const Vector<2>& hy) {
     const double width = 2 * (std::abs(hx.x()) + std::abs(hy.x()));
     const double height = 2 * (std::abs(hx.y()) + std::abs(hy.y()));
     return balanceFootprint(width, height);
+}
+
+/// Copies `count` depth codes and materials of row y from column x on into `codes` and
+/// `mats`, a tile's run at a time; cells outside the image get no depth and material 0.
+void readDepthRow(const ZmapDocument& document, std::int32_t x, std::int32_t y, std::int32_t count,
+                  std::uint32_t* codes, MaterialId* mats) {
+    std::int32_t k = 0;
+    auto outside = [&](std::int32_t upTo) {
+        for (; k < upTo; ++k) {
+            codes[k] = depth::noDepth;
+            mats[k] = 0;
+        }
+    };
+    if (y < 0 || y >= document.height() || !document.z) {
+        outside(count);
+        return;
+    }
+    outside(std::min(count, -x));
+    const std::int32_t end = std::min(count, document.width() - x);
+    TileHandle zHold;
+    TileHandle matHold;
+    while (k < end) {
+        const std::uint8_t* run = nullptr;
+        const std::int32_t length =
+            std::min(document.z->runForRead(x + k, y, zHold, &run), end - k);
+        if (length <= 0) {
+            break;
+        }
+        std::memcpy(codes + k, run, static_cast<std::size_t>(length) * sizeof(std::uint32_t));
+        std::int32_t m = 0;
+        while (document.mat && m < length) {
+            const std::uint8_t* matRun = nullptr;
+            const std::int32_t matLength =
+                std::min(document.mat->runForRead(x + k + m, y, matHold, &matRun), length - m);
+            if (matLength <= 0) {
+                break;
+            }
+            std::memcpy(mats + k + m, matRun,
+                        static_cast<std::size_t>(matLength) * sizeof(MaterialId));
+            m += matLength;
+        }
+        std::fill(mats + k + m, mats + k + length, MaterialId{0});
+        k += length;
+    }
+    outside(count);
 }
 
 } // namespace
@@ -184,6 +230,35 @@ void TextureToolPlane::computeRows() {
     const Vector<3> shift = Vector<3>(pod[3]) - toVector(axes_.origin);
     uBase_ = dot(shift, ru) + placing_.hook.x();
     vBase_ = dot(shift, rv) + placing_.hook.y();
+
+    flat_ = FlatMap();
+    flat_.uBase = uBase_;
+    flat_.vBase = vBase_;
+    switch (view_->viewType()) {
+    case ViewProj::perspectiveView:
+        // (x w, y w, w): a coordinate is w (row . (x, y, 1)).
+        flat_.s = 1;
+        flat_.t = view_->depthOffset();
+        for (int i = 0; i < 3; ++i) {
+            flat_.u[i] = uRow_[i];
+            flat_.v[i] = vRow_[i];
+        }
+        break;
+    case ViewProj::parallelView:
+        // (x, y, code): the row straight, the code's term in d.
+        flat_.t = 1;
+        flat_.u[0] = uRow_[0];
+        flat_.u[1] = uRow_[1];
+        flat_.u[3] = uRow_[2];
+        flat_.v[0] = vRow_[0];
+        flat_.v[1] = vRow_[1];
+        flat_.v[3] = vRow_[2];
+        break;
+    case ViewProj::cubicView:
+    case ViewProj::unknownView:
+        // Cube images go through mapPixel; an unknown view maps everything to the base.
+        break;
+    }
 }
 
 Point<2> TextureToolPlane::rasterPoint(const Point<3>& world) const {
@@ -208,41 +283,71 @@ double TextureToolPlane::pixelCode(std::int32_t x, std::int32_t y, std::uint32_t
     return hasDepth(code) ? code : depth::farCode;
 }
 
-double TextureToolPlane::flatFootprint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
-                                       const Point<2>& centre, const std::uint32_t* codes[3],
-                                       const MaterialId* mats[3], std::int32_t column) const {
-    const double code = pixelCode(x, y, codes[1][column]);
-    // The raster step from the pixel's centre to the middle of its right (or, mirrored, its
-    // left) edge, and to the middle of its lower (or upper) edge.
-    auto halfStep = [&](int dx, int dy) {
-        for (const int sign : {1, -1}) {
-            const std::int32_t nx = x + sign * dx;
-            const std::int32_t ny = y + sign * dy;
-            const double ex = x + 0.5 * sign * dx;
-            const double ey = y + 0.5 * sign * dy;
-            double edgeCode = 0;
-            if (usePlaneDepth_) {
-                if (!planeDepth_.depthCode(Point<2>(ex, ey), edgeCode) ||
-                    !(edgeCode < depth::farCode)) {
-                    continue;
-                }
-            } else {
-                if (nx < 0 || ny < 0 || nx >= document.width() || ny >= document.height()) {
-                    continue;
-                }
-                const std::uint32_t neighbour = codes[1 + sign * dy][column + sign * dx];
-                if (!hasDepth(codes[1][column]) || !hasDepth(neighbour) ||
-                    mats[1 + sign * dy][column + sign * dx] != mats[1][column]) {
-                    continue;
-                }
-                edgeCode = 0.5 * (code + static_cast<double>(neighbour));
-            }
-            return (mapPixel(ex, ey, edgeCode) - centre) * static_cast<double>(sign);
-        }
-        // No neighbour on the same surface either side: the pixel at its own depth.
-        return mapPixel(x + 0.5 * dx, y + 0.5 * dy, code) - centre;
+void TextureToolPlane::flatSample(std::int32_t x, std::int32_t y,
+                                  const std::uint32_t* const codes[3],
+                                  const MaterialId* const mats[3], std::int32_t column, float& u,
+                                  float& v, float& footprint) const {
+    const FlatMap& m = flat_;
+    // The raster point of pixel position (px, py) at a real code.
+    auto map = [&m](double px, double py, double code, double& mu, double& mv) {
+        const double w = m.s * code + m.t;
+        mu = w * (m.u[0] * px + m.u[1] * py + m.u[2]) + m.u[3] * code + m.uBase;
+        mv = w * (m.v[0] * px + m.v[1] * py + m.v[2]) + m.v[3] * code + m.vBase;
     };
-    return pixelFootprint(halfStep(1, 0), halfStep(0, 1));
+    const double fx = x;
+    const double fy = y;
+    const std::uint32_t own = codes[1][column];
+    double code = 0;
+    if (usePlaneDepth_) {
+        code = pixelCode(x, y, own);
+    } else {
+        code = hasDepth(own) ? own : depth::farCode;
+    }
+    double pu = 0;
+    double pv = 0;
+    map(fx, fy, code, pu, pv);
+
+    // The half step to the pixel's right (or, mirrored, left) edge and to its lower (or
+    // upper) edge. An edge lies at the mean code of the pixel and its neighbour there, when
+    // the neighbour has depth and the same material; with neither neighbour, at the pixel's
+    // own code. Cells outside the image hold no depth, so they never count as neighbours.
+    auto halfStep = [&](int dx, int dy, double& hu, double& hv) {
+        double edgeCode = code;
+        double sign = 1;
+        if (usePlaneDepth_) {
+            for (const double s : {1.0, -1.0}) {
+                double c = 0;
+                if (planeDepth_.depthCode(Point<2>(fx + 0.5 * s * dx, fy + 0.5 * s * dy), c) &&
+                    c < depth::farCode) {
+                    edgeCode = c;
+                    sign = s;
+                    break;
+                }
+            }
+        } else if (hasDepth(own)) {
+            const MaterialId material = mats[1][column];
+            const std::uint32_t after = codes[1 + dy][column + dx];
+            const std::uint32_t before = codes[1 - dy][column - dx];
+            if (hasDepth(after) && mats[1 + dy][column + dx] == material) {
+                edgeCode = 0.5 * (code + static_cast<double>(after));
+            } else if (hasDepth(before) && mats[1 - dy][column - dx] == material) {
+                edgeCode = 0.5 * (code + static_cast<double>(before));
+                sign = -1;
+            }
+        }
+        double eu = 0;
+        double ev = 0;
+        map(fx + 0.5 * sign * dx, fy + 0.5 * sign * dy, edgeCode, eu, ev);
+        hu = (eu - pu) * sign;
+        hv = (ev - pv) * sign;
+    };
+    double xu = 0, xv = 0, yu = 0, yv = 0;
+    halfStep(1, 0, xu, xv);
+    halfStep(0, 1, yu, yv);
+    u = static_cast<float>(pu);
+    v = static_cast<float>(pv);
+    footprint = static_cast<float>(
+        balanceFootprint(2 * (std::abs(xu) + std::abs(yu)), 2 * (std::abs(xv) + std::abs(yv))));
 }
 
 double TextureToolPlane::cubicFootprint(const ZmapDocument& document, std::int32_t x,
@@ -301,27 +406,23 @@ bool TextureToolPlane::pixelSample(const ZmapDocument& document, std::int32_t x,
     if (!view_) {
         return false;
     }
-    const double code = pixelCode(x, y, document.zAt(x, y));
-    point = mapPixel(x, y, code);
     if (faceSize_ > 0) {
+        const double code = pixelCode(x, y, document.zAt(x, y));
+        point = mapPixel(x, y, code);
         footprint = cubicFootprint(document, x, y, point);
         return true;
     }
     std::uint32_t rowCodes[3][3];
     MaterialId rowMats[3][3];
     for (int r = 0; r < 3; ++r) {
-        for (int c = 0; c < 3; ++c) {
-            const std::int32_t nx = x + c - 1;
-            const std::int32_t ny = y + r - 1;
-            const bool inside =
-                nx >= 0 && ny >= 0 && nx < document.width() && ny < document.height();
-            rowCodes[r][c] = inside ? document.zAt(nx, ny) : depth::noDepth;
-            rowMats[r][c] = inside ? document.matAt(nx, ny) : MaterialId{0};
-        }
+        readDepthRow(document, x - 1, y + r - 1, 3, rowCodes[r], rowMats[r]);
     }
-    const std::uint32_t* codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
-    const MaterialId* mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
-    footprint = flatFootprint(document, x, y, point, codes, mats, 1);
+    const std::uint32_t* const codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
+    const MaterialId* const mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
+    float u = 0, v = 0, fp = 0;
+    flatSample(x, y, codes, mats, 1, u, v, fp);
+    point = Point<2>(u, v);
+    footprint = fp;
     return true;
 }
 
@@ -334,60 +435,39 @@ void TextureToolPlane::run(Span& span, int first, int last) {
     float u[maxSpanLength], v[maxSpanLength], fp[maxSpanLength], alpha[maxSpanLength];
     std::uint8_t rgb[maxSpanLength * 3];
     int n = 0;
-    if (faceSize_ > 0) {
-        for (int i = first; i < last; ++i) {
-            if (!(span.alpha[i] > 0)) {
-                continue;
-            }
-            const std::int32_t x = span.x + i;
-            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, document.zAt(x, span.y)));
-            u[n] = static_cast<float>(p.x());
-            v[n] = static_cast<float>(p.y());
-            fp[n] = static_cast<float>(cubicFootprint(document, x, span.y, p));
-            index[n++] = i;
-        }
-    } else {
-        // The depth and material of the rows above, on and below the run, one pixel wider
-        // on each side, read once.
-        std::uint32_t rowCodes[3][maxSpanLength + 2];
-        MaterialId rowMats[3][maxSpanLength + 2];
-        const std::int32_t x0 = span.x + first - 1;
-        const std::int32_t count = last - first + 2;
-        for (int r = 0; r < 3; ++r) {
-            const std::int32_t ry = span.y + r - 1;
-            TileHandle zHold;
-            TileHandle matHold;
-            std::int32_t zTile = -1;
-            std::int32_t matTile = -1;
-            const bool rowInside = ry >= 0 && ry < document.height();
-            for (std::int32_t k = 0; k < count; ++k) {
-                const std::int32_t rx = x0 + k;
-                if (rowInside && rx >= 0 && rx < document.width()) {
-                    rowCodes[r][k] = document.zAtCached(rx, ry, zHold, zTile);
-                    rowMats[r][k] = document.matAtCached(rx, ry, matHold, matTile);
-                } else {
-                    rowCodes[r][k] = depth::noDepth;
-                    rowMats[r][k] = 0;
-                }
-            }
-        }
-        const std::uint32_t* codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
-        const MaterialId* mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
-        for (int i = first; i < last; ++i) {
-            if (!(span.alpha[i] > 0)) {
-                continue;
-            }
-            const std::int32_t x = span.x + i;
-            const std::int32_t column = i - first + 1;
-            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, codes[1][column]));
-            u[n] = static_cast<float>(p.x());
-            v[n] = static_cast<float>(p.y());
-            fp[n] = static_cast<float>(flatFootprint(document, x, span.y, p, codes, mats, column));
+    for (int i = first; i < last; ++i) {
+        if (span.alpha[i] > 0) {
             index[n++] = i;
         }
     }
     if (n == 0) {
         return;
+    }
+    if (faceSize_ > 0) {
+        for (int k = 0; k < n; ++k) {
+            const std::int32_t x = span.x + index[k];
+            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, document.zAt(x, span.y)));
+            u[k] = static_cast<float>(p.x());
+            v[k] = static_cast<float>(p.y());
+            fp[k] = static_cast<float>(cubicFootprint(document, x, span.y, p));
+        }
+    } else {
+        // The depth and material of the rows above, on and below the covered run, one pixel
+        // wider on each side, read once.
+        const int lo = index[0];
+        const int hi = index[n - 1] + 1;
+        std::uint32_t rowCodes[3][maxSpanLength + 2];
+        MaterialId rowMats[3][maxSpanLength + 2];
+        const std::int32_t x0 = span.x + lo - 1;
+        for (int r = 0; r < 3; ++r) {
+            readDepthRow(document, x0, span.y + r - 1, hi - lo + 2, rowCodes[r], rowMats[r]);
+        }
+        const std::uint32_t* const codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
+        const MaterialId* const mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
+        for (int k = 0; k < n; ++k) {
+            const int i = index[k];
+            flatSample(span.x + i, span.y, codes, mats, i - lo + 1, u[k], v[k], fp[k]);
+        }
     }
     texture_->sample(rgb, alpha, u, v, fp, n);
     output_.write(span, index, rgb, alpha, n);
