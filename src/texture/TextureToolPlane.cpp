@@ -11,6 +11,12 @@
 #include <cstring>
 #include <numbers>
 
+// The SSE2 path and the plain one give the same results; QUORVALE_PLAIN_TEXTURE builds the
+// plain one on x86 too, so that it can be run against the tests there.
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#include <emmintrin.h>
+#endif
+
 namespace tex {
 
 namespace {
@@ -283,71 +289,169 @@ double TextureToolPlane::pixelCode(std::int32_t x, std::int32_t y, std::uint32_t
     return hasDepth(code) ? code : depth::farCode;
 }
 
-void TextureToolPlane::flatSample(std::int32_t x, std::int32_t y,
-                                  const std::uint32_t* const codes[3],
-                                  const MaterialId* const mats[3], std::int32_t column, float& u,
-                                  float& v, float& footprint) const {
-    const FlatMap& m = flat_;
-    // The raster point of pixel position (px, py) at a real code.
-    auto map = [&m](double px, double py, double code, double& mu, double& mv) {
-        const double w = m.s * code + m.t;
-        mu = w * (m.u[0] * px + m.u[1] * py + m.u[2]) + m.u[3] * code + m.uBase;
-        mv = w * (m.v[0] * px + m.v[1] * py + m.v[2]) + m.v[3] * code + m.vBase;
-    };
-    const double fx = x;
-    const double fy = y;
-    const std::uint32_t own = codes[1][column];
-    double code = 0;
-    if (usePlaneDepth_) {
-        code = pixelCode(x, y, own);
-    } else {
-        code = hasDepth(own) ? own : depth::farCode;
-    }
-    double pu = 0;
-    double pv = 0;
-    map(fx, fy, code, pu, pv);
-
-    // The half step to the pixel's right (or, mirrored, left) edge and to its lower (or
-    // upper) edge. An edge lies at the mean code of the pixel and its neighbour there, when
-    // the neighbour has depth and the same material; with neither neighbour, at the pixel's
-    // own code. Cells outside the image hold no depth, so they never count as neighbours.
-    auto halfStep = [&](int dx, int dy, double& hu, double& hv) {
-        double edgeCode = code;
-        double sign = 1;
+void TextureToolPlane::flatSamples(std::int32_t x0, std::int32_t y,
+                                   const std::uint32_t* const codes[3],
+                                   const MaterialId* const mats[3], const int* columns, int count,
+                                   float* u, float* v, float* footprint) const {
+    // First the choices, pixel by pixel: the pixel's code, and for each of its two half
+    // steps the code of the edge it goes to and the edge's offset from the centre. The
+    // pixel's right edge (or, mirrored, its left one) lies at the mean code of the pixel
+    // and its neighbour there, when the neighbour has depth and the same material; with
+    // neither neighbour, at the pixel's own code. The lower edge likewise. Cells outside
+    // the image hold no depth, so they never count as neighbours.
+    alignas(16) double px[maxSpanLength];
+    alignas(16) double code[maxSpanLength];
+    alignas(16) double xCode[maxSpanLength];
+    alignas(16) double xOffset[maxSpanLength];
+    alignas(16) double yCode[maxSpanLength];
+    alignas(16) double yOffset[maxSpanLength];
+    for (int k = 0; k < count; ++k) {
+        const int c = columns[k];
+        const std::int32_t x = x0 + c;
+        px[k] = x;
         if (usePlaneDepth_) {
-            for (const double s : {1.0, -1.0}) {
-                double c = 0;
-                if (planeDepth_.depthCode(Point<2>(fx + 0.5 * s * dx, fy + 0.5 * s * dy), c) &&
-                    c < depth::farCode) {
-                    edgeCode = c;
-                    sign = s;
-                    break;
+            // The plane's own codes at the centre and, where it shows, at the edges.
+            const double own = pixelCode(x, y, 0);
+            code[k] = own;
+            auto edge = [&](int dx, int dy, double& edgeCode, double& offset) {
+                for (const double sign : {0.5, -0.5}) {
+                    double e = 0;
+                    if (planeDepth_.depthCode(Point<2>(x + sign * dx, y + sign * dy), e) &&
+                        e < depth::farCode) {
+                        edgeCode = e;
+                        offset = sign;
+                        return;
+                    }
                 }
-            }
-        } else if (hasDepth(own)) {
-            const MaterialId material = mats[1][column];
-            const std::uint32_t after = codes[1 + dy][column + dx];
-            const std::uint32_t before = codes[1 - dy][column - dx];
-            if (hasDepth(after) && mats[1 + dy][column + dx] == material) {
-                edgeCode = 0.5 * (code + static_cast<double>(after));
-            } else if (hasDepth(before) && mats[1 - dy][column - dx] == material) {
-                edgeCode = 0.5 * (code + static_cast<double>(before));
-                sign = -1;
-            }
+                edgeCode = own;
+                offset = 0.5;
+            };
+            edge(1, 0, xCode[k], xOffset[k]);
+            edge(0, 1, yCode[k], yOffset[k]);
+            continue;
         }
-        double eu = 0;
-        double ev = 0;
-        map(fx + 0.5 * sign * dx, fy + 0.5 * sign * dy, edgeCode, eu, ev);
-        hu = (eu - pu) * sign;
-        hv = (ev - pv) * sign;
-    };
-    double xu = 0, xv = 0, yu = 0, yv = 0;
-    halfStep(1, 0, xu, xv);
-    halfStep(0, 1, yu, yv);
-    u = static_cast<float>(pu);
-    v = static_cast<float>(pv);
-    footprint = static_cast<float>(
-        balanceFootprint(2 * (std::abs(xu) + std::abs(yu)), 2 * (std::abs(xv) + std::abs(yv))));
+        const std::uint32_t own = codes[1][c];
+        if (!hasDepth(own)) {
+            code[k] = xCode[k] = yCode[k] = depth::farCode;
+            xOffset[k] = yOffset[k] = 0.5;
+            continue;
+        }
+        const double centre = own;
+        code[k] = centre;
+        const MaterialId material = mats[1][c];
+        auto edge = [&](std::uint32_t after, MaterialId afterMat, std::uint32_t before,
+                        MaterialId beforeMat, double& edgeCode, double& offset) {
+            if (hasDepth(after) && afterMat == material) {
+                edgeCode = 0.5 * (centre + static_cast<double>(after));
+                offset = 0.5;
+            } else if (hasDepth(before) && beforeMat == material) {
+                edgeCode = 0.5 * (centre + static_cast<double>(before));
+                offset = -0.5;
+            } else {
+                edgeCode = centre;
+                offset = 0.5;
+            }
+        };
+        edge(codes[1][c + 1], mats[1][c + 1], codes[1][c - 1], mats[1][c - 1], xCode[k],
+             xOffset[k]);
+        edge(codes[2][c], mats[2][c], codes[0][c], mats[0][c], yCode[k], yOffset[k]);
+    }
+
+    // Then the arithmetic, the same for every pixel: the centre and the two edge points
+    // mapped, and the footprint from the extent of the corners, centre +- both half steps.
+    // The sign of a half step doesn't matter to that extent.
+    const FlatMap& m = flat_;
+    const double fy = y;
+    const double uRow = m.u[1] * fy + m.u[2];
+    const double vRow = m.v[1] * fy + m.v[2];
+    int k = 0;
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    {
+        const __m128d s = _mm_set1_pd(m.s), t = _mm_set1_pd(m.t);
+        const __m128d ua = _mm_set1_pd(m.u[0]), ub = _mm_set1_pd(m.u[1]);
+        const __m128d ud = _mm_set1_pd(m.u[3]), uBase = _mm_set1_pd(m.uBase);
+        const __m128d va = _mm_set1_pd(m.v[0]), vb = _mm_set1_pd(m.v[1]);
+        const __m128d vd = _mm_set1_pd(m.v[3]), vBase = _mm_set1_pd(m.vBase);
+        const __m128d uR = _mm_set1_pd(uRow), vR = _mm_set1_pd(vRow);
+        const __m128d magnitude = _mm_castsi128_pd(_mm_set1_epi64x(0x7FFFFFFFFFFFFFFF));
+        const __m128d two = _mm_set1_pd(2.0), quarter = _mm_set1_pd(0.25);
+        const __m128d twenty = _mm_set1_pd(20.0);
+        const __m128d wide = _mm_set1_pd(1.1875), narrow = _mm_set1_pd(3.75);
+        for (; k + 2 <= count; k += 2) {
+            const __m128d c = _mm_load_pd(code + k);
+            const __m128d w = _mm_add_pd(_mm_mul_pd(s, c), t);
+            const __m128d x = _mm_load_pd(px + k);
+            const __m128d lu = _mm_add_pd(_mm_mul_pd(ua, x), uR);
+            const __m128d lv = _mm_add_pd(_mm_mul_pd(va, x), vR);
+            const __m128d pu = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w, lu), _mm_mul_pd(ud, c)), uBase);
+            const __m128d pv = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w, lv), _mm_mul_pd(vd, c)), vBase);
+
+            const __m128d xc = _mm_load_pd(xCode + k);
+            const __m128d xo = _mm_load_pd(xOffset + k);
+            const __m128d xw = _mm_add_pd(_mm_mul_pd(s, xc), t);
+            const __m128d xu = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(xw, _mm_add_pd(lu, _mm_mul_pd(ua, xo))), _mm_mul_pd(ud, xc)),
+                uBase);
+            const __m128d xv = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(xw, _mm_add_pd(lv, _mm_mul_pd(va, xo))), _mm_mul_pd(vd, xc)),
+                vBase);
+
+            const __m128d yc = _mm_load_pd(yCode + k);
+            const __m128d yo = _mm_load_pd(yOffset + k);
+            const __m128d yw = _mm_add_pd(_mm_mul_pd(s, yc), t);
+            const __m128d yu = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(yw, _mm_add_pd(lu, _mm_mul_pd(ub, yo))), _mm_mul_pd(ud, yc)),
+                uBase);
+            const __m128d yv = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(yw, _mm_add_pd(lv, _mm_mul_pd(vb, yo))), _mm_mul_pd(vd, yc)),
+                vBase);
+
+            const __m128d width =
+                _mm_mul_pd(two, _mm_add_pd(_mm_and_pd(_mm_sub_pd(xu, pu), magnitude),
+                                           _mm_and_pd(_mm_sub_pd(yu, pu), magnitude)));
+            const __m128d height =
+                _mm_mul_pd(two, _mm_add_pd(_mm_and_pd(_mm_sub_pd(xv, pv), magnitude),
+                                           _mm_and_pd(_mm_sub_pd(yv, pv), magnitude)));
+            // balanceFootprint without branches.
+            const __m128d a = _mm_max_pd(width, height);
+            const __m128d b = _mm_min_pd(width, height);
+            const __m128d blend = _mm_sub_pd(_mm_mul_pd(wide, a), _mm_mul_pd(narrow, b));
+            const __m128d thin = _mm_cmple_pd(b, _mm_div_pd(a, twenty));
+            const __m128d oblique = _mm_or_pd(_mm_and_pd(thin, a), _mm_andnot_pd(thin, blend));
+            const __m128d square = _mm_cmpge_pd(b, _mm_mul_pd(a, quarter));
+            const __m128d f = _mm_or_pd(_mm_and_pd(square, b), _mm_andnot_pd(square, oblique));
+
+            const __m128 pu4 = _mm_cvtpd_ps(pu);
+            const __m128 pv4 = _mm_cvtpd_ps(pv);
+            const __m128 f4 = _mm_cvtpd_ps(f);
+            _mm_storel_pi(reinterpret_cast<__m64*>(u + k), pu4);
+            _mm_storel_pi(reinterpret_cast<__m64*>(v + k), pv4);
+            _mm_storel_pi(reinterpret_cast<__m64*>(footprint + k), f4);
+        }
+    }
+#endif
+    // The same sums in the same order, one pixel at a time.
+    for (; k < count; ++k) {
+        const double c = code[k];
+        const double w = m.s * c + m.t;
+        const double lu = m.u[0] * px[k] + uRow;
+        const double lv = m.v[0] * px[k] + vRow;
+        const double pu = w * lu + m.u[3] * c + m.uBase;
+        const double pv = w * lv + m.v[3] * c + m.vBase;
+        const double xc = xCode[k];
+        const double xw = m.s * xc + m.t;
+        const double xu = xw * (lu + m.u[0] * xOffset[k]) + m.u[3] * xc + m.uBase;
+        const double xv = xw * (lv + m.v[0] * xOffset[k]) + m.v[3] * xc + m.vBase;
+        const double yc = yCode[k];
+        const double yw = m.s * yc + m.t;
+        const double yu = yw * (lu + m.u[1] * yOffset[k]) + m.u[3] * yc + m.uBase;
+        const double yv = yw * (lv + m.v[1] * yOffset[k]) + m.v[3] * yc + m.vBase;
+        u[k] = static_cast<float>(pu);
+        v[k] = static_cast<float>(pv);
+        footprint[k] =
+            static_cast<float>(balanceFootprint(2 * (std::abs(xu - pu) + std::abs(yu - pu)),
+                                                2 * (std::abs(xv - pv) + std::abs(yv - pv))));
+    }
 }
 
 double TextureToolPlane::cubicFootprint(const ZmapDocument& document, std::int32_t x,
@@ -420,7 +524,8 @@ bool TextureToolPlane::pixelSample(const ZmapDocument& document, std::int32_t x,
     const std::uint32_t* const codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
     const MaterialId* const mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
     float u = 0, v = 0, fp = 0;
-    flatSample(x, y, codes, mats, 1, u, v, fp);
+    const int column = 1;
+    flatSamples(x - 1, y, codes, mats, &column, 1, &u, &v, &fp);
     point = Point<2>(u, v);
     footprint = fp;
     return true;
@@ -464,10 +569,12 @@ void TextureToolPlane::run(Span& span, int first, int last) {
         }
         const std::uint32_t* const codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
         const MaterialId* const mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
+        // Cell c of the rows is image column x0 + c, span index c + lo - 1.
+        int columns[maxSpanLength];
         for (int k = 0; k < n; ++k) {
-            const int i = index[k];
-            flatSample(span.x + i, span.y, codes, mats, i - lo + 1, u[k], v[k], fp[k]);
+            columns[k] = index[k] - lo + 1;
         }
+        flatSamples(x0, span.y, codes, mats, columns, n, u, v, fp);
     }
     texture_->sample(rgb, alpha, u, v, fp, n);
     output_.write(span, index, rgb, alpha, n);

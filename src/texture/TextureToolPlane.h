@@ -104,12 +104,13 @@ private:
     Point<2> mapPixel(double x, double y, double code) const;
     /// The depth code the mapping uses for pixel (x, y) with channel code `code`.
     double pixelCode(std::int32_t x, std::int32_t y, std::uint32_t code) const;
-    /// The raster point and footprint of pixel (x, y) of a flat (not cubic) image: `codes`
-    /// and `mats` are the rows above, on and below it, `column` its place in them (the
-    /// rows hold a pixel either side; cells outside the image have no depth).
-    void flatSample(std::int32_t x, std::int32_t y, const std::uint32_t* const codes[3],
-                    const MaterialId* const mats[3], std::int32_t column, float& u, float& v,
-                    float& footprint) const;
+    /// The raster points and footprints of `count` pixels of row y of a flat (not cubic)
+    /// image. `codes` and `mats` are the rows above, on and below; cell c of them is image
+    /// column x0 + c, pixel k lies in cell columns[k], and the rows hold a cell either side
+    /// of every such pixel (cells outside the image have no depth).
+    void flatSamples(std::int32_t x0, std::int32_t y, const std::uint32_t* const codes[3],
+                     const MaterialId* const mats[3], const int* columns, int count, float* u,
+                     float* v, float* footprint) const;
     double cubicFootprint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
                           const Point<2>& centre) const;
 
