@@ -199,7 +199,10 @@ void TextureToolPlane::fold(const Plane& plane) {
     const double d1 = plane.distanceFromOrigin();
     const Point<3> onLine =
         toPoint((n0 * (d0 - d1 * cosine) + n1 * (d1 - d0 * cosine)) / (sine * sine));
-    axes_.origin = onLine + turn(axes_.origin - onLine, k, cosine, sine);
+    // The origin is first brought onto the previous plane along its normal (a placing
+    // kept from another surface may lie off it), so that it lands on the new plane.
+    const Point<3> origin = previousPlane_.project(axes_.origin);
+    axes_.origin = onLine + turn(origin - onLine, k, cosine, sine);
     axes_.primary = turn(axes_.primary, k, cosine, sine);
     axes_.secondary = turn(axes_.secondary, k, cosine, sine);
 }

@@ -97,9 +97,8 @@ std::unique_ptr<test::TestDocument> cornerRoomThrough(std::uint32_t viewCode) {
     scene.add(Plane(Vector<3>(-1, 0, 0), Point<3>(3, 0, 0)), sideId, walls);
     const bool parallel = viewCode == ViewParams::parallelCode;
     const double half = parallel ? 4.0 : 1.0;
-    const ViewParams record =
-        test::roomRecord(viewCode, {0, 0, 1.6}, 80, -8, {-half, 0.75 * half, 1},
-                         {half, -0.75 * half, 1}, 0.1, 200);
+    const ViewParams record = test::roomRecord(
+        viewCode, {0, 0, 1.6}, 80, -8, {-half, 0.75 * half, 1}, {half, -0.75 * half, 1}, 0.1, 200);
     auto document = test::makeTestDocument(150, 112);
     document->setViewParams(record);
     scene.render(*document);
@@ -288,6 +287,44 @@ TEST(TextureToolPlane, WrappedFoldsOverACornerWithoutAJump) {
     ASSERT_TRUE(tool.pixelSample(*document, x, corner.y, a, fa));
     ASSERT_TRUE(tool.pixelSample(*document, x + 1, corner.y, b, fb));
     EXPECT_LT(distance(a, b), 2 * std::max(fa, fb) + 0.5);
+}
+
+TEST(TextureToolPlane, AFoldCarriesAnOriginLyingOffThePreviousPlaneOntoTheNewOne) {
+    auto document = cornerRoom();
+    const IPoint<2> back = pixelOf(*document, {1, 6, 1.2});
+    const IPoint<2> side = pixelOf(*document, {3, 4.5, 1.2});
+    const Point<3> onCorner[] = {{3, 6, 0.4}, {3, 6, 2.7}};
+    for (const int mode : {tex::PlanePlacing::wrapped, tex::PlanePlacing::autowrapped}) {
+        SCOPED_TRACE(mode);
+        // A placing left by an earlier stroke, its origin half a unit in front of the back
+        // wall, which the current tool continues.
+        TextureAxes kept;
+        kept.origin = Point<3>(1, 5.5, 1.2);
+        kept.primary = Vector<3>(0, 0, 1);
+        kept.secondary = Vector<3>(0, 1, 0);
+        kept.plane = Plane(Vector<3>(0, 1, 0), Point<3>(1, 6, 0));
+        tex::currentTextureAxes() = tex::CurrentTextureAxes{kept, document->serial()};
+        tex::TextureToolPlane tool(checker(64, 64, 8), placing(mode, 25), tex::TextureOutput{});
+        tool.setCurrent(true);
+        tool.start(back.x, back.y, *document);
+        EXPECT_EQ(tool.axes().origin, kept.origin);
+        std::vector<Point<2>> before;
+        for (const Point<3>& p : onCorner) {
+            before.push_back(tool.rasterPoint(p));
+        }
+        tool.start(side.x, side.y, *document);
+        const TextureAxes& folded = tool.axes();
+        EXPECT_NEAR(folded.plane.distanceTo(folded.origin), 0.0, 1e-9);
+        // The back wall unfolded onto the side wall's plane: the origin, two short of the
+        // corner along the back wall, lies two past it on that plane, at the same height.
+        EXPECT_NEAR(folded.origin.x(), 3.0, 1e-6);
+        EXPECT_NEAR(folded.origin.y(), 8.0, 1e-6);
+        EXPECT_NEAR(folded.origin.z(), 1.2, 1e-6);
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            EXPECT_LT(distance(before[i], tool.rasterPoint(onCorner[i])), 0.05);
+        }
+    }
+    tex::currentTextureAxes() = tex::CurrentTextureAxes{};
 }
 
 TEST(TextureToolPlane, AlmostParallelPlanesDoNotFold) {
