@@ -265,9 +265,6 @@ TEST(PaintCommand, ATextureInAScriptPaintsItsColoursAndBadSettingsAreRefused) {
     for (const Case c : {
              Case{"{\"Type\": 1, \"Mode\": \"Sideways\"}",
                   "line 2, column 33: \"Mode\" is one of TwoD, StretchedTwoD, Tangent"},
-             Case{"{\"Type\": 1, \"Size\": \"big\"}", "line 2, column 33: \"Size\" takes a number"},
-             Case{"{\"Type\": 1, \"Tiled\": 2}",
-                  "line 2, column 34: \"Tiled\" takes true or false"},
              Case{"{\"Type\": 1, \"Colour\": 3}",
                   "line 2, column 35: \"Colour\" is not a setting of the texture"},
              Case{"{\"Type\": 1, \"Filename\": \"missing.png\"}", "missing.png"},
