@@ -57,19 +57,6 @@ void TextureOutput::write(Span& span, const int* index, const std::uint8_t* rgb,
     }
 }
 
-double balanceFootprint(double a, double b) {
-    if (a < b) {
-        std::swap(a, b);
-    }
-    if (b >= a / 4) {
-        return b;
-    }
-    if (b <= a / 20) {
-        return a;
-    }
-    return 1.1875 * a - 3.75 * b;
-}
-
 void TextureToolBase::drawRasterPreview(const Texture2d& texture, double scale,
                                         PreviewBitmap& bitmap) {
     if (bitmap.width <= 0 || bitmap.height <= 0) {

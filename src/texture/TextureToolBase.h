@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 namespace tex {
 
@@ -50,7 +51,18 @@ struct TextureOutput {
 /// long as the pixel is not very oblique, so that a receding surface stays sharp; the wider
 /// side when one is more than twenty times the other, so that it doesn't alias; a linear
 /// blend between four and twenty. Symmetric in a and b, continuous at both joints.
-double balanceFootprint(double a, double b);
+inline double balanceFootprint(double a, double b) {
+    if (a < b) {
+        std::swap(a, b);
+    }
+    if (b >= a / 4) {
+        return b;
+    }
+    if (b <= a / 20) {
+        return a;
+    }
+    return 1.1875 * a - 3.75 * b;
+}
 
 /// The shared part of the four texture tools: their output settings, and a flat preview of
 /// a raster.

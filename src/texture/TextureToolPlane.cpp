@@ -8,7 +8,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <numbers>
+
+// The SSE2 path and the plain one give the same results; QUORVALE_PLAIN_TEXTURE builds the
+// plain one on x86 too, so that it can be run against the tests there.
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#include <emmintrin.h>
+#endif
 
 namespace tex {
 
@@ -37,6 +44,51 @@ double pixelFootprint(const Vector<2>& hx, const Vector<2>& hy) {
     const double width = 2 * (std::abs(hx.x()) + std::abs(hy.x()));
     const double height = 2 * (std::abs(hx.y()) + std::abs(hy.y()));
     return balanceFootprint(width, height);
+}
+
+/// Copies `count` depth codes and materials of row y from column x on into `codes` and
+/// `mats`, a tile's run at a time; cells outside the image get no depth and material 0.
+void readDepthRow(const ZmapDocument& document, std::int32_t x, std::int32_t y, std::int32_t count,
+                  std::uint32_t* codes, MaterialId* mats) {
+    std::int32_t k = 0;
+    auto outside = [&](std::int32_t upTo) {
+        for (; k < upTo; ++k) {
+            codes[k] = depth::noDepth;
+            mats[k] = 0;
+        }
+    };
+    if (y < 0 || y >= document.height() || !document.z) {
+        outside(count);
+        return;
+    }
+    outside(std::min(count, -x));
+    const std::int32_t end = std::min(count, document.width() - x);
+    TileHandle zHold;
+    TileHandle matHold;
+    while (k < end) {
+        const std::uint8_t* run = nullptr;
+        const std::int32_t length =
+            std::min(document.z->runForRead(x + k, y, zHold, &run), end - k);
+        if (length <= 0) {
+            break;
+        }
+        std::memcpy(codes + k, run, static_cast<std::size_t>(length) * sizeof(std::uint32_t));
+        std::int32_t m = 0;
+        while (document.mat && m < length) {
+            const std::uint8_t* matRun = nullptr;
+            const std::int32_t matLength =
+                std::min(document.mat->runForRead(x + k + m, y, matHold, &matRun), length - m);
+            if (matLength <= 0) {
+                break;
+            }
+            std::memcpy(mats + k + m, matRun,
+                        static_cast<std::size_t>(matLength) * sizeof(MaterialId));
+            m += matLength;
+        }
+        std::fill(mats + k + m, mats + k + length, MaterialId{0});
+        k += length;
+    }
+    outside(count);
 }
 
 } // namespace
@@ -147,7 +199,10 @@ void TextureToolPlane::fold(const Plane& plane) {
     const double d1 = plane.distanceFromOrigin();
     const Point<3> onLine =
         toPoint((n0 * (d0 - d1 * cosine) + n1 * (d1 - d0 * cosine)) / (sine * sine));
-    axes_.origin = onLine + turn(axes_.origin - onLine, k, cosine, sine);
+    // The origin is first brought onto the previous plane along its normal (a placing
+    // kept from another surface may lie off it), so that it lands on the new plane.
+    const Point<3> origin = previousPlane_.project(axes_.origin);
+    axes_.origin = onLine + turn(origin - onLine, k, cosine, sine);
     axes_.primary = turn(axes_.primary, k, cosine, sine);
     axes_.secondary = turn(axes_.secondary, k, cosine, sine);
 }
@@ -184,6 +239,35 @@ void TextureToolPlane::computeRows() {
     const Vector<3> shift = Vector<3>(pod[3]) - toVector(axes_.origin);
     uBase_ = dot(shift, ru) + placing_.hook.x();
     vBase_ = dot(shift, rv) + placing_.hook.y();
+
+    flat_ = FlatMap();
+    flat_.uBase = uBase_;
+    flat_.vBase = vBase_;
+    switch (view_->viewType()) {
+    case ViewProj::perspectiveView:
+        // (x w, y w, w): a coordinate is w (row . (x, y, 1)).
+        flat_.s = 1;
+        flat_.t = view_->depthOffset();
+        for (int i = 0; i < 3; ++i) {
+            flat_.u[i] = uRow_[i];
+            flat_.v[i] = vRow_[i];
+        }
+        break;
+    case ViewProj::parallelView:
+        // (x, y, code): the row straight, the code's term in d.
+        flat_.t = 1;
+        flat_.u[0] = uRow_[0];
+        flat_.u[1] = uRow_[1];
+        flat_.u[3] = uRow_[2];
+        flat_.v[0] = vRow_[0];
+        flat_.v[1] = vRow_[1];
+        flat_.v[3] = vRow_[2];
+        break;
+    case ViewProj::cubicView:
+    case ViewProj::unknownView:
+        // Cube images go through mapPixel; an unknown view maps everything to the base.
+        break;
+    }
 }
 
 Point<2> TextureToolPlane::rasterPoint(const Point<3>& world) const {
@@ -208,41 +292,169 @@ double TextureToolPlane::pixelCode(std::int32_t x, std::int32_t y, std::uint32_t
     return hasDepth(code) ? code : depth::farCode;
 }
 
-double TextureToolPlane::flatFootprint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
-                                       const Point<2>& centre, const std::uint32_t* codes[3],
-                                       const MaterialId* mats[3], std::int32_t column) const {
-    const double code = pixelCode(x, y, codes[1][column]);
-    // The raster step from the pixel's centre to the middle of its right (or, mirrored, its
-    // left) edge, and to the middle of its lower (or upper) edge.
-    auto halfStep = [&](int dx, int dy) {
-        for (const int sign : {1, -1}) {
-            const std::int32_t nx = x + sign * dx;
-            const std::int32_t ny = y + sign * dy;
-            const double ex = x + 0.5 * sign * dx;
-            const double ey = y + 0.5 * sign * dy;
-            double edgeCode = 0;
-            if (usePlaneDepth_) {
-                if (!planeDepth_.depthCode(Point<2>(ex, ey), edgeCode) ||
-                    !(edgeCode < depth::farCode)) {
-                    continue;
+void TextureToolPlane::flatSamples(std::int32_t x0, std::int32_t y,
+                                   const std::uint32_t* const codes[3],
+                                   const MaterialId* const mats[3], const int* columns, int count,
+                                   float* u, float* v, float* footprint) const {
+    // First the choices, pixel by pixel: the pixel's code, and for each of its two half
+    // steps the code of the edge it goes to and the edge's offset from the centre. The
+    // pixel's right edge (or, mirrored, its left one) lies at the mean code of the pixel
+    // and its neighbour there, when the neighbour has depth and the same material; with
+    // neither neighbour, at the pixel's own code. The lower edge likewise. Cells outside
+    // the image hold no depth, so they never count as neighbours.
+    alignas(16) double px[maxSpanLength];
+    alignas(16) double code[maxSpanLength];
+    alignas(16) double xCode[maxSpanLength];
+    alignas(16) double xOffset[maxSpanLength];
+    alignas(16) double yCode[maxSpanLength];
+    alignas(16) double yOffset[maxSpanLength];
+    for (int k = 0; k < count; ++k) {
+        const int c = columns[k];
+        const std::int32_t x = x0 + c;
+        px[k] = x;
+        if (usePlaneDepth_) {
+            // The plane's own codes at the centre and, where it shows, at the edges.
+            const double own = pixelCode(x, y, 0);
+            code[k] = own;
+            auto edge = [&](int dx, int dy, double& edgeCode, double& offset) {
+                for (const double sign : {0.5, -0.5}) {
+                    double e = 0;
+                    if (planeDepth_.depthCode(Point<2>(x + sign * dx, y + sign * dy), e) &&
+                        e < depth::farCode) {
+                        edgeCode = e;
+                        offset = sign;
+                        return;
+                    }
                 }
-            } else {
-                if (nx < 0 || ny < 0 || nx >= document.width() || ny >= document.height()) {
-                    continue;
-                }
-                const std::uint32_t neighbour = codes[1 + sign * dy][column + sign * dx];
-                if (!hasDepth(codes[1][column]) || !hasDepth(neighbour) ||
-                    mats[1 + sign * dy][column + sign * dx] != mats[1][column]) {
-                    continue;
-                }
-                edgeCode = 0.5 * (code + static_cast<double>(neighbour));
-            }
-            return (mapPixel(ex, ey, edgeCode) - centre) * static_cast<double>(sign);
+                edgeCode = own;
+                offset = 0.5;
+            };
+            edge(1, 0, xCode[k], xOffset[k]);
+            edge(0, 1, yCode[k], yOffset[k]);
+            continue;
         }
-        // No neighbour on the same surface either side: the pixel at its own depth.
-        return mapPixel(x + 0.5 * dx, y + 0.5 * dy, code) - centre;
-    };
-    return pixelFootprint(halfStep(1, 0), halfStep(0, 1));
+        const std::uint32_t own = codes[1][c];
+        if (!hasDepth(own)) {
+            code[k] = xCode[k] = yCode[k] = depth::farCode;
+            xOffset[k] = yOffset[k] = 0.5;
+            continue;
+        }
+        const double centre = own;
+        code[k] = centre;
+        const MaterialId material = mats[1][c];
+        auto edge = [&](std::uint32_t after, MaterialId afterMat, std::uint32_t before,
+                        MaterialId beforeMat, double& edgeCode, double& offset) {
+            if (hasDepth(after) && afterMat == material) {
+                edgeCode = 0.5 * (centre + static_cast<double>(after));
+                offset = 0.5;
+            } else if (hasDepth(before) && beforeMat == material) {
+                edgeCode = 0.5 * (centre + static_cast<double>(before));
+                offset = -0.5;
+            } else {
+                edgeCode = centre;
+                offset = 0.5;
+            }
+        };
+        edge(codes[1][c + 1], mats[1][c + 1], codes[1][c - 1], mats[1][c - 1], xCode[k],
+             xOffset[k]);
+        edge(codes[2][c], mats[2][c], codes[0][c], mats[0][c], yCode[k], yOffset[k]);
+    }
+
+    // Then the arithmetic, the same for every pixel: the centre and the two edge points
+    // mapped, and the footprint from the extent of the corners, centre +- both half steps.
+    // The sign of a half step doesn't matter to that extent.
+    const FlatMap& m = flat_;
+    const double fy = y;
+    const double uRow = m.u[1] * fy + m.u[2];
+    const double vRow = m.v[1] * fy + m.v[2];
+    int k = 0;
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    {
+        const __m128d s = _mm_set1_pd(m.s), t = _mm_set1_pd(m.t);
+        const __m128d ua = _mm_set1_pd(m.u[0]), ub = _mm_set1_pd(m.u[1]);
+        const __m128d ud = _mm_set1_pd(m.u[3]), uBase = _mm_set1_pd(m.uBase);
+        const __m128d va = _mm_set1_pd(m.v[0]), vb = _mm_set1_pd(m.v[1]);
+        const __m128d vd = _mm_set1_pd(m.v[3]), vBase = _mm_set1_pd(m.vBase);
+        const __m128d uR = _mm_set1_pd(uRow), vR = _mm_set1_pd(vRow);
+        const __m128d magnitude = _mm_castsi128_pd(_mm_set1_epi64x(0x7FFFFFFFFFFFFFFF));
+        const __m128d two = _mm_set1_pd(2.0), quarter = _mm_set1_pd(0.25);
+        const __m128d twenty = _mm_set1_pd(20.0);
+        const __m128d wide = _mm_set1_pd(1.1875), narrow = _mm_set1_pd(3.75);
+        for (; k + 2 <= count; k += 2) {
+            const __m128d c = _mm_load_pd(code + k);
+            const __m128d w = _mm_add_pd(_mm_mul_pd(s, c), t);
+            const __m128d x = _mm_load_pd(px + k);
+            const __m128d lu = _mm_add_pd(_mm_mul_pd(ua, x), uR);
+            const __m128d lv = _mm_add_pd(_mm_mul_pd(va, x), vR);
+            const __m128d pu = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w, lu), _mm_mul_pd(ud, c)), uBase);
+            const __m128d pv = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w, lv), _mm_mul_pd(vd, c)), vBase);
+
+            const __m128d xc = _mm_load_pd(xCode + k);
+            const __m128d xo = _mm_load_pd(xOffset + k);
+            const __m128d xw = _mm_add_pd(_mm_mul_pd(s, xc), t);
+            const __m128d xu = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(xw, _mm_add_pd(lu, _mm_mul_pd(ua, xo))), _mm_mul_pd(ud, xc)),
+                uBase);
+            const __m128d xv = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(xw, _mm_add_pd(lv, _mm_mul_pd(va, xo))), _mm_mul_pd(vd, xc)),
+                vBase);
+
+            const __m128d yc = _mm_load_pd(yCode + k);
+            const __m128d yo = _mm_load_pd(yOffset + k);
+            const __m128d yw = _mm_add_pd(_mm_mul_pd(s, yc), t);
+            const __m128d yu = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(yw, _mm_add_pd(lu, _mm_mul_pd(ub, yo))), _mm_mul_pd(ud, yc)),
+                uBase);
+            const __m128d yv = _mm_add_pd(
+                _mm_add_pd(_mm_mul_pd(yw, _mm_add_pd(lv, _mm_mul_pd(vb, yo))), _mm_mul_pd(vd, yc)),
+                vBase);
+
+            const __m128d width =
+                _mm_mul_pd(two, _mm_add_pd(_mm_and_pd(_mm_sub_pd(xu, pu), magnitude),
+                                           _mm_and_pd(_mm_sub_pd(yu, pu), magnitude)));
+            const __m128d height =
+                _mm_mul_pd(two, _mm_add_pd(_mm_and_pd(_mm_sub_pd(xv, pv), magnitude),
+                                           _mm_and_pd(_mm_sub_pd(yv, pv), magnitude)));
+            // balanceFootprint without branches.
+            const __m128d a = _mm_max_pd(width, height);
+            const __m128d b = _mm_min_pd(width, height);
+            const __m128d blend = _mm_sub_pd(_mm_mul_pd(wide, a), _mm_mul_pd(narrow, b));
+            const __m128d thin = _mm_cmple_pd(b, _mm_div_pd(a, twenty));
+            const __m128d oblique = _mm_or_pd(_mm_and_pd(thin, a), _mm_andnot_pd(thin, blend));
+            const __m128d square = _mm_cmpge_pd(b, _mm_mul_pd(a, quarter));
+            const __m128d f = _mm_or_pd(_mm_and_pd(square, b), _mm_andnot_pd(square, oblique));
+
+            const __m128 pu4 = _mm_cvtpd_ps(pu);
+            const __m128 pv4 = _mm_cvtpd_ps(pv);
+            const __m128 f4 = _mm_cvtpd_ps(f);
+            _mm_storel_pi(reinterpret_cast<__m64*>(u + k), pu4);
+            _mm_storel_pi(reinterpret_cast<__m64*>(v + k), pv4);
+            _mm_storel_pi(reinterpret_cast<__m64*>(footprint + k), f4);
+        }
+    }
+#endif
+    // The same sums in the same order, one pixel at a time.
+    for (; k < count; ++k) {
+        const double c = code[k];
+        const double w = m.s * c + m.t;
+        const double lu = m.u[0] * px[k] + uRow;
+        const double lv = m.v[0] * px[k] + vRow;
+        const double pu = w * lu + m.u[3] * c + m.uBase;
+        const double pv = w * lv + m.v[3] * c + m.vBase;
+        const double xc = xCode[k];
+        const double xw = m.s * xc + m.t;
+        const double xu = xw * (lu + m.u[0] * xOffset[k]) + m.u[3] * xc + m.uBase;
+        const double xv = xw * (lv + m.v[0] * xOffset[k]) + m.v[3] * xc + m.vBase;
+        const double yc = yCode[k];
+        const double yw = m.s * yc + m.t;
+        const double yu = yw * (lu + m.u[1] * yOffset[k]) + m.u[3] * yc + m.uBase;
+        const double yv = yw * (lv + m.v[1] * yOffset[k]) + m.v[3] * yc + m.vBase;
+        u[k] = static_cast<float>(pu);
+        v[k] = static_cast<float>(pv);
+        footprint[k] =
+            static_cast<float>(balanceFootprint(2 * (std::abs(xu - pu) + std::abs(yu - pu)),
+                                                2 * (std::abs(xv - pv) + std::abs(yv - pv))));
+    }
 }
 
 double TextureToolPlane::cubicFootprint(const ZmapDocument& document, std::int32_t x,
@@ -301,27 +513,24 @@ bool TextureToolPlane::pixelSample(const ZmapDocument& document, std::int32_t x,
     if (!view_) {
         return false;
     }
-    const double code = pixelCode(x, y, document.zAt(x, y));
-    point = mapPixel(x, y, code);
     if (faceSize_ > 0) {
+        const double code = pixelCode(x, y, document.zAt(x, y));
+        point = mapPixel(x, y, code);
         footprint = cubicFootprint(document, x, y, point);
         return true;
     }
     std::uint32_t rowCodes[3][3];
     MaterialId rowMats[3][3];
     for (int r = 0; r < 3; ++r) {
-        for (int c = 0; c < 3; ++c) {
-            const std::int32_t nx = x + c - 1;
-            const std::int32_t ny = y + r - 1;
-            const bool inside =
-                nx >= 0 && ny >= 0 && nx < document.width() && ny < document.height();
-            rowCodes[r][c] = inside ? document.zAt(nx, ny) : depth::noDepth;
-            rowMats[r][c] = inside ? document.matAt(nx, ny) : MaterialId{0};
-        }
+        readDepthRow(document, x - 1, y + r - 1, 3, rowCodes[r], rowMats[r]);
     }
-    const std::uint32_t* codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
-    const MaterialId* mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
-    footprint = flatFootprint(document, x, y, point, codes, mats, 1);
+    const std::uint32_t* const codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
+    const MaterialId* const mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
+    float u = 0, v = 0, fp = 0;
+    const int column = 1;
+    flatSamples(x - 1, y, codes, mats, &column, 1, &u, &v, &fp);
+    point = Point<2>(u, v);
+    footprint = fp;
     return true;
 }
 
@@ -334,60 +543,41 @@ void TextureToolPlane::run(Span& span, int first, int last) {
     float u[maxSpanLength], v[maxSpanLength], fp[maxSpanLength], alpha[maxSpanLength];
     std::uint8_t rgb[maxSpanLength * 3];
     int n = 0;
-    if (faceSize_ > 0) {
-        for (int i = first; i < last; ++i) {
-            if (!(span.alpha[i] > 0)) {
-                continue;
-            }
-            const std::int32_t x = span.x + i;
-            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, document.zAt(x, span.y)));
-            u[n] = static_cast<float>(p.x());
-            v[n] = static_cast<float>(p.y());
-            fp[n] = static_cast<float>(cubicFootprint(document, x, span.y, p));
-            index[n++] = i;
-        }
-    } else {
-        // The depth and material of the rows above, on and below the run, one pixel wider
-        // on each side, read once.
-        std::uint32_t rowCodes[3][maxSpanLength + 2];
-        MaterialId rowMats[3][maxSpanLength + 2];
-        const std::int32_t x0 = span.x + first - 1;
-        const std::int32_t count = last - first + 2;
-        for (int r = 0; r < 3; ++r) {
-            const std::int32_t ry = span.y + r - 1;
-            TileHandle zHold;
-            TileHandle matHold;
-            std::int32_t zTile = -1;
-            std::int32_t matTile = -1;
-            const bool rowInside = ry >= 0 && ry < document.height();
-            for (std::int32_t k = 0; k < count; ++k) {
-                const std::int32_t rx = x0 + k;
-                if (rowInside && rx >= 0 && rx < document.width()) {
-                    rowCodes[r][k] = document.zAtCached(rx, ry, zHold, zTile);
-                    rowMats[r][k] = document.matAtCached(rx, ry, matHold, matTile);
-                } else {
-                    rowCodes[r][k] = depth::noDepth;
-                    rowMats[r][k] = 0;
-                }
-            }
-        }
-        const std::uint32_t* codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
-        const MaterialId* mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
-        for (int i = first; i < last; ++i) {
-            if (!(span.alpha[i] > 0)) {
-                continue;
-            }
-            const std::int32_t x = span.x + i;
-            const std::int32_t column = i - first + 1;
-            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, codes[1][column]));
-            u[n] = static_cast<float>(p.x());
-            v[n] = static_cast<float>(p.y());
-            fp[n] = static_cast<float>(flatFootprint(document, x, span.y, p, codes, mats, column));
+    for (int i = first; i < last; ++i) {
+        if (span.alpha[i] > 0) {
             index[n++] = i;
         }
     }
     if (n == 0) {
         return;
+    }
+    if (faceSize_ > 0) {
+        for (int k = 0; k < n; ++k) {
+            const std::int32_t x = span.x + index[k];
+            const Point<2> p = mapPixel(x, span.y, pixelCode(x, span.y, document.zAt(x, span.y)));
+            u[k] = static_cast<float>(p.x());
+            v[k] = static_cast<float>(p.y());
+            fp[k] = static_cast<float>(cubicFootprint(document, x, span.y, p));
+        }
+    } else {
+        // The depth and material of the rows above, on and below the covered run, one pixel
+        // wider on each side, read once.
+        const int lo = index[0];
+        const int hi = index[n - 1] + 1;
+        std::uint32_t rowCodes[3][maxSpanLength + 2];
+        MaterialId rowMats[3][maxSpanLength + 2];
+        const std::int32_t x0 = span.x + lo - 1;
+        for (int r = 0; r < 3; ++r) {
+            readDepthRow(document, x0, span.y + r - 1, hi - lo + 2, rowCodes[r], rowMats[r]);
+        }
+        const std::uint32_t* const codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
+        const MaterialId* const mats[3] = {rowMats[0], rowMats[1], rowMats[2]};
+        // Cell c of the rows is image column x0 + c, span index c + lo - 1.
+        int columns[maxSpanLength];
+        for (int k = 0; k < n; ++k) {
+            columns[k] = index[k] - lo + 1;
+        }
+        flatSamples(x0, span.y, codes, mats, columns, n, u, v, fp);
     }
     texture_->sample(rgb, alpha, u, v, fp, n);
     output_.write(span, index, rgb, alpha, n);

@@ -104,9 +104,13 @@ private:
     Point<2> mapPixel(double x, double y, double code) const;
     /// The depth code the mapping uses for pixel (x, y) with channel code `code`.
     double pixelCode(std::int32_t x, std::int32_t y, std::uint32_t code) const;
-    double flatFootprint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
-                         const Point<2>& centre, const std::uint32_t* codes[3],
-                         const MaterialId* mats[3], std::int32_t column) const;
+    /// The raster points and footprints of `count` pixels of row y of a flat (not cubic)
+    /// image. `codes` and `mats` are the rows above, on and below; cell c of them is image
+    /// column x0 + c, pixel k lies in cell columns[k], and the rows hold a cell either side
+    /// of every such pixel (cells outside the image have no depth).
+    void flatSamples(std::int32_t x0, std::int32_t y, const std::uint32_t* const codes[3],
+                     const MaterialId* const mats[3], const int* columns, int count, float* u,
+                     float* v, float* footprint) const;
     double cubicFootprint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
                           const Point<2>& centre) const;
 
@@ -116,6 +120,19 @@ private:
     bool hasAxes_ = false;
     bool axesFixed_ = false;
     bool current_ = false;
+    /// The mapping of a flat image as a function of pixel position and depth code: a raster
+    /// coordinate is (s code + t)(a x + b y + c) + d code + base. In perspective s = 1 and
+    /// t the view's depth offset, so w = s code + t and the homogeneous point is w (x, y, 1);
+    /// in a parallel view s = 0, t = 1 and the code enters through d. No division a pixel.
+    struct FlatMap {
+        double s = 0;
+        double t = 0;
+        double u[4] = {0, 0, 0, 0}; // a, b, c, d
+        double v[4] = {0, 0, 0, 0};
+        double uBase = 0;
+        double vBase = 0;
+    };
+    FlatMap flat_;
     double uRow_[3] = {0, 0, 0};
     double vRow_[3] = {0, 0, 0};
     double uBase_ = 0;

@@ -86,4 +86,36 @@ void writeStoneAndGrass(
     ASSERT_EQ(execute(doc, commandSaveAs, FileArgument{getWCS(path)}), status::ok);
 }
 
+void writeCheckerBmp(const std::string& path, ColourPOD dark, ColourPOD light) {
+    std::vector<std::uint8_t> file(54 + 8 * 8 * 3, 0);
+    auto put32 = [&file](std::size_t at, std::uint32_t v) {
+        for (int i = 0; i < 4; ++i) {
+            file[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
+        }
+    };
+    file[0] = 'B';
+    file[1] = 'M';
+    put32(2, static_cast<std::uint32_t>(file.size()));
+    put32(10, 54);
+    put32(14, 40);
+    put32(18, 8);
+    put32(22, 8);
+    file[26] = 1;
+    file[28] = 24;
+    for (int row = 0; row < 8; ++row) {
+        const int y = 7 - row; // rows are stored from the bottom
+        for (int x = 0; x < 8; ++x) {
+            const ColourPOD c = ((x / 4 + y / 4) % 2) ? light : dark;
+            // A BMP pixel is blue, green, red, as ColourPOD lies.
+            std::uint8_t* p = file.data() + 54 + (row * 8 + x) * 3;
+            p[0] = c.b;
+            p[1] = c.g;
+            p[2] = c.r;
+        }
+    }
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(file.data()),
+               static_cast<std::streamsize>(file.size()));
+}
+
 } // namespace cli_test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Colour.h"
 #include "core/Status.h"
 #include "image/DocumentCommands.h"
 
@@ -29,5 +30,10 @@ Status execute(ZmapDocument& doc, std::int32_t command, const CommandArgument& a
 /// "Stone" (1) or "Grass" (2) that `materialAt(x, y)` gives.
 void writeStoneAndGrass(const std::string& path, std::int32_t width, std::int32_t height,
                         const std::function<std::uint16_t(std::int32_t, std::int32_t)>& materialAt);
+
+/// Writes an 8 x 8 checker of 4-pixel squares as a 24-bit BMP: `dark` at the top left,
+/// `light` beside it.
+void writeCheckerBmp(const std::string& path, ColourPOD dark = {0, 0, 0},
+                     ColourPOD light = {255, 255, 255});
 
 } // namespace cli_test

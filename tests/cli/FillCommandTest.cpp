@@ -152,41 +152,12 @@ TEST(FillCommand, GrainBreaksUpThePaintTheSameWayEveryRun) {
 
 namespace {
 
-/// Writes an 8 x 8 checker of 4-pixel squares (black at the top left) as a 24-bit BMP.
-void writeCheckerBmp(const std::string& path) {
-    std::vector<std::uint8_t> file(54 + 8 * 8 * 3, 0);
-    auto put32 = [&file](std::size_t at, std::uint32_t v) {
-        for (int i = 0; i < 4; ++i) {
-            file[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
-        }
-    };
-    file[0] = 'B';
-    file[1] = 'M';
-    put32(2, static_cast<std::uint32_t>(file.size()));
-    put32(10, 54);
-    put32(14, 40);
-    put32(18, 8);
-    put32(22, 8);
-    file[26] = 1;
-    file[28] = 24;
-    for (int row = 0; row < 8; ++row) {
-        const int y = 7 - row; // rows are stored from the bottom
-        for (int x = 0; x < 8; ++x) {
-            const std::uint8_t v = ((x / 4 + y / 4) % 2) ? 255 : 0;
-            std::fill_n(file.begin() + 54 + (row * 8 + x) * 3, 3, v);
-        }
-    }
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(file.data()),
-               static_cast<std::streamsize>(file.size()));
-}
-
 TEST(FillCommand, TextureLaysAPictureFlatOrOnTheSurfaces) {
     const test::TempDir dir;
     const std::string house = std::string(QUORVALE_SOURCE_DATA_DIR) + "/samples/house.dxf";
     auto result = runCli({"render", house, dir.file("house.zmp"), "--size", "120x90"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    writeCheckerBmp(dir.file("checker.bmp"));
+    cli_test::writeCheckerBmp(dir.file("checker.bmp"));
 
     // Flat: 64 image pixels over the picture's 8, so squares of 32 pixels.
     result = runCli({"fill", dir.file("house.zmp"), dir.file("flat.zmp"), "--whole", "--texture",

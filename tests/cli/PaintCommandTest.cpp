@@ -218,4 +218,65 @@ TEST(PaintCommand, GrainInAScriptOnlyTakesPaintAway) {
     EXPECT_FALSE(std::filesystem::exists(dir.file("out.zmp")));
 }
 
+TEST(PaintCommand, ATextureInAScriptPaintsItsColoursAndBadSettingsAreRefused) {
+    const test::TempDir dir;
+    writeSample(dir.file("in.zmp"));
+    // Squares of blue and yellow, 32 image pixels each: 64 pixels over the picture's 8.
+    const ColourPOD blue{255, 0, 0};
+    const ColourPOD yellow{0, 255, 255};
+    cli_test::writeCheckerBmp(dir.file("checker.bmp"), blue, yellow);
+    writeText(dir.file("textured.json"), R"({
+  "tool": "brush",
+  "settings": {"Size": 16, "Hardness": 100, "Spacing": 0.25},
+  "colour": [255, 0, 0],
+  "texture": {"Type": 1, "Filename": "checker.bmp", "Mode": "TwoD", "Size": 64},
+  "strokes": [[[10, 48], [246, 48]]]
+})");
+    auto result = runCli(
+        {"paint", dir.file("in.zmp"), dir.file("out.zmp"), "--script", dir.file("textured.json")});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    DummyZmapDocument doc;
+    ASSERT_EQ(execute(doc, commandOpen, FileArgument{getWCS(dir.file("out.zmp"))}), status::ok);
+    // Along the stroke's middle, row 48, well inside the squares (their edges lie at
+    // multiples of 32), the texture's colours and not the brush's red.
+    int blues = 0;
+    int yellows = 0;
+    for (std::int32_t x = 24; x < 240; ++x) {
+        if (x % 32 < 4 || x % 32 > 28) {
+            continue; // near a square's edge the filter mixes the two
+        }
+        const ColourPOD c = doc.rgbAt(x, 48);
+        const bool isBlue = std::abs(c.b - 255) <= 3 && c.g <= 3 && c.r <= 3;
+        const bool isYellow = c.b <= 3 && std::abs(c.g - 255) <= 3 && std::abs(c.r - 255) <= 3;
+        EXPECT_TRUE(isBlue || isYellow)
+            << x << ": " << int(c.r) << "," << int(c.g) << "," << int(c.b);
+        blues += isBlue;
+        yellows += isYellow;
+    }
+    EXPECT_GT(blues, 40);
+    EXPECT_GT(yellows, 40);
+    // Off the stroke nothing changed.
+    EXPECT_EQ(doc.rgbAt(128, 100), (ColourPOD{100, 100, 100}));
+
+    struct Case {
+        const char* texture;
+        const char* expected;
+    };
+    for (const Case c : {
+             Case{"{\"Type\": 1, \"Mode\": \"Sideways\"}",
+                  "line 2, column 33: \"Mode\" is one of TwoD, StretchedTwoD, Tangent"},
+             Case{"{\"Type\": 1, \"Colour\": 3}",
+                  "line 2, column 35: \"Colour\" is not a setting of the texture"},
+             Case{"{\"Type\": 1, \"Filename\": \"missing.png\"}", "missing.png"},
+         }) {
+        writeText(dir.file("bad.json"), std::string("{\"tool\": \"brush\",\n \"texture\": ") +
+                                            c.texture + ",\n \"strokes\": [[[1, 2]]]}");
+        result = runCli(
+            {"paint", dir.file("in.zmp"), dir.file("bad.zmp"), "--script", dir.file("bad.json")});
+        EXPECT_EQ(result.exitCode, 1) << c.texture;
+        EXPECT_NE(result.err.find(c.expected), std::string::npos) << result.err;
+        EXPECT_FALSE(std::filesystem::exists(dir.file("bad.zmp"))) << c.texture;
+    }
+}
+
 } // namespace

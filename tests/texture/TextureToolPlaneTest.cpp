@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -87,6 +88,137 @@ std::vector<double> crossingSpacings(const textest::Painted& painted,
     return spacing;
 }
 
+/// The corner room seen through a view of the given kind (perspective or parallel).
+std::unique_ptr<test::TestDocument> cornerRoomThrough(std::uint32_t viewCode) {
+    test::SyntheticScene scene;
+    const Extent<3> walls(Point<3>(-50, -50, 0), Point<3>(50, 50, 3));
+    scene.add(Plane(), floorId);
+    scene.add(Plane(Vector<3>(0, -1, 0), Point<3>(0, 6, 0)), wallId, walls);
+    scene.add(Plane(Vector<3>(-1, 0, 0), Point<3>(3, 0, 0)), sideId, walls);
+    const bool parallel = viewCode == ViewParams::parallelCode;
+    const double half = parallel ? 4.0 : 1.0;
+    const ViewParams record = test::roomRecord(
+        viewCode, {0, 0, 1.6}, 80, -8, {-half, 0.75 * half, 1}, {half, -0.75 * half, 1}, 0.1, 200);
+    auto document = test::makeTestDocument(150, 112);
+    document->setViewParams(record);
+    scene.render(*document);
+    return document;
+}
+
+/// A pixel's raster point and footprint worked out the long way, through world points:
+/// each edge's point is taken to the world by the view and to the raster by the tool.
+void plainSample(const tex::TextureToolPlane& tool, const test::TestDocument& document,
+                 std::int32_t x, std::int32_t y, Point<2>& point, double& footprint) {
+    const ViewProj& view = *document.viewProj();
+    auto raster = [&](double px, double py, double code) {
+        return tool.rasterPoint(view.worldFromPixelPoint(Point<3>(px, py, code)));
+    };
+    auto has = [](std::uint32_t c) { return c < depth::farCode; };
+    const std::uint32_t own = document.zAt(x, y);
+    const double code = has(own) ? own : depth::farCode;
+    point = raster(x, y, code);
+    auto halfStep = [&](int dx, int dy) {
+        for (const int sign : {1, -1}) {
+            const std::int32_t nx = x + sign * dx;
+            const std::int32_t ny = y + sign * dy;
+            if (nx < 0 || ny < 0 || nx >= document.width() || ny >= document.height()) {
+                continue;
+            }
+            const std::uint32_t other = document.zAt(nx, ny);
+            if (has(own) && has(other) && document.matAt(nx, ny) == document.matAt(x, y)) {
+                return (raster(x + 0.5 * sign * dx, y + 0.5 * sign * dy, 0.5 * (code + other)) -
+                        point) *
+                       static_cast<double>(sign);
+            }
+        }
+        return raster(x + 0.5 * dx, y + 0.5 * dy, code) - point;
+    };
+    const Vector<2> hx = halfStep(1, 0);
+    const Vector<2> hy = halfStep(0, 1);
+    footprint = tex::balanceFootprint(2 * (std::abs(hx.x()) + std::abs(hy.x())),
+                                      2 * (std::abs(hx.y()) + std::abs(hy.y())));
+}
+
+TEST(TextureToolPlane, EveryPixelReadsWhereItsWorldPointLies) {
+    for (const std::uint32_t viewCode : {ViewParams::perspectiveCode, ViewParams::parallelCode}) {
+        SCOPED_TRACE(viewCode == ViewParams::parallelCode ? "parallel" : "perspective");
+        auto document = cornerRoomThrough(viewCode);
+        const IPoint<2> click = pixelOf(*document, {1, 6, 1.2});
+        ASSERT_EQ(document->matAt(click.x, click.y), wallId);
+        auto texture = checker(64, 64, 8);
+        tex::TextureToolPlane tool(texture, placing(tex::PlanePlacing::tangent, 40),
+                                   tex::TextureOutput{});
+        tool.start(click.x, click.y, *document);
+
+        // Point and footprint against the long way, pixel by pixel: surfaces, their
+        // borders, the sky and the image's edges.
+        int materials[4] = {0, 0, 0, 0};
+        for (std::int32_t y = 0; y < document->height(); ++y) {
+            for (std::int32_t x = 0; x < document->width(); ++x) {
+                Point<2> fast, plain;
+                double fastFootprint = 0, plainFootprint = 0;
+                ASSERT_TRUE(tool.pixelSample(*document, x, y, fast, fastFootprint));
+                plainSample(tool, *document, x, y, plain, plainFootprint);
+                const double scale = std::max({1.0, std::abs(plain.x()), std::abs(plain.y())});
+                ASSERT_NEAR(fast.x(), plain.x(), 1e-5 * scale) << x << "," << y;
+                ASSERT_NEAR(fast.y(), plain.y(), 1e-5 * scale) << x << "," << y;
+                ASSERT_NEAR(fastFootprint, plainFootprint, 1e-4 * std::max(1.0, plainFootprint))
+                    << x << "," << y;
+                ++materials[std::min<int>(document->matAt(x, y), 3)];
+            }
+        }
+        for (int m = 1; m < 4; ++m) {
+            EXPECT_GT(materials[m], 200) << "material " << m;
+        }
+
+        // Painting in spans that stop at tile borders, some pixels without coverage: each
+        // covered pixel shows the texture at its point and footprint, the rest keep their
+        // colour and coverage.
+        const std::int32_t w = document->width();
+        std::vector<ColourPOD> colour(maxSpanLength), base(maxSpanLength, ColourPOD{9, 9, 9});
+        std::vector<float> alpha(maxSpanLength);
+        for (std::int32_t y = 0; y < document->height(); ++y) {
+            for (std::int32_t x0 = 0; x0 < w; x0 += 64) {
+                const int n = std::min(64, w - x0);
+                for (int i = 0; i < n; ++i) {
+                    colour[i] = ColourPOD{9, 9, 9};
+                    alpha[i] = (x0 + i + 3 * y) % 5 == 0 ? 0.0f : 0.5f;
+                }
+                Span span;
+                span.document = document.get();
+                span.x = x0;
+                span.y = y;
+                span.length = n;
+                span.colour = colour.data();
+                span.alpha = alpha.data();
+                span.baseColour = base.data();
+                span.sourceColour = base.data();
+                const int first = y % 2 == 0 ? 0 : 5;
+                const int last = y % 3 == 0 ? n : n - 4;
+                tool.run(span, first, last);
+                for (int i = 0; i < n; ++i) {
+                    const std::int32_t x = x0 + i;
+                    const bool covered = i >= first && i < last && (x + 3 * y) % 5 != 0;
+                    if (!covered) {
+                        ASSERT_EQ(colour[i], (ColourPOD{9, 9, 9})) << x << "," << y;
+                        continue;
+                    }
+                    Point<2> p;
+                    double fp = 0;
+                    ASSERT_TRUE(tool.pixelSample(*document, x, y, p, fp));
+                    const float u = static_cast<float>(p.x()), v = static_cast<float>(p.y());
+                    const float f = static_cast<float>(fp);
+                    std::uint8_t rgb[3];
+                    float a = 0;
+                    texture->sample(rgb, &a, &u, &v, &f, 1);
+                    ASSERT_EQ(colour[i], (ColourPOD{rgb[0], rgb[1], rgb[2]})) << x << "," << y;
+                    ASSERT_FLOAT_EQ(alpha[i], 0.5f * a) << x << "," << y;
+                }
+            }
+        }
+    }
+}
+
 TEST(TextureToolPlane, TangentCheckerHasItsRealSizeOnAnObliqueWall) {
     auto document = obliqueWall();
     // 64 texels of 62.5 mm: four squares of 16 texels, each 1 m. The click lands in the
@@ -155,6 +287,44 @@ TEST(TextureToolPlane, WrappedFoldsOverACornerWithoutAJump) {
     ASSERT_TRUE(tool.pixelSample(*document, x, corner.y, a, fa));
     ASSERT_TRUE(tool.pixelSample(*document, x + 1, corner.y, b, fb));
     EXPECT_LT(distance(a, b), 2 * std::max(fa, fb) + 0.5);
+}
+
+TEST(TextureToolPlane, AFoldCarriesAnOriginLyingOffThePreviousPlaneOntoTheNewOne) {
+    auto document = cornerRoom();
+    const IPoint<2> back = pixelOf(*document, {1, 6, 1.2});
+    const IPoint<2> side = pixelOf(*document, {3, 4.5, 1.2});
+    const Point<3> onCorner[] = {{3, 6, 0.4}, {3, 6, 2.7}};
+    for (const int mode : {tex::PlanePlacing::wrapped, tex::PlanePlacing::autowrapped}) {
+        SCOPED_TRACE(mode);
+        // A placing left by an earlier stroke, its origin half a unit in front of the back
+        // wall, which the current tool continues.
+        TextureAxes kept;
+        kept.origin = Point<3>(1, 5.5, 1.2);
+        kept.primary = Vector<3>(0, 0, 1);
+        kept.secondary = Vector<3>(0, 1, 0);
+        kept.plane = Plane(Vector<3>(0, 1, 0), Point<3>(1, 6, 0));
+        tex::currentTextureAxes() = tex::CurrentTextureAxes{kept, document->serial()};
+        tex::TextureToolPlane tool(checker(64, 64, 8), placing(mode, 25), tex::TextureOutput{});
+        tool.setCurrent(true);
+        tool.start(back.x, back.y, *document);
+        EXPECT_EQ(tool.axes().origin, kept.origin);
+        std::vector<Point<2>> before;
+        for (const Point<3>& p : onCorner) {
+            before.push_back(tool.rasterPoint(p));
+        }
+        tool.start(side.x, side.y, *document);
+        const TextureAxes& folded = tool.axes();
+        EXPECT_NEAR(folded.plane.distanceTo(folded.origin), 0.0, 1e-9);
+        // The back wall unfolded onto the side wall's plane: the origin, two short of the
+        // corner along the back wall, lies two past it on that plane, at the same height.
+        EXPECT_NEAR(folded.origin.x(), 3.0, 1e-6);
+        EXPECT_NEAR(folded.origin.y(), 8.0, 1e-6);
+        EXPECT_NEAR(folded.origin.z(), 1.2, 1e-6);
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            EXPECT_LT(distance(before[i], tool.rasterPoint(onCorner[i])), 0.05);
+        }
+    }
+    tex::currentTextureAxes() = tex::CurrentTextureAxes{};
 }
 
 TEST(TextureToolPlane, AlmostParallelPlanesDoNotFold) {

@@ -39,7 +39,7 @@ const char* const blendNames[] = {
     "colour-burn", "vivid-light", "hue",       "luminosity", "saturation", "colour"};
 
 /// The kind of value a checked style key takes.
-enum class KeyKind { number, flag, triple };
+enum class KeyKind { number, flag, triple, text, textureMode };
 
 /// A style key that a script's settings are checked against.
 struct KnownKey {
@@ -54,6 +54,28 @@ const KnownKey penKeys[] = {
     {"Type", KeyKind::number},           {"Filled", KeyKind::flag},
     {"Angle", KeyKind::number},          {"ConstraintType", KeyKind::number},
     {"ConstraintAxis", KeyKind::triple},
+};
+
+/// The texture page's keys.
+const KnownKey textureKeys[] = {
+    {"Type", KeyKind::number},          {"Mode", KeyKind::textureMode},
+    {"Filename", KeyKind::text},        {"Size", KeyKind::number},
+    {"Measure", KeyKind::number},       {"Scale", KeyKind::number},
+    {"HScale", KeyKind::number},        {"VScale", KeyKind::number},
+    {"LinkScales", KeyKind::flag},      {"Angle", KeyKind::number},
+    {"HookX", KeyKind::number},         {"HookY", KeyKind::number},
+    {"HookFloat", KeyKind::flag},       {"RepeatX", KeyKind::flag},
+    {"RepeatY", KeyKind::flag},         {"ReflectX", KeyKind::flag},
+    {"ReflectY", KeyKind::flag},        {"Tiled", KeyKind::flag},
+    {"Threshold", KeyKind::flag},       {"ThreshCurrent", KeyKind::flag},
+    {"Dark", KeyKind::number},          {"Light", KeyKind::number},
+    {"ThresholdSoft", KeyKind::number}, {"CubeFilename", KeyKind::text},
+    {"CubeAngle", KeyKind::number},     {"CubeAxis", KeyKind::triple},
+    {"CaptureDist", KeyKind::number},   {"CaptureNoise", KeyKind::number},
+    {"Bias", KeyKind::number},          {"Complexity", KeyKind::number},
+    {"Invert", KeyKind::flag},          {"Frequency", KeyKind::number},
+    {"Amplitude", KeyKind::number},     {"Plane", KeyKind::text},
+    {"Symmetric", KeyKind::flag},
 };
 
 /// A painting tool a script can name: the section its style keys live in, how an
@@ -195,27 +217,28 @@ bool readKeys(const cli::JsonValue& object, const char* what, const std::wstring
     return true;
 }
 
-/// The settings of a tool with known keys: each key one of them, with a value of its kind.
-bool checkKeys(const cli::JsonValue& object, const PaintTool& tool, ScriptError& e) {
-    if (!tool.keys || object.kind != cli::JsonValue::object) {
+/// Style keys checked against `keys` (count of them) of `owner` (the pen, the texture...):
+/// each key one of them, with a value of its kind.
+bool checkKeys(const cli::JsonValue& object, const KnownKey* keys, std::size_t count,
+               const std::string& owner, ScriptError& e) {
+    if (!keys || object.kind != cli::JsonValue::object) {
         return true;
     }
     for (const auto& [key, member] : object.members()) {
         const cli::JsonValue& value = *member;
         const KnownKey* known = nullptr;
-        for (std::size_t i = 0; i < tool.keyCount; ++i) {
-            if (key == tool.keys[i].name) {
-                known = &tool.keys[i];
+        for (std::size_t i = 0; i < count; ++i) {
+            if (key == keys[i].name) {
+                known = &keys[i];
             }
         }
         if (!known) {
             std::string names;
-            for (std::size_t i = 0; i < tool.keyCount; ++i) {
-                names += (i ? ", " : "") + std::string(tool.keys[i].name);
+            for (std::size_t i = 0; i < count; ++i) {
+                names += (i ? ", " : "") + std::string(keys[i].name);
             }
             return error(e, value,
-                         "\"" + key + "\" is not a setting of the " + tool.name + " (" + names +
-                             ")");
+                         "\"" + key + "\" is not a setting of the " + owner + " (" + names + ")");
         }
         switch (known->kind) {
         case KeyKind::number:
@@ -235,9 +258,28 @@ bool checkKeys(const cli::JsonValue& object, const PaintTool& tool, ScriptError&
                 return error(e, value, "\"" + key + "\" takes three numbers");
             }
             break;
+        case KeyKind::text:
+            if (value.kind != cli::JsonValue::string && value.kind != cli::JsonValue::number) {
+                return error(e, value, "\"" + key + "\" takes a text");
+            }
+            break;
+        case KeyKind::textureMode:
+            if (value.kind != cli::JsonValue::string ||
+                textureModeFromName(getWCS(value.text)) < 0) {
+                std::string names;
+                for (int m = 0; m < 7; ++m) {
+                    names += (m ? ", " : "") + utf8(textureModeName(m));
+                }
+                return error(e, value, "\"" + key + "\" is one of " + names);
+            }
+            break;
         }
     }
     return true;
+}
+
+bool checkKeys(const cli::JsonValue& object, const PaintTool& tool, ScriptError& e) {
+    return checkKeys(object, tool.keys, tool.keyCount, tool.name, e);
 }
 
 bool wholeNumber(const cli::JsonValue& v, double low, double high, long& out) {
@@ -377,7 +419,8 @@ bool readScript(const cli::JsonValue& root, PaintScript& script, ScriptError& e)
             }
             script.state.grainOn = true;
         } else if (key == "texture") {
-            if (!readKeys(value, "texture", L"Texture", script.keys, e)) {
+            if (!checkKeys(value, textureKeys, std::size(textureKeys), "texture", e) ||
+                !readKeys(value, "texture", L"Texture", script.keys, e)) {
                 return false;
             }
             script.state.textureOn = true;
