@@ -98,6 +98,38 @@ TEST_F(PaintRow, TwoHalfPassesGiveThreeQuartersBlendedFromTheSameBase) {
     EXPECT_EQ(document->rgbAt(21, 7), (ColourPOD{191, 191, 191}));
 }
 
+TEST(PaintRowDispatch, AnApplicatorThatGivesItsOwnColourIsHeardWithoutOptingOut) {
+    // A new applicator that replaces the recolour stage's dispatch, with plain paint of one
+    // colour selected: its own colour must land, on whole rows and short ones alike.
+    class OwnColour : public Applicator {
+    public:
+        void apply(ZmapDocument&, StrokeView*, const std::vector<StrokePoint>&) override {}
+        bool extend(ZmapDocument&, StrokeView*, const StrokePoint&) override { return false; }
+        TQL::Handle<TQL::Handlable> pseudoCursor() override { return nullptr; }
+        std::uint32_t undoNameId() const override { return 1219; }
+        void ready() override {}
+        void runRecolour(Span& span, int first, int last) override {
+            for (int i = first; i < last; ++i) {
+                span.colour[i] = ColourPOD{10, 200, 30};
+            }
+        }
+    };
+    auto document = test::makeTestDocument(300, 100);
+    const auto a = TQL::makeHandle<OwnColour>();
+    a->effect = TQL::makeHandle<Paint>();
+    a->recolour = TQL::makeHandle<LinearRecolour>(250, 0, 0, 1.0f);
+    a->blend = TQL::makeHandle<Blender>(1.0f, 0);
+    document->editor.clearStrokePlanes();
+    a->Applicator::start(*document, nullptr, StrokePoint{0, 0});
+    const std::vector<float> full(300, 1.0f);
+    a->paintRow(*document, 0, 4, 0, 300, full.data());
+    a->paintRow(*document, 7, 5, 0, 9, full.data());
+    for (const IPoint<2> p : {IPoint<2>(0, 4), IPoint<2>(150, 4), IPoint<2>(299, 4),
+                              IPoint<2>(7, 5), IPoint<2>(15, 5)}) {
+        EXPECT_EQ(document->rgbAt(p.x, p.y), (ColourPOD{10, 200, 30})) << p.x << ", " << p.y;
+    }
+}
+
 TEST_F(PaintRow, NothingToPaintCallsNoStage) {
     recordAll();
     struct Case {
