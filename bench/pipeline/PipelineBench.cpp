@@ -53,9 +53,11 @@ std::unique_ptr<BenchDocument> makeDocument() {
     return document;
 }
 
-/// An applicator that only paints rows.
+/// An applicator that only paints rows, with the stages dispatched as the brush and the fill
+/// do (one colour blended straight away).
 class RowPainter : public Applicator {
 public:
+    RowPainter() { fuseSolidPaint = true; }
     void apply(ZmapDocument&, StrokeView*, const std::vector<StrokePoint>&) override {}
     bool extend(ZmapDocument&, StrokeView*, const StrokePoint&) override { return false; }
     TQL::Handle<TQL::Handlable> pseudoCursor() override { return nullptr; }

@@ -188,6 +188,10 @@ BrushApplicator::BrushApplicator(const BrushSettings& settings, TQL::Handle<PenM
     size = mask ? mask->size() : settings.size;
     baseSize_ = size;
     baseAngle_ = mask ? mask->angle() : Angle::degrees(settings.angle);
+    // The stages are dispatched as the base class does (a colour mask wraps the recolour
+    // stage, which then isn't one colour): plain paint of one colour may be blended
+    // straight away.
+    fuseSolidPaint = true;
 }
 
 BrushApplicator::~BrushApplicator() = default;

@@ -23,7 +23,11 @@ constexpr std::int32_t acrossTopOrBottomSeam = 3;
 
 } // namespace
 
-Filler::Filler(bool flood) : flood_(flood) {}
+Filler::Filler(bool flood) : flood_(flood) {
+    // The stages are dispatched as the base class does: plain paint of one colour may be
+    // blended straight away.
+    fuseSolidPaint = true;
+}
 
 Filler::~Filler() {
     freeStack();

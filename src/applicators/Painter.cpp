@@ -92,8 +92,8 @@ Painter::Painter(const PainterSettings& settings, TQL::Handle<PenMask> mask, std
     }
     cellW_ = std::max(1, settings_.cellSize);
     cellH_ = std::max(1, settings_.cellSizeY > 0 ? settings_.cellSizeY : settings_.cellSize);
-    // The colour comes from the painter's own canvas (runEffect), never from one colour.
-    fuseSolidPaint = false;
+    // The colour comes from the painter's own canvas (runEffect), so one colour is never
+    // blended straight away (fuseSolidPaint stays off).
 }
 
 Painter::~Painter() = default;

@@ -68,7 +68,9 @@ public:
     void ready() override;
 
 protected:
-    explicit Pen(const PenSettings& settings) : settings_(settings) {}
+    /// The stages are dispatched as the base class does: plain paint of one colour may be
+    /// blended straight away.
+    explicit Pen(const PenSettings& settings) : settings_(settings) { fuseSolidPaint = true; }
 
     PenSettings settings_;
 };

@@ -41,7 +41,9 @@ public:
     void ready() override;
 
 protected:
-    explicit Shape(const ShapeSettings& settings) : settings_(settings) {}
+    /// The stages are dispatched as the base class does: plain paint of one colour may be
+    /// blended straight away.
+    explicit Shape(const ShapeSettings& settings) : settings_(settings) { fuseSolidPaint = true; }
 
     ShapeSettings settings_;
 };

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <typeinfo>
 
 namespace {
@@ -218,7 +219,51 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
     paint.depth = depthRow;
     paint.flags = needsDepthFlags ? spanNeedsDepth : 0;
 
+    // One colour laid at one coverage along the whole row (a fill, a stroke at full
+    // coverage): a run whose stroke alpha is one value rises to one value at once. Nothing
+    // is trimmed (every pixel has the same coverage above 0 and the same stroke alpha), no
+    // stage but the blend runs, and no plane is fetched but the stroke alpha, the image and
+    // the image before the stroke where the blend reads it. Other runs take the walk below.
+    Blender* rowBlender = nullptr;
+    if (solidChain && !matting && !repainting && blend && runs::allSame(coverage, begin, end)) {
+        BlendTool& stage = *blend;
+        if (typeid(stage) == typeid(Blender)) {
+            rowBlender = static_cast<Blender*>(&stage);
+        }
+    }
+    // The value that alphaRow holds throughout, while the row's runs keep it (NaN: none).
+    Alpha alphaRowValue = std::numeric_limits<Alpha>::quiet_NaN();
+
     for (std::int32_t i = begin; i < end;) {
+        if (rowBlender) {
+            const std::int32_t tileLength = planes_.strokeAlphaRun(x0 + i);
+            if (tileLength <= 0) {
+                break;
+            }
+            const std::int32_t length = std::min(tileLength, end - i);
+            Alpha under = 0;
+            if (planes_.strokeAlphaUniform(under)) {
+                const Alpha rise = (1.0f - under) * coverage[begin] + under;
+                if (under < rise) {
+                    planes_.fillStrokeAlpha(rise, 0, length);
+                    if (!(rise == alphaRowValue)) {
+                        runs::fill(alphaRow, rise, 0, maxSpanLength);
+                        alphaRowValue = rise;
+                    }
+                    paint.x = x0 + i;
+                    paint.length = tileLength;
+                    paint.baseColour =
+                        rowBlender->solidReadsBase(rise) ? planes_.baseColourRun(x0 + i) : nullptr;
+                    paint.colourWriter = planes_.colourWriter();
+                    rowBlender->runSolid(paint, solid, 0, length, true);
+                    changed |= IExtent<2>(x0 + i, y, x0 + i + length - 1, y);
+                }
+                i += length;
+                continue;
+            }
+            // The walk below writes the working alpha.
+            alphaRowValue = std::numeric_limits<Alpha>::quiet_NaN();
+        }
         SpanPlanes planes;
         const std::int32_t tileLength = planes_.run(x0 + i, planes);
         if (tileLength <= 0) {

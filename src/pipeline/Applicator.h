@@ -94,9 +94,11 @@ public:
     /// Plain paint whose colour stages come to one colour (Paint or no effect, a full-strength
     /// LinearRecolour, no fog, texture or grain) is blended from that colour straight away,
     /// without the copy of the source that it replaces; the results are the same. This
-    /// stands for runEffect, runRecolour, commitEffect and runBlend (Blender's own form): a
-    /// subclass that replaces one of those turns it off.
-    bool fuseSolidPaint = true;
+    /// stands for runEffect, runRecolour, commitEffect and runBlend (Blender's own form), so
+    /// it is off unless the applicator turns it on: only one that leaves those four to the
+    /// base class may (the brush, fill, line and shape tools do). An applicator that gives
+    /// its own colour in one of them is right without doing anything.
+    bool fuseSolidPaint = false;
 
     /// The tolerance of the surface frame handed to the stages at the start: a fraction of
     /// the world distance between neighbouring pixels at the far depth.

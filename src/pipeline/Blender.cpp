@@ -130,12 +130,15 @@ ColourPOD* Blender::target(Span& span, int first, int last, TileHandle& hold) co
         const auto* next = reinterpret_cast<const char*>(out + first) + stride;
         // The image before the stroke too, unless the run looks like a straight copy (a
         // guess from its ends: a wrong one costs a useless or a missing prefetch only).
-        const bool readsBase = !(mode_ == 0 && opacity_ == 1.0f && span.alpha[first] == 1.0f &&
+        const bool readsBase =
+            span.baseColour && !(mode_ == 0 && opacity_ == 1.0f && span.alpha[first] == 1.0f &&
                                  span.alpha[last - 1] == 1.0f);
-        const auto* nextBase = reinterpret_cast<const char*>(span.baseColour + first) + stride;
         for (int k = 0; k < (last - first) * 3; k += 64) {
             __builtin_prefetch(next + k, 1);
-            if (readsBase) {
+        }
+        if (readsBase) {
+            const auto* nextBase = reinterpret_cast<const char*>(span.baseColour + first) + stride;
+            for (int k = 0; k < (last - first) * 3; k += 64) {
                 __builtin_prefetch(nextBase + k);
             }
         }

@@ -46,6 +46,14 @@ public:
     /// one value over the range. The span's working colour is used as scratch.
     void runSolid(Span& span, ColourPOD colour, int first, int last, bool alphaUniform);
 
+    /// False when runSolid over alpha of one value `alpha` never reads the image before the
+    /// stroke (span.baseColour may then be null): Normal at full opacity and full coverage
+    /// lays the colour as it stands.
+    bool solidReadsBase(Alpha alpha) const {
+        return !(mode_ == static_cast<std::uint32_t>(BlendMode::normal) && opacity_ == 1.0f &&
+                 alpha == 1.0f);
+    }
+
     /// The blend on plain rows: out[i] for i in first..last from base[i], source[i] and
     /// alpha[i]. `out` may be `base` or `source`.
     void blendRow(ColourPOD* out, const ColourPOD* base, const ColourPOD* source,

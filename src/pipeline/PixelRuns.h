@@ -142,6 +142,11 @@ inline int endOfRun(const float* values, float value, int first, int last) {
     return i;
 }
 
+/// True when the range is one value throughout, to the bit, and that value is a number (not
+/// NaN). A mix of 0 and -0 counts as two values. Thirty-two values a round: this reads a
+/// whole row of coverage once, so that each of its tile runs need not.
+bool allSame(const float* values, int first, int last);
+
 /// True when every value of the range is above 0.
 inline bool allPositive(const float* values, int first, int last) {
     int i = first;

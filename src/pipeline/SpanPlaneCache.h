@@ -37,6 +37,16 @@ public:
     /// null): it is read through strokeAlpha() and written through writeStrokeAlpha or
     /// writableStrokeAlpha. Throws std::bad_alloc.
     std::int32_t run(std::int32_t x, SpanPlanes& planes);
+    /// Starts the run from column x for the stroke alpha alone (as run() does, without the
+    /// other planes) and returns its length, 0 outside the image. For runs that turn out to
+    /// need nothing else; run() may follow for the same x.
+    std::int32_t strokeAlphaRun(std::int32_t x) {
+        return strokeAlpha_.writer->run(x, y_, strokeAlphaValues_);
+    }
+    /// The image before the stroke at the run from column x (run()'s baseColour alone).
+    const ColourPOD* baseColourRun(std::int32_t x) {
+        return reinterpret_cast<const ColourPOD*>(baseColour_.run(x, y_));
+    }
     /// The stroke alpha of the current run, for reading (a row of one value stands in for a
     /// uniform row of the plane).
     const Alpha* strokeAlpha() const { return strokeAlphaValues_; }

@@ -1,12 +1,15 @@
 // The fast Normal and Multiply loops (and their forms for one working colour) give the same
 // bytes as their plain forms for every pair of channel values, at coverages and opacities
-// that include the exact halves, at every alignment of a run.
+// that include the exact halves, at every alignment of a run; and the test for a row of one
+// value that sends a row of coverage down the fast path.
 
 #include "pipeline/BlendKernels.h"
+#include "pipeline/PixelRuns.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -186,6 +189,39 @@ TEST(BlendKernels, PixelsOutsideTheRangeAreNotWritten) {
             }
         }
     }
+}
+
+} // namespace
+
+namespace {
+
+TEST(PixelRuns, AllSameFindsAnyValueThatDiffersAtAnyLengthAndOffset) {
+    // Lengths across the vector widths (a round of 32, its tail), offsets of every
+    // alignment, and a differing value at every position.
+    std::vector<float> row(200, 0.5f);
+    for (int first = 0; first < 9; ++first) {
+        for (int n = 1; n < 150; n += (n < 70 ? 1 : 13)) {
+            ASSERT_TRUE(runs::allSame(row.data(), first, first + n)) << first << ", " << n;
+            for (int k = first; k < first + n; ++k) {
+                row[static_cast<std::size_t>(k)] = 0.50001f;
+                ASSERT_EQ(runs::allSame(row.data(), first, first + n), n == 1)
+                    << first << ", " << n << ", " << k;
+                row[static_cast<std::size_t>(k)] = 0.5f;
+            }
+            // Outside the range does not count.
+            row[static_cast<std::size_t>(first + n)] = 1.0f;
+            EXPECT_TRUE(runs::allSame(row.data(), first, first + n));
+            row[static_cast<std::size_t>(first + n)] = 0.5f;
+        }
+    }
+    EXPECT_FALSE(runs::allSame(row.data(), 5, 5));
+    // Equal as numbers is not enough: 0 and -0 differ; NaN is never one value.
+    std::vector<float> zeros(64, 0.0f);
+    zeros[40] = -0.0f;
+    EXPECT_FALSE(runs::allSame(zeros.data(), 0, 64));
+    EXPECT_TRUE(runs::allSame(zeros.data(), 0, 40));
+    const std::vector<float> nan(64, std::numeric_limits<float>::quiet_NaN());
+    EXPECT_FALSE(runs::allSame(nan.data(), 0, 64));
 }
 
 } // namespace

@@ -98,6 +98,38 @@ TEST_F(PaintRow, TwoHalfPassesGiveThreeQuartersBlendedFromTheSameBase) {
     EXPECT_EQ(document->rgbAt(21, 7), (ColourPOD{191, 191, 191}));
 }
 
+TEST(PaintRowDispatch, AnApplicatorThatGivesItsOwnColourIsHeardWithoutOptingOut) {
+    // A new applicator that replaces the recolour stage's dispatch, with plain paint of one
+    // colour selected: its own colour must land, on whole rows and short ones alike.
+    class OwnColour : public Applicator {
+    public:
+        void apply(ZmapDocument&, StrokeView*, const std::vector<StrokePoint>&) override {}
+        bool extend(ZmapDocument&, StrokeView*, const StrokePoint&) override { return false; }
+        TQL::Handle<TQL::Handlable> pseudoCursor() override { return nullptr; }
+        std::uint32_t undoNameId() const override { return 1219; }
+        void ready() override {}
+        void runRecolour(Span& span, int first, int last) override {
+            for (int i = first; i < last; ++i) {
+                span.colour[i] = ColourPOD{10, 200, 30};
+            }
+        }
+    };
+    auto document = test::makeTestDocument(300, 100);
+    const auto a = TQL::makeHandle<OwnColour>();
+    a->effect = TQL::makeHandle<Paint>();
+    a->recolour = TQL::makeHandle<LinearRecolour>(250, 0, 0, 1.0f);
+    a->blend = TQL::makeHandle<Blender>(1.0f, 0);
+    document->editor.clearStrokePlanes();
+    a->Applicator::start(*document, nullptr, StrokePoint{0, 0});
+    const std::vector<float> full(300, 1.0f);
+    a->paintRow(*document, 0, 4, 0, 300, full.data());
+    a->paintRow(*document, 7, 5, 0, 9, full.data());
+    for (const IPoint<2> p : {IPoint<2>(0, 4), IPoint<2>(150, 4), IPoint<2>(299, 4),
+                              IPoint<2>(7, 5), IPoint<2>(15, 5)}) {
+        EXPECT_EQ(document->rgbAt(p.x, p.y), (ColourPOD{10, 200, 30})) << p.x << ", " << p.y;
+    }
+}
+
 TEST_F(PaintRow, NothingToPaintCallsNoStage) {
     recordAll();
     struct Case {
@@ -440,12 +472,63 @@ TEST_P(SolidPaint, OneColourBlendedStraightAwayMatchesThePlainChainBitForBit) {
     EXPECT_GT(painted, 2000);
 }
 
+TEST_P(SolidPaint, RowsOfOneCoverageMatchThePlainChainBitForBit) {
+    // Rows of one coverage value, as a fill or a stroke at full coverage lays them: whole
+    // rows, rows that start or end inside a tile or past an edge of the image, rows again
+    // over pixels already painted at that value, at another or at random (a row of the
+    // stroke alpha that no longer holds one value), and strokes begun anew now and then.
+    std::mt19937 random(23);
+    std::uniform_real_distribution<float> anyCoverage(0.0f, 1.0f);
+    const float values[] = {1.0f, 0.5f, 0.25f, 0.8f, 0.0f};
+    std::uniform_int_distribution<int> pickValue(0, 4);
+    std::uniform_int_distribution<int> pickKind(0, 5);
+    auto paint = [&](std::int32_t x0, std::int32_t y, const std::vector<float>& coverage) {
+        const auto count = static_cast<std::int32_t>(coverage.size());
+        const IExtent<2> p =
+            plain.applicator->paintRow(*plain.document, x0, y, 0, count, coverage.data());
+        const IExtent<2> f =
+            solid.applicator->paintRow(*solid.document, x0, y, 0, count, coverage.data());
+        return p == f;
+    };
+    for (int pass = 0; pass < 400; ++pass) {
+        if (pass % 150 == 75) {
+            for (Side* side : {&plain, &solid}) {
+                side->document->editor.clearStrokePlanes();
+                side->applicator->Applicator::start(*side->document, nullptr, StrokePoint{0, 0});
+            }
+        }
+        const std::int32_t y = 20 + pass % 13;
+        const int kind = pickKind(random);
+        std::int32_t x0 = 0;
+        std::vector<float> coverage(300, values[pickValue(random)]);
+        if (kind >= 2) {
+            x0 = std::uniform_int_distribution<std::int32_t>(-40, 290)(random);
+            coverage.resize(std::uniform_int_distribution<std::size_t>(1, 340)(random),
+                            coverage.front());
+        }
+        if (kind == 5) {
+            for (float& c : coverage) {
+                c = anyCoverage(random);
+            }
+        }
+        ASSERT_TRUE(paint(x0, y, coverage)) << "pass " << pass;
+    }
+    for (std::int32_t y = 0; y < 100; ++y) {
+        for (std::int32_t x = 0; x < 300; ++x) {
+            ASSERT_EQ(plain.document->rgbAt(x, y), solid.document->rgbAt(x, y)) << x << ", " << y;
+            const auto sp = plain.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
+            const auto sf = solid.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
+            ASSERT_EQ(sp, sf) << x << ", " << y;
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Blends, SolidPaint,
     testing::Values(std::make_tuple(1.0f, 0u, false), std::make_tuple(1.0f, 0u, true),
                     std::make_tuple(0.6f, 0u, true), std::make_tuple(0.5f, 1u, false),
                     std::make_tuple(0.5f, 1u, true), std::make_tuple(1.0f, 1u, false),
-                    std::make_tuple(0.7f, 3u, true)),
+                    std::make_tuple(0.7f, 3u, true), std::make_tuple(0.7f, 3u, false)),
     [](const testing::TestParamInfo<std::tuple<float, std::uint32_t, bool>>& info) {
         const float opacity = std::get<0>(info.param);
         const std::uint32_t mode = std::get<1>(info.param);

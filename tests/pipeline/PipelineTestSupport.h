@@ -126,9 +126,11 @@ public:
 };
 
 /// An applicator that paints, for each point, `width` pixels of the point's row from the
-/// point's column at full coverage. Counts its calls.
+/// point's column at full coverage. Counts its calls. Like the brush and the fill, it
+/// leaves the stage dispatch to the base class and lets one colour be blended straight away.
 class RowApplicator : public Applicator {
 public:
+    RowApplicator() { fuseSolidPaint = true; }
     void apply(ZmapDocument& document, StrokeView* view,
                const std::vector<StrokePoint>& points) override;
     bool extend(ZmapDocument& document, StrokeView* view, const StrokePoint& point) override;
