@@ -32,16 +32,19 @@ Point<3> lerp(const Point<3>& a, const Point<3>& b, double f) {
 }
 
 /// Random scenes of different make-up, all in the box [-50, 50]^2 x [0, 40].
-std::vector<Triangle> boxes(std::mt19937& random) {
-    // A town of boxes on a ground, as a renderer's models are: walls and roofs share edges.
+/// A town of side x side boxes on a ground, as a renderer's models are: walls and roofs
+/// share edges.
+std::vector<Triangle> town(std::mt19937& random, int side) {
     std::uniform_real_distribution<double> tall(0.5, 30);
+    const double pitch = 96.0 / side, box = pitch * 5 / 8;
     std::vector<Triangle> out = {Triangle{{{-50, -50, 0}, {50, -50, 0}, {50, 50, 0}}},
                                  Triangle{{{-50, -50, 0}, {50, 50, 0}, {-50, 50, 0}}}};
-    for (int j = 0; j < 12; ++j) {
-        for (int i = 0; i < 12; ++i) {
-            const double x = -48 + 8 * i, y = -48 + 8 * j, h = tall(random);
-            const Point<3> c[8] = {{x, y, 0}, {x + 5, y, 0}, {x + 5, y + 5, 0}, {x, y + 5, 0},
-                                   {x, y, h}, {x + 5, y, h}, {x + 5, y + 5, h}, {x, y + 5, h}};
+    for (int j = 0; j < side; ++j) {
+        for (int i = 0; i < side; ++i) {
+            const double x = -48 + pitch * i, y = -48 + pitch * j, h = tall(random);
+            const double e = x + box, n = y + box;
+            const Point<3> c[8] = {{x, y, 0}, {e, y, 0}, {e, n, 0}, {x, n, 0},
+                                   {x, y, h}, {e, y, h}, {e, n, h}, {x, n, h}};
             const int faces[10][3] = {{4, 5, 6}, {4, 6, 7}, {0, 1, 5}, {0, 5, 4}, {1, 2, 6},
                                       {1, 6, 5}, {2, 3, 7}, {2, 7, 6}, {3, 0, 4}, {3, 4, 7}};
             for (const auto& f : faces) {
@@ -50,6 +53,10 @@ std::vector<Triangle> boxes(std::mt19937& random) {
         }
     }
     return out;
+}
+
+std::vector<Triangle> boxes(std::mt19937& random) {
+    return town(random, 12);
 }
 
 std::vector<Triangle> cloud(std::mt19937& random) {
@@ -226,3 +233,50 @@ TEST(ShadowCaster, PointsOnSharedEdgesAndBesideTheModel) {
 }
 
 } // namespace
+
+TEST(ShadowCaster, LargeTreeAnswersAlikeOnAnyCountOfThreads) {
+    // Enough triangles for the build to share its sorting, counting and placing out among
+    // up to three threads: every share must give the lists that one thread gives.
+    std::mt19937 random(5);
+    const std::vector<Triangle> scene = town(random, 36);
+    ASSERT_GT(scene.size(), 12288u);
+    Extent<3> bounds;
+    for (const Triangle& t : scene) {
+        for (const Point<3>& p : t) {
+            bounds += p;
+        }
+    }
+    std::vector<Point<3>> points;
+    std::uniform_real_distribution<double> unit(0, 1);
+    for (int n = 0; n < 1200; ++n) {
+        const Vector<3> size = bounds.size();
+        points.push_back(bounds.lo() + Vector<3>(size.x() * unit(random), size.y() * unit(random),
+                                                 size.z() * unit(random)));
+    }
+    std::size_t entries = 0;
+    for (const unsigned threads : {1u, 2u, 3u}) {
+        SCOPED_TRACE(testing::Message() << threads << " threads");
+        ShadowCaster caster(Ray(Point<3>::m_origin, Angle::degrees(250), Angle::degrees(-30)),
+                            bounds, 0.002);
+        for (std::uint32_t i = 0; i < scene.size(); ++i) {
+            caster.add(scene[i][0], scene[i][1], scene[i][2], i);
+        }
+        caster.build(threads);
+        if (threads == 1) {
+            entries = caster.tree().entryCount();
+        }
+        EXPECT_EQ(caster.tree().entryCount(), entries);
+        ShadowCaster::Hint hint;
+        int blocked = 0, wrong = 0;
+        for (const Point<3>& p : points) {
+            const Point<3> q = caster.toLight(p);
+            const bool expected = blockedByAny(caster, q, 0xFFFFFFF0u);
+            wrong += caster.blocked(q, 0xFFFFFFF0u, hint) != expected;
+            blocked += expected;
+        }
+        EXPECT_EQ(wrong, 0);
+        // Both answers were asked for often enough to matter.
+        EXPECT_GT(blocked, 200);
+        EXPECT_LT(blocked, 1000);
+    }
+}

@@ -1,6 +1,7 @@
 #include "interchange/render/ShadowTree.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <bit>
 #include <cmath>
@@ -36,13 +37,16 @@ bool bounded(const ShadowFootprint& f) {
 /// Less work than this many items a part isn't worth a thread.
 constexpr std::size_t leastPerPart = 4096;
 
-/// Runs work(begin, end) over [0, count) in up to `threads` contiguous parts at once, one of
-/// them on the calling thread; rethrows the first failure once all have finished.
-template <class Work> void inParts(std::size_t count, unsigned threads, Work&& work) {
-    const std::size_t parts =
-        std::clamp<std::size_t>(count / leastPerPart, 1, std::max(threads, 1u));
-    if (parts == 1) {
-        work(std::size_t(0), count);
+/// How many parts inParts cuts `count` items into for `threads` threads.
+std::size_t partsFor(std::size_t count, unsigned threads) {
+    return std::clamp<std::size_t>(count / leastPerPart, 1, std::max(threads, 1u));
+}
+
+/// Runs work(p) for every part p of `parts` at once, part 0 on the calling thread;
+/// rethrows the first failure once all have finished.
+template <class Work> void eachPart(std::size_t parts, Work&& work) {
+    if (parts <= 1) {
+        work(std::size_t(0));
         return;
     }
     std::vector<std::exception_ptr> failures(parts);
@@ -50,7 +54,7 @@ template <class Work> void inParts(std::size_t count, unsigned threads, Work&& w
     helpers.reserve(parts - 1);
     auto part = [&](std::size_t p) {
         try {
-            work(count * p / parts, count * (p + 1) / parts);
+            work(p);
         } catch (...) {
             failures[p] = std::current_exception();
         }
@@ -67,6 +71,20 @@ template <class Work> void inParts(std::size_t count, unsigned threads, Work&& w
             std::rethrow_exception(f);
         }
     }
+}
+
+/// The first item of part p of `parts` over [0, count).
+std::size_t partStart(std::size_t count, std::size_t parts, std::size_t p) {
+    return count * p / parts;
+}
+
+/// Runs work(begin, end) over [0, count) in up to `threads` contiguous parts at once, one of
+/// them on the calling thread; rethrows the first failure once all have finished.
+template <class Work> void inParts(std::size_t count, unsigned threads, Work&& work) {
+    const std::size_t parts = partsFor(count, threads);
+    eachPart(parts, [&](std::size_t p) {
+        work(partStart(count, parts, p), partStart(count, parts, p + 1));
+    });
 }
 
 } // namespace
@@ -316,26 +334,48 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
             order.push_back(i);
         }
     }
-    // A stable radix sort on zLow as floats (the order of equal ones kept).
+    // A stable radix sort on zLow as floats (the order of equal ones kept), on every core:
+    // each part of the order counts its own digits, and its items go after those of the
+    // parts before it with the same digit, so the result is that of one thread.
     {
         UninitialisedHugePageVector<std::uint32_t> keys(footprints.size());
-        for (const std::uint32_t i : order) {
-            // Float bits to unsigned keys in the order of the floats.
-            const std::uint32_t bits = std::bit_cast<std::uint32_t>(packed[i].zLow);
-            keys[i] = bits & 0x80000000u ? ~bits : bits | 0x80000000u;
-        }
+        inParts(order.size(), threads, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t j = begin; j < end; ++j) {
+                // Float bits to unsigned keys in the order of the floats.
+                const std::uint32_t i = order[j];
+                const std::uint32_t bits = std::bit_cast<std::uint32_t>(packed[i].zLow);
+                keys[i] = bits & 0x80000000u ? ~bits : bits | 0x80000000u;
+            }
+        });
         UninitialisedHugePageVector<std::uint32_t> other(order.size());
+        const std::size_t parts = partsFor(order.size(), threads);
+        std::vector<std::array<std::size_t, 256>> counts(parts);
         for (int shift = 0; shift < 32; shift += 8) {
-            std::size_t counts[257] = {};
-            for (const std::uint32_t i : order) {
-                ++counts[((keys[i] >> shift) & 0xFF) + 1];
+            eachPart(parts, [&](std::size_t p) {
+                std::array<std::size_t, 256>& c = counts[p];
+                c.fill(0);
+                const std::size_t end = partStart(order.size(), parts, p + 1);
+                for (std::size_t j = partStart(order.size(), parts, p); j < end; ++j) {
+                    ++c[(keys[order[j]] >> shift) & 0xFF];
+                }
+            });
+            // Counts to each part's first place for each digit.
+            std::size_t place = 0;
+            for (std::size_t d = 0; d < 256; ++d) {
+                for (std::size_t p = 0; p < parts; ++p) {
+                    const std::size_t n = counts[p][d];
+                    counts[p][d] = place;
+                    place += n;
+                }
             }
-            for (int d = 1; d < 257; ++d) {
-                counts[d] += counts[d - 1];
-            }
-            for (const std::uint32_t i : order) {
-                other[counts[(keys[i] >> shift) & 0xFF]++] = i;
-            }
+            eachPart(parts, [&](std::size_t p) {
+                std::array<std::size_t, 256>& c = counts[p];
+                const std::size_t end = partStart(order.size(), parts, p + 1);
+                for (std::size_t j = partStart(order.size(), parts, p); j < end; ++j) {
+                    const std::uint32_t i = order[j];
+                    other[c[(keys[i] >> shift) & 0xFF]++] = i;
+                }
+            });
             order.swap(other);
         }
     }
@@ -351,18 +391,44 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
             grids[l].first.assign(std::size_t(grids[l].side) * grids[l].side + 1, 0);
         }
     }
-    for (std::uint32_t i = 0; i < footprints.size(); ++i) {
-        if (levelOf[i] == noLevel) {
-            continue;
+    // The counting and the placing below are shared out by nodes, not by entries: each
+    // part goes through every entry and takes those in its own rows of nodes, so no two
+    // parts write one node's count or list, and every list keeps the sorted order.
+    const std::size_t nodeRows = std::size_t(1) << maxLevel;
+    const std::size_t rowParts = std::min(partsFor(boundedCount, threads), nodeRows);
+    // Part p takes the node rows [y0, y1) of each level, in the deepest level's rows.
+    auto rowsOfPart = [&](std::size_t p, const Level& g, std::uint32_t& y0, std::uint32_t& y1) {
+        const int down = maxLevel - g.depth;
+        y0 = static_cast<std::uint32_t>(
+            ((nodeRows * p / rowParts) + (std::size_t(1) << down) - 1) >> down);
+        y1 = static_cast<std::uint32_t>(
+            ((nodeRows * (p + 1) / rowParts) + (std::size_t(1) << down) - 1) >> down);
+    };
+    eachPart(rowParts, [&](std::size_t p) {
+        std::uint32_t from[deepestLevel + 1], to[deepestLevel + 1];
+        for (std::size_t l = 0; l < grids.size(); ++l) {
+            rowsOfPart(p, grids[l], from[l], to[l]);
         }
-        Level& g = grids[levelOf[i]];
-        const Nodes s = nodes[i];
-        const std::uint32_t w = s.x1 - s.x0 + 1u;
-        for (unsigned r = s.reached; r; r &= r - 1) {
-            const auto bit = static_cast<std::uint32_t>(std::countr_zero(r));
-            ++g.first[std::size_t(s.y0 + bit / w) * g.side + s.x0 + bit % w + 1];
+        for (std::uint32_t i = 0; i < footprints.size(); ++i) {
+            const std::uint8_t l = levelOf[i];
+            if (l == noLevel) {
+                continue;
+            }
+            const Nodes s = nodes[i];
+            if (s.y1 < from[l] || s.y0 >= to[l]) {
+                continue;
+            }
+            Level& g = grids[l];
+            const std::uint32_t w = s.x1 - s.x0 + 1u;
+            for (unsigned r = s.reached; r; r &= r - 1) {
+                const auto bit = static_cast<std::uint32_t>(std::countr_zero(r));
+                const std::uint32_t y = s.y0 + bit / w;
+                if (y >= from[l] && y < to[l]) {
+                    ++g.first[std::size_t(y) * g.side + s.x0 + bit % w + 1];
+                }
+            }
         }
-    }
+    });
     // Counts to starts, in blocks (a list takes whole blocks); then the triangle of every
     // entry, in order of zLow, at its place in its node's list (none in the unused places
     // at a list's end).
@@ -381,17 +447,29 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         entries[l].assign(std::size_t(blocks) * Block::lanes, noEntry);
         filled[l].assign(g.first.size() - 1, 0);
     }
-    for (const std::uint32_t i : order) {
-        const std::uint8_t l = levelOf[i];
-        const Level& g = grids[l];
-        const Nodes s = nodes[i];
-        const std::uint32_t w = s.x1 - s.x0 + 1u;
-        for (unsigned r = s.reached; r; r &= r - 1) {
-            const auto bit = static_cast<std::uint32_t>(std::countr_zero(r));
-            const std::size_t node = std::size_t(s.y0 + bit / w) * g.side + s.x0 + bit % w;
-            entries[l][std::size_t(g.first[node]) * Block::lanes + filled[l][node]++] = i;
+    eachPart(rowParts, [&](std::size_t p) {
+        std::uint32_t from[deepestLevel + 1], to[deepestLevel + 1];
+        for (std::size_t l = 0; l < grids.size(); ++l) {
+            rowsOfPart(p, grids[l], from[l], to[l]);
         }
-    }
+        for (const std::uint32_t i : order) {
+            const std::uint8_t l = levelOf[i];
+            const Nodes s = nodes[i];
+            if (s.y1 < from[l] || s.y0 >= to[l]) {
+                continue;
+            }
+            const Level& g = grids[l];
+            const std::uint32_t w = s.x1 - s.x0 + 1u;
+            for (unsigned r = s.reached; r; r &= r - 1) {
+                const auto bit = static_cast<std::uint32_t>(std::countr_zero(r));
+                const std::uint32_t y = s.y0 + bit / w;
+                if (y >= from[l] && y < to[l]) {
+                    const std::size_t node = std::size_t(y) * g.side + s.x0 + bit % w;
+                    entries[l][std::size_t(g.first[node]) * Block::lanes + filled[l][node]++] = i;
+                }
+            }
+        }
+    });
     // The blocks in the order they lie in memory (on every core), each lane copied from
     // its triangle's packed entry; a lane without one holds no point.
     for (std::size_t l = 0; l < grids.size(); ++l) {
