@@ -389,25 +389,23 @@ void TextureToolPlane::flatSamples(std::int32_t x0, std::int32_t y,
             const __m128d pu = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w, lu), _mm_mul_pd(ud, c)), uBase);
             const __m128d pv = _mm_add_pd(_mm_add_pd(_mm_mul_pd(w, lv), _mm_mul_pd(vd, c)), vBase);
 
-            const __m128d xc = _mm_load_pd(xCode + k);
-            const __m128d xo = _mm_load_pd(xOffset + k);
-            const __m128d xw = _mm_add_pd(_mm_mul_pd(s, xc), t);
-            const __m128d xu = _mm_add_pd(
-                _mm_add_pd(_mm_mul_pd(xw, _mm_add_pd(lu, _mm_mul_pd(ua, xo))), _mm_mul_pd(ud, xc)),
-                uBase);
-            const __m128d xv = _mm_add_pd(
-                _mm_add_pd(_mm_mul_pd(xw, _mm_add_pd(lv, _mm_mul_pd(va, xo))), _mm_mul_pd(vd, xc)),
-                vBase);
-
-            const __m128d yc = _mm_load_pd(yCode + k);
-            const __m128d yo = _mm_load_pd(yOffset + k);
-            const __m128d yw = _mm_add_pd(_mm_mul_pd(s, yc), t);
-            const __m128d yu = _mm_add_pd(
-                _mm_add_pd(_mm_mul_pd(yw, _mm_add_pd(lu, _mm_mul_pd(ub, yo))), _mm_mul_pd(ud, yc)),
-                uBase);
-            const __m128d yv = _mm_add_pd(
-                _mm_add_pd(_mm_mul_pd(yw, _mm_add_pd(lv, _mm_mul_pd(vb, yo))), _mm_mul_pd(vd, yc)),
-                vBase);
+            // An edge point: its own depth code, and its offset along x (factors ua, va) or
+            // along y (ub, vb) added to the centre's linear parts.
+            auto edgePoint = [&](const double* codes, const double* offsets, __m128d du, __m128d dv,
+                                 __m128d& eu, __m128d& ev) {
+                const __m128d ec = _mm_load_pd(codes + k);
+                const __m128d eo = _mm_load_pd(offsets + k);
+                const __m128d ew = _mm_add_pd(_mm_mul_pd(s, ec), t);
+                eu = _mm_add_pd(_mm_add_pd(_mm_mul_pd(ew, _mm_add_pd(lu, _mm_mul_pd(du, eo))),
+                                           _mm_mul_pd(ud, ec)),
+                                uBase);
+                ev = _mm_add_pd(_mm_add_pd(_mm_mul_pd(ew, _mm_add_pd(lv, _mm_mul_pd(dv, eo))),
+                                           _mm_mul_pd(vd, ec)),
+                                vBase);
+            };
+            __m128d xu, xv, yu, yv;
+            edgePoint(xCode, xOffset, ua, va, xu, xv);
+            edgePoint(yCode, yOffset, ub, vb, yu, yv);
 
             const __m128d width =
                 _mm_mul_pd(two, _mm_add_pd(_mm_and_pd(_mm_sub_pd(xu, pu), magnitude),
