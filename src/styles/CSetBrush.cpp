@@ -1,8 +1,7 @@
 #include "styles/CSetBrush.h"
 
 #include "core/StringUtils.h"
-#include "pipeline/ToolSelection.h"
-#include "styles/Toolbox.h"
+#include "styles/ApplicatorBuild.h"
 
 namespace {
 
@@ -23,13 +22,9 @@ TQL::Handle<BrushApplicator> CSetBrush::makeBrush(Status& status, std::wstring& 
 }
 
 void CSetBrush::build() {
-    if (Toolbox::instance().state.currentApplicatorId != id) {
-        return;
-    }
-    TQL::Handle<BrushApplicator> brush = makeBrush(lastStatus_, lastMessage_);
-    if (brush) {
-        ToolSelection::instance().selectApplicator(brush);
-    }
+    buildIfCurrent(id, lastStatus_, lastMessage_, [this](Status& status, std::wstring& message) {
+        return makeBrush(status, message);
+    });
 }
 
 void CSetBrush::setDefaults() {

@@ -1,8 +1,7 @@
 #include "styles/CSetPainter.h"
 
 #include "core/StringUtils.h"
-#include "pipeline/ToolSelection.h"
-#include "styles/Toolbox.h"
+#include "styles/ApplicatorBuild.h"
 
 #include <cstdlib>
 
@@ -27,13 +26,9 @@ TQL::Handle<Painter> CSetPainter::makePainter(Status& status, std::wstring& mess
 }
 
 void CSetPainter::build() {
-    if (Toolbox::instance().state.currentApplicatorId != id) {
-        return;
-    }
-    TQL::Handle<Painter> painter = makePainter(lastStatus_, lastMessage_);
-    if (painter) {
-        ToolSelection::instance().selectApplicator(painter);
-    }
+    buildIfCurrent(id, lastStatus_, lastMessage_, [this](Status& status, std::wstring& message) {
+        return makePainter(status, message);
+    });
 }
 
 void CSetPainter::setDefaults() {
