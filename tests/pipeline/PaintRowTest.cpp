@@ -263,6 +263,22 @@ TEST_F(PaintRow, WetPathLandsTheColourInTheWetPlanes) {
 
 namespace {
 
+/// Fills `coverage` with runs of none, full, half and random values, of 1 to 46 pixels.
+void mixedCoverage(std::mt19937& random, std::vector<float>& coverage) {
+    std::uniform_real_distribution<float> anyCoverage(0.0f, 1.0f);
+    std::uniform_int_distribution<int> pick(0, 5);
+    for (std::size_t i = 0; i < coverage.size();) {
+        const int kind = pick(random);
+        const std::size_t n = std::min<std::size_t>(coverage.size() - i, 1 + pick(random) * 9);
+        for (std::size_t k = 0; k < n; ++k, ++i) {
+            coverage[i] = kind == 0   ? 0.0f
+                          : kind <= 2 ? 1.0f
+                          : kind == 3 ? 0.5f
+                                      : anyCoverage(random);
+        }
+    }
+}
+
 /// Both walks over the same passes: one applicator takes the plain walk everywhere, the
 /// other the fused one where a whole run rises at once.
 class PaintRowWalks : public testing::TestWithParam<bool> {
@@ -319,22 +335,11 @@ TEST_P(PaintRowWalks, FusedWalkMatchesThePlainWalkBitForBit) {
     // Rows of coverage in runs of none, full, half and random values, laid again and again
     // over the same rows so that passes meet pixels with no, some and full stroke alpha.
     std::mt19937 random(11);
-    std::uniform_real_distribution<float> anyCoverage(0.0f, 1.0f);
-    std::uniform_int_distribution<int> pick(0, 5);
     for (int pass = 0; pass < 300; ++pass) {
         const std::int32_t y = 40 + pass % 9;
         const std::int32_t x0 = std::uniform_int_distribution<std::int32_t>(-30, 280)(random);
         std::vector<float> coverage(std::uniform_int_distribution<std::size_t>(1, 220)(random));
-        for (std::size_t i = 0; i < coverage.size();) {
-            const int kind = pick(random);
-            const std::size_t n = std::min<std::size_t>(coverage.size() - i, 1 + pick(random) * 9);
-            for (std::size_t k = 0; k < n; ++k, ++i) {
-                coverage[i] = kind == 0   ? 0.0f
-                              : kind <= 2 ? 1.0f
-                              : kind == 3 ? 0.5f
-                                          : anyCoverage(random);
-            }
-        }
+        mixedCoverage(random, coverage);
         const auto count = static_cast<std::int32_t>(coverage.size());
         const IExtent<2> p =
             plain.applicator->paintRow(*plain.document, x0, y, 0, count, coverage.data());
@@ -428,8 +433,6 @@ TEST_P(SolidPaint, OneColourBlendedStraightAwayMatchesThePlainChainBitForBit) {
     // anywhere (tile borders every 64 columns), laid again and again over the same rows;
     // whole rows at full coverage; a colour picked now and then, as a colour spread does.
     std::mt19937 random(17);
-    std::uniform_real_distribution<float> anyCoverage(0.0f, 1.0f);
-    std::uniform_int_distribution<int> pick(0, 5);
     for (int pass = 0; pass < 300; ++pass) {
         if (pass % 60 == 30) {
             recolour->pickColour(60, 0);
@@ -440,17 +443,7 @@ TEST_P(SolidPaint, OneColourBlendedStraightAwayMatchesThePlainChainBitForBit) {
         if (pass % 10 != 0) {
             x0 = std::uniform_int_distribution<std::int32_t>(-30, 280)(random);
             coverage.resize(std::uniform_int_distribution<std::size_t>(1, 220)(random));
-            for (std::size_t i = 0; i < coverage.size();) {
-                const int kind = pick(random);
-                const std::size_t n =
-                    std::min<std::size_t>(coverage.size() - i, 1 + pick(random) * 9);
-                for (std::size_t k = 0; k < n; ++k, ++i) {
-                    coverage[i] = kind == 0   ? 0.0f
-                                  : kind <= 2 ? 1.0f
-                                  : kind == 3 ? 0.5f
-                                              : anyCoverage(random);
-                }
-            }
+            mixedCoverage(random, coverage);
         }
         const auto count = static_cast<std::int32_t>(coverage.size());
         const IExtent<2> p =
