@@ -14,6 +14,9 @@
 #if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
 #include <emmintrin.h>
 #endif
+#if defined(__x86_64__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#include <immintrin.h>
+#endif
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
@@ -130,19 +133,6 @@ inline bool axisCells(double at, double c, int level, std::int32_t size, std::in
         return false;
     }
     return true;
-}
-
-/// textureByte without its branches on the common path: the same byte for every value.
-inline std::uint8_t roundByte(double v) {
-#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
-    // min keeps a NaN (it returns its second operand then), which converts to INT_MIN.
-    std::int32_t r = _mm_cvtsd_si32(_mm_set_sd(std::min(v, 255.0)));
-    r = r < 0 ? 0 : r;
-    r = v >= 254.5 ? 255 : r;
-    return static_cast<std::uint8_t>(r);
-#else
-    return textureByte(v);
-#endif
 }
 
 /// The first four bytes of a texel (1, b, g, r) as one word.
@@ -308,6 +298,8 @@ void MipMap::allocateTexels() {
         TexelLevel& t = texelLevels_[static_cast<std::size_t>(l)];
         t.width = std::max(1, P >> l);
         t.height = std::max(1, Q >> l);
+        t.halfCell = std::ldexp(1.0, l - 1);
+        t.inverseCell = std::ldexp(1.0, -l);
         interleavedIndices(t.width, t.height, t.xIndex, t.yIndex);
         // Each level starts on a cache line, so a texel pair never needs a third line.
         count += (static_cast<std::size_t>(t.width) * static_cast<std::size_t>(t.height) + 7) &
@@ -617,9 +609,8 @@ inline void MipMap::levelTaps(int level, double x, double y, bool clampEdge,
 inline bool MipMap::wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const {
 #if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
     const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
-    const double c = static_cast<double>(std::int64_t{1} << level);
-    const __m128d f =
-        _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(c / 2)), _mm_set1_pd(1 / c));
+    const __m128d f = _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(t.halfCell)),
+                                 _mm_set1_pd(t.inverseCell));
     const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), f);
     if (_mm_movemask_pd(_mm_cmplt_pd(magnitude, _mm_set1_pd(2147483647.0))) != 3) {
         return false;
@@ -693,9 +684,16 @@ inline void MipMap::planSample(double x, double y, float footprint, bool clampEd
 
 namespace {
 
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#define QUORVALE_TEXTURE_SSE2 1
+#endif
+#if defined(__x86_64__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#define QUORVALE_TEXTURE_AVX2 1
+#endif
+
 /// A level's sums, (coverage, b) and (g, r): colour times coverage and coverage, along y
 /// first and then along x, in the order and precision of a plain double loop.
-#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#if defined(QUORVALE_TEXTURE_SSE2)
 struct Sums {
     __m128d ab;
     __m128d gr;
@@ -706,8 +704,9 @@ struct Sums {
 };
 #endif
 
-template <class Taps> Sums levelSumsOf(const Taps& taps) {
-#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+// Forced inline: a call per level and sample costs as much as a good part of the sums.
+template <class Taps> [[gnu::always_inline]] inline Sums levelSumsOf(const Taps& taps) {
+#if defined(QUORVALE_TEXTURE_SSE2)
     const __m128i zero = _mm_setzero_si128();
     Sums s{_mm_setzero_pd(), _mm_setzero_pd()};
     for (int i = 0; i < 2; ++i) {
@@ -751,13 +750,78 @@ template <class Taps> Sums levelSumsOf(const Taps& taps) {
 
 /// The four sums as doubles: coverage, b, g, r.
 void unpackSums(const Sums& s, double (&v)[4]) {
-#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#if defined(QUORVALE_TEXTURE_SSE2)
     _mm_storeu_pd(v, s.ab);
     _mm_storeu_pd(v + 2, s.gr);
 #else
     std::copy(s.v, s.v + 4, v);
 #endif
 }
+
+/// Writes a sample's colour: three bytes, `wide` when the byte after them may be
+/// overwritten too (it belongs to the next sample, written later).
+[[gnu::always_inline]] inline void storeColour(std::uint8_t* to, std::uint32_t bytes, bool wide) {
+    if (wide) {
+        std::memcpy(to, &bytes, 4);
+    } else {
+        to[0] = static_cast<std::uint8_t>(bytes);
+        to[1] = static_cast<std::uint8_t>(bytes >> 8);
+        to[2] = static_cast<std::uint8_t>(bytes >> 16);
+    }
+}
+
+#if defined(QUORVALE_TEXTURE_SSE2)
+/// The lanes of four doubles, as textureByte gives them, in the four bytes of the result.
+/// min keeps a NaN when it is the second operand (a NaN converts to INT_MIN, which the packs
+/// saturate to 0, as textureByte gives for what isn't above 0); a value from 254.5 up gets a
+/// half more, which converts to 255 or 256 (ties to even) and saturates to 255; the packs
+/// clamp what is below 0.
+[[gnu::always_inline]] inline std::uint32_t bytesOf(__m128d low, __m128d high) {
+    const __m128d top = _mm_set1_pd(255.0);
+    const __m128d edge = _mm_set1_pd(254.5);
+    const __m128d half = _mm_set1_pd(0.5);
+    low = _mm_min_pd(top, low);
+    high = _mm_min_pd(top, high);
+    low = _mm_add_pd(low, _mm_and_pd(_mm_cmpge_pd(low, edge), half));
+    high = _mm_add_pd(high, _mm_and_pd(_mm_cmpge_pd(high, edge), half));
+    const __m128i words = _mm_unpacklo_epi64(_mm_cvtpd_epi32(low), _mm_cvtpd_epi32(high));
+    const __m128i halves = _mm_packs_epi32(words, words);
+    return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(halves, halves)));
+}
+#endif
+
+#if defined(QUORVALE_TEXTURE_AVX2)
+/// levelSumsOf in one register: a texel widens to (1, b, g, r) in four doubles and one product
+/// by its weight gives all four sums. The same products and additions in the same order (no
+/// fused multiply-add: this code is built for AVX2 only, not FMA).
+template <class Taps>
+__attribute__((target("avx2"), always_inline)) inline __m256d levelSumsAvx2(const Taps& taps) {
+    __m256d s = _mm256_setzero_pd();
+    for (int i = 0; i < 2; ++i) {
+        __m256d c = _mm256_setzero_pd();
+        for (int j = 0; j < 2; ++j) {
+            const auto* t = taps.texel[i * 2 + j];
+            int word;
+            std::memcpy(&word, t, sizeof word);
+            const __m256d lanes = _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(word)));
+            const double wa = taps.wy[j] * static_cast<double>(t->alpha);
+            c = _mm256_add_pd(c, _mm256_mul_pd(_mm256_set1_pd(wa), lanes));
+        }
+        s = _mm256_add_pd(s, _mm256_mul_pd(_mm256_set1_pd(taps.wx[i]), c));
+    }
+    return s;
+}
+
+/// bytesOf for four lanes in one register.
+__attribute__((target("avx2"), always_inline)) inline std::uint32_t bytesOfAvx2(__m256d v) {
+    v = _mm256_min_pd(_mm256_set1_pd(255.0), v);
+    v = _mm256_add_pd(
+        v, _mm256_and_pd(_mm256_cmp_pd(v, _mm256_set1_pd(254.5), _CMP_GE_OQ), _mm256_set1_pd(0.5)));
+    const __m128i words = _mm256_cvtpd_epi32(v);
+    const __m128i halves = _mm_packs_epi32(words, words);
+    return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(halves, halves)));
+}
+#endif
 
 } // namespace
 
@@ -780,46 +844,85 @@ MipMap::LevelSample MipMap::sampleLevel(int level, double x, double y, bool clam
     return s;
 }
 
+bool MipMap::processorRuns(SamplerCode code) {
+    switch (code) {
+    case SamplerCode::Baseline:
+        return true;
+    case SamplerCode::Avx2:
+#if defined(QUORVALE_TEXTURE_AVX2)
+        return __builtin_cpu_supports("avx2");
+#else
+        return false;
+#endif
+    }
+    return false;
+}
+
 void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
                     const float* footprint, int count, bool clampEdge) const {
-    // Samples go in blocks: while one block is read, the next is planned (cells, weights)
-    // and its texels asked for. The requests of a whole block are issued back to back, so
-    // that the misses of random points (and their page walks, which a request waits on
-    // before it retires) overlap, instead of one sample's work at a time holding them up.
+#if defined(QUORVALE_TEXTURE_AVX2)
+    static const bool avx2 = processorRuns(SamplerCode::Avx2);
+    if (avx2) {
+        sampleAvx2(rgb, alpha, u, v, footprint, count, clampEdge);
+        return;
+    }
+#endif
+    sampleBaseline(rgb, alpha, u, v, footprint, count, clampEdge);
+}
+
+void MipMap::sampleWith(SamplerCode code, std::uint8_t* rgb, float* alpha, const float* u,
+                        const float* v, const float* footprint, int count, bool clampEdge) const {
+    if (!processorRuns(code)) {
+        throw TQL::TqlError(L"This processor lacks the instructions asked for to sample a texture");
+    }
+#if defined(QUORVALE_TEXTURE_AVX2)
+    if (code == SamplerCode::Avx2) {
+        sampleAvx2(rgb, alpha, u, v, footprint, count, clampEdge);
+        return;
+    }
+#endif
+    sampleBaseline(rgb, alpha, u, v, footprint, count, clampEdge);
+}
+
+// Samples go in blocks: while one block is read, the next is planned (cells, weights) and
+// its texels asked for. The requests of a whole block are issued back to back, so that the
+// misses of random points (and their page walks, which a request waits on before it
+// retires) overlap, instead of one sample's work at a time holding them up. The four texels
+// of each level are asked for: mostly one line, but a cell that crosses the border of a
+// 4 x 2 block of texels spans two lines or four (asking for each line only once measured no
+// faster: a repeated request is cheap). The requests are written in place: in a helper the
+// compiler may judge them free of effects and drop them.
+void MipMap::sampleBaseline(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
+                            const float* footprint, int count, bool clampEdge) const {
     constexpr int block = 32;
     const bool wrapsBoth = tiled && wrapX && wrapY;
     SamplePlan plans[2][block];
     FootprintLog log;
-    auto planBlock = [&](int start, SamplePlan* out) {
-        const int n = std::min(block, count - start);
-        for (int k = 0; k < n; ++k) {
-            planSample(u[start + k], v[start + k], footprint[start + k], clampEdge, wrapsBoth,
-                       out[k], log);
-        }
-        for (int k = 0; k < n; ++k) {
-            // The four texels of each level: mostly one line, but a cell that crosses the
-            // border of a 4 x 2 block of texels spans two lines or four. (Asking for each
-            // line only once measured no faster: a repeated request is cheap.)
-            for (int l = 0; l < (out[k].two ? 2 : 1); ++l) {
-                for (const Texel* t : out[k].taps[l].texel) {
-                    __builtin_prefetch(t);
+    for (int start = -block, which = 1; start < count; start += block, which ^= 1) {
+        if (start + block < count) {
+            SamplePlan* out = plans[which ^ 1];
+            const int from = start + block;
+            const int n = std::min(block, count - from);
+            for (int k = 0; k < n; ++k) {
+                planSample(u[from + k], v[from + k], footprint[from + k], clampEdge, wrapsBoth,
+                           out[k], log);
+            }
+            for (int k = 0; k < n; ++k) {
+                for (int l = 0; l < (out[k].two ? 2 : 1); ++l) {
+                    for (const Texel* t : out[k].taps[l].texel) {
+                        __builtin_prefetch(t);
+                    }
                 }
             }
         }
-    };
-    if (count > 0) {
-        planBlock(0, plans[0]);
-    }
-    for (int start = 0, which = 0; start < count; start += block, which ^= 1) {
-        if (start + block < count) {
-            planBlock(start + block, plans[which ^ 1]);
+        if (start < 0) {
+            continue;
         }
         const int n = std::min(block, count - start);
         for (int k = 0; k < n; ++k) {
             const int i = start + k;
             const SamplePlan& plan = plans[which][k];
-            double s[4];
-#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+#if defined(QUORVALE_TEXTURE_SSE2)
             Sums sums = levelSumsOf(plan.taps[0]);
             if (plan.two) {
                 const Sums upper = levelSumsOf(plan.taps[1]);
@@ -828,8 +931,19 @@ void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float
                 sums.ab = _mm_add_pd(_mm_mul_pd(keep, sums.ab), _mm_mul_pd(take, upper.ab));
                 sums.gr = _mm_add_pd(_mm_mul_pd(keep, sums.gr), _mm_mul_pd(take, upper.gr));
             }
-            unpackSums(sums, s);
+            const double a = _mm_cvtsd_f64(sums.ab);
+            if (alpha) {
+                alpha[i] = static_cast<float>(a);
+            }
+            if (rgb) {
+                // With alpha the sums are weighted by it; without, they are the plain blend.
+                const __m128d inv = _mm_set1_pd(hasAlpha ? (a > 0 ? 1 / a : 0) : 1);
+                storeColour(rgb + i * 3,
+                            bytesOf(_mm_mul_pd(sums.ab, inv), _mm_mul_pd(sums.gr, inv)) >> 8,
+                            i + 1 < count);
+            }
 #else
+            double s[4];
             unpackSums(levelSumsOf(plan.taps[0]), s);
             if (plan.two) {
                 double s1[4];
@@ -838,20 +952,140 @@ void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float
                     s[c] = (1 - plan.t) * s[c] + plan.t * s1[c];
                 }
             }
-#endif
             const double a = s[0];
             if (alpha) {
                 alpha[i] = static_cast<float>(a);
             }
             if (rgb) {
-                // With alpha the sums are weighted by it; without, they are the plain blend.
                 const double inv = hasAlpha ? (a > 0 ? 1 / a : 0) : 1;
-                rgb[i * 3] = roundByte(s[1] * inv);
-                rgb[i * 3 + 1] = roundByte(s[2] * inv);
-                rgb[i * 3 + 2] = roundByte(s[3] * inv);
+                rgb[i * 3] = textureByte(s[1] * inv);
+                rgb[i * 3 + 1] = textureByte(s[2] * inv);
+                rgb[i * 3 + 2] = textureByte(s[3] * inv);
+            }
+#endif
+        }
+    }
+}
+
+#if defined(QUORVALE_TEXTURE_AVX2)
+// sampleBaseline with AVX2: a texel's four lanes in one register, and on a map that wraps on
+// both axes the cells of both levels planned at once, (x, y) of each level in four lanes,
+// with the arithmetic of wrappedLevelTaps.
+__attribute__((target("avx2"))) void MipMap::sampleAvx2(std::uint8_t* rgb, float* alpha,
+                                                        const float* u, const float* v,
+                                                        const float* footprint, int count,
+                                                        bool clampEdge) const {
+    constexpr int block = 32;
+    const bool wrapsBoth = tiled && wrapX && wrapY;
+    SamplePlan plans[2][block];
+    FootprintLog log;
+    for (int start = -block, which = 1; start < count; start += block, which ^= 1) {
+        if (start + block < count) {
+            SamplePlan* out = plans[which ^ 1];
+            const int from = start + block;
+            const int n = std::min(block, count - from);
+            for (int k = 0; k < n; ++k) {
+                SamplePlan& plan = out[k];
+                const float fp = footprint[from + k];
+                if (wrapsBoth && fp > 1) {
+                    if (fp != log.footprint) {
+                        log.footprint = fp;
+                        log.value = std::log2(static_cast<double>(fp));
+                    }
+                    const double L = log.value;
+                    if (L < levels - 1) {
+                        const int first =
+                            std::clamp(static_cast<int>(std::floor(L)), 0, levels - 2);
+                        const TexelLevel& lower = texelLevels_[static_cast<std::size_t>(first)];
+                        const TexelLevel& upper = texelLevels_[static_cast<std::size_t>(first) + 1];
+                        const double x = static_cast<double>(u[from + k]) - offsetX;
+                        const double y = static_cast<double>(v[from + k]) - offsetY;
+                        const __m256d f = _mm256_mul_pd(
+                            _mm256_sub_pd(_mm256_set_pd(y, x, y, x),
+                                          _mm256_set_pd(upper.halfCell, upper.halfCell,
+                                                        lower.halfCell, lower.halfCell)),
+                            _mm256_set_pd(upper.inverseCell, upper.inverseCell, lower.inverseCell,
+                                          lower.inverseCell));
+                        const __m256d magnitude = _mm256_andnot_pd(_mm256_set1_pd(-0.0), f);
+                        if (_mm256_movemask_pd(_mm256_cmp_pd(
+                                magnitude, _mm256_set1_pd(2147483647.0), _CMP_LT_OQ)) == 15) {
+                            const __m256d d = _mm256_cvtepi32_pd(_mm256_cvttpd_epi32(f));
+                            const __m256d fl =
+                                _mm256_sub_pd(d, _mm256_and_pd(_mm256_cmp_pd(d, f, _CMP_GT_OQ),
+                                                               _mm256_set1_pd(1.0)));
+                            const __m256d frac = _mm256_sub_pd(f, fl);
+                            const __m256d keep = _mm256_sub_pd(_mm256_set1_pd(1.0), frac);
+                            const __m256d xs = _mm256_unpacklo_pd(keep, frac);
+                            const __m256d ys = _mm256_unpackhi_pd(keep, frac);
+                            _mm_storeu_pd(plan.taps[0].wx, _mm256_castpd256_pd128(xs));
+                            _mm_storeu_pd(plan.taps[0].wy, _mm256_castpd256_pd128(ys));
+                            _mm_storeu_pd(plan.taps[1].wx, _mm256_extractf128_pd(xs, 1));
+                            _mm_storeu_pd(plan.taps[1].wy, _mm256_extractf128_pd(ys, 1));
+                            // The floors are whole numbers within 32 bits: exact.
+                            const __m128i cells = _mm256_cvttpd_epi32(fl);
+                            const __m128i masks = _mm_set_epi32(upper.height - 1, upper.width - 1,
+                                                                lower.height - 1, lower.width - 1);
+                            alignas(16) std::uint32_t c0[4];
+                            alignas(16) std::uint32_t c1[4];
+                            _mm_store_si128(reinterpret_cast<__m128i*>(c0),
+                                            _mm_and_si128(cells, masks));
+                            _mm_store_si128(
+                                reinterpret_cast<__m128i*>(c1),
+                                _mm_and_si128(_mm_add_epi32(cells, _mm_set1_epi32(1)), masks));
+                            const TexelLevel* level[2] = {&lower, &upper};
+                            for (int l = 0; l < 2; ++l) {
+                                const TexelLevel& t = *level[l];
+                                const std::uint32_t ix[2] = {t.xIndex[c0[l * 2]],
+                                                             t.xIndex[c1[l * 2]]};
+                                const std::uint32_t iy[2] = {t.yIndex[c0[l * 2 + 1]],
+                                                             t.yIndex[c1[l * 2 + 1]]};
+                                for (int i = 0; i < 2; ++i) {
+                                    for (int j = 0; j < 2; ++j) {
+                                        plan.taps[l].texel[i * 2 + j] = t.texels + ix[i] + iy[j];
+                                    }
+                                }
+                            }
+                            plan.t = L - first;
+                            plan.two = true;
+                            continue;
+                        }
+                    }
+                }
+                planSample(u[from + k], v[from + k], fp, clampEdge, wrapsBoth, plan, log);
+            }
+            for (int k = 0; k < n; ++k) {
+                for (int l = 0; l < (out[k].two ? 2 : 1); ++l) {
+                    for (const Texel* t : out[k].taps[l].texel) {
+                        __builtin_prefetch(t);
+                    }
+                }
+            }
+        }
+        if (start < 0) {
+            continue;
+        }
+        const int n = std::min(block, count - start);
+        for (int k = 0; k < n; ++k) {
+            const int i = start + k;
+            const SamplePlan& plan = plans[which][k];
+            __m256d sums = levelSumsAvx2(plan.taps[0]);
+            if (plan.two) {
+                sums = _mm256_add_pd(
+                    _mm256_mul_pd(_mm256_set1_pd(1 - plan.t), sums),
+                    _mm256_mul_pd(_mm256_set1_pd(plan.t), levelSumsAvx2(plan.taps[1])));
+            }
+            const double a = _mm256_cvtsd_f64(sums);
+            if (alpha) {
+                alpha[i] = static_cast<float>(a);
+            }
+            if (rgb) {
+                const double inv = hasAlpha ? (a > 0 ? 1 / a : 0) : 1;
+                storeColour(rgb + i * 3, bytesOfAvx2(_mm256_mul_pd(sums, _mm256_set1_pd(inv))) >> 8,
+                            i + 1 < count);
             }
         }
     }
 }
+#endif
 
 } // namespace tex

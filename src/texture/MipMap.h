@@ -64,6 +64,14 @@ public:
     virtual void sample(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
                         const float* footprint, int count, bool clampEdge) const;
 
+    /// The instruction sets `sample` has code for; it runs the widest the processor has.
+    /// Every one gives the same results to the bit.
+    enum class SamplerCode { Baseline, Avx2 };
+    static bool processorRuns(SamplerCode code);
+    /// `sample` with the given code (which the processor must run).
+    void sampleWith(SamplerCode code, std::uint8_t* rgb, float* alpha, const float* u,
+                    const float* v, const float* footprint, int count, bool clampEdge) const;
+
     /// One level's filtered value at (x, y) in level 0 pixels: the colour (not weighted)
     /// and the coverage.
     struct LevelSample {
@@ -114,6 +122,10 @@ private:
     struct TexelLevel {
         std::int32_t width = 0;
         std::int32_t height = 0;
+        /// Half a cell and the inverse of a cell, in level 0 pixels (a power of two, so the
+        /// product by the inverse is the quotient, without a division each sample).
+        double halfCell = 0.5;
+        double inverseCell = 1;
         Texel* texels = nullptr;
         std::vector<std::uint32_t> xIndex;
         std::vector<std::uint32_t> yIndex;
@@ -151,6 +163,13 @@ private:
     bool wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const;
     void planSample(double x, double y, float footprint, bool clampEdge, bool wrapsBoth,
                     SamplePlan& plan, FootprintLog& log) const;
+    void sampleBaseline(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
+                        const float* footprint, int count, bool clampEdge) const;
+#if defined(__x86_64__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    [[gnu::target("avx2")]] void sampleAvx2(std::uint8_t* rgb, float* alpha, const float* u,
+                                            const float* v, const float* footprint, int count,
+                                            bool clampEdge) const;
+#endif
     void reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH, std::int32_t toW,
                 std::int32_t toH, Reporter* progress, unsigned total, unsigned& done);
 

@@ -326,37 +326,55 @@ struct Points {
     }
 };
 
-void expectSamplesMatchThePlainSampler(const MipMap& m, const Points& p, bool clampEdge,
-                                       const char* what) {
-    const int count = static_cast<int>(p.u.size());
-    std::vector<std::uint8_t> rgb(static_cast<std::size_t>(count) * 3);
-    std::vector<float> alpha(static_cast<std::size_t>(count));
-    // Runs of several lengths: the sampler plans ahead within a run.
-    for (int start = 0, run = 1; start < count; start += run, run = run * 3 + 1) {
-        const int n = std::min(run, count - start);
-        m.sample(rgb.data() + start * 3, alpha.data() + start, p.u.data() + start,
-                 p.v.data() + start, p.footprint.data() + start, n, clampEdge);
-    }
-    int mismatches = 0;
-    for (int i = 0; i < count && mismatches < 5; ++i) {
-        const PlainSample want = plainSample(m, p.u[i], p.v[i], p.footprint[i], clampEdge);
-        const bool same = std::memcmp(want.rgb, &rgb[i * 3], 3) == 0 &&
-                          std::memcmp(&want.alpha, &alpha[i], sizeof(float)) == 0;
-        if (!same) {
-            ++mismatches;
-            ADD_FAILURE() << what << " clampEdge " << clampEdge << " at (" << p.u[i] << ", "
-                          << p.v[i] << ") footprint " << p.footprint[i] << ": got "
-                          << int(rgb[i * 3]) << " " << int(rgb[i * 3 + 1]) << " "
-                          << int(rgb[i * 3 + 2]) << " / " << alpha[i] << ", want "
-                          << int(want.rgb[0]) << " " << int(want.rgb[1]) << " " << int(want.rgb[2])
-                          << " / " << want.alpha;
+/// The sampler's code for each instruction set this processor runs (the baseline always; AVX2
+/// where present): each must give the plain sampler's results.
+std::vector<MipMap::SamplerCode> codesToTest() {
+    std::vector<MipMap::SamplerCode> codes;
+    for (const auto code : {MipMap::SamplerCode::Baseline, MipMap::SamplerCode::Avx2}) {
+        if (MipMap::processorRuns(code)) {
+            codes.push_back(code);
         }
     }
-    // Only what was asked for is written.
-    std::uint8_t guard[4] = {7, 7, 7, 7};
-    float u = 1, v = 1, fp = 2;
-    m.sample(guard, nullptr, &u, &v, &fp, 1, clampEdge);
-    EXPECT_EQ(guard[3], 7);
+    return codes;
+}
+
+const char* nameOf(MipMap::SamplerCode code) {
+    return code == MipMap::SamplerCode::Avx2 ? "avx2" : "baseline";
+}
+
+void expectSamplesMatchThePlainSampler(const MipMap& m, const Points& p, bool clampEdge,
+                                       const char* what) {
+    for (const MipMap::SamplerCode code : codesToTest()) {
+        const int count = static_cast<int>(p.u.size());
+        std::vector<std::uint8_t> rgb(static_cast<std::size_t>(count) * 3);
+        std::vector<float> alpha(static_cast<std::size_t>(count));
+        // Runs of several lengths: the sampler plans ahead within a run.
+        for (int start = 0, run = 1; start < count; start += run, run = run * 3 + 1) {
+            const int n = std::min(run, count - start);
+            m.sampleWith(code, rgb.data() + start * 3, alpha.data() + start, p.u.data() + start,
+                         p.v.data() + start, p.footprint.data() + start, n, clampEdge);
+        }
+        int mismatches = 0;
+        for (int i = 0; i < count && mismatches < 5; ++i) {
+            const PlainSample want = plainSample(m, p.u[i], p.v[i], p.footprint[i], clampEdge);
+            const bool same = std::memcmp(want.rgb, &rgb[i * 3], 3) == 0 &&
+                              std::memcmp(&want.alpha, &alpha[i], sizeof(float)) == 0;
+            if (!same) {
+                ++mismatches;
+                ADD_FAILURE() << nameOf(code) << " " << what << " clampEdge " << clampEdge
+                              << " at (" << p.u[i] << ", " << p.v[i] << ") footprint "
+                              << p.footprint[i] << ": got " << int(rgb[i * 3]) << " "
+                              << int(rgb[i * 3 + 1]) << " " << int(rgb[i * 3 + 2]) << " / "
+                              << alpha[i] << ", want " << int(want.rgb[0]) << " "
+                              << int(want.rgb[1]) << " " << int(want.rgb[2]) << " / " << want.alpha;
+            }
+        }
+        // Only what was asked for is written.
+        std::uint8_t guard[4] = {7, 7, 7, 7};
+        float u = 1, v = 1, fp = 2;
+        m.sampleWith(code, guard, nullptr, &u, &v, &fp, 1, clampEdge);
+        EXPECT_EQ(guard[3], 7) << nameOf(code);
+    }
 }
 
 void expectLevelSamplesMatch(const MipMap& m, const Points& p, bool clampEdge, const char* what) {
