@@ -758,6 +758,7 @@ void unpackSums(const Sums& s, double (&v)[4]) {
 #endif
 }
 
+#if defined(QUORVALE_TEXTURE_SSE2)
 /// Writes a sample's colour: three bytes, `wide` when the byte after them may be
 /// overwritten too (it belongs to the next sample, written later).
 [[gnu::always_inline]] inline void storeColour(std::uint8_t* to, std::uint32_t bytes, bool wide) {
@@ -770,7 +771,6 @@ void unpackSums(const Sums& s, double (&v)[4]) {
     }
 }
 
-#if defined(QUORVALE_TEXTURE_SSE2)
 /// The lanes of four doubles, as textureByte gives them, in the four bytes of the result.
 /// min keeps a NaN when it is the second operand (a NaN converts to INT_MIN, which the packs
 /// saturate to 0, as textureByte gives for what isn't above 0); a value from 254.5 up gets a
