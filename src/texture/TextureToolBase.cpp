@@ -27,6 +27,20 @@ void TextureOutput::write(Span& span, const int* index, const std::uint8_t* rgb,
     const bool brightness = (flags & textureAlphaFromBrightness) != 0;
     const bool blend = opacity < 1.0;
     const float o = static_cast<float>(std::clamp(opacity, 0.0, 1.0));
+    if (!threshold && !brightness && !blend) {
+        // The usual case, colour and alpha as they come, in a loop of its own.
+        for (int k = 0; k < count; ++k) {
+            const int i = index[k];
+            const std::uint8_t* c = rgb + 3 * k;
+            if (useAlpha) {
+                span.alpha[i] *= alpha[k];
+            }
+            if (colour) {
+                span.colour[i] = ColourPOD{c[0], c[1], c[2]};
+            }
+        }
+        return;
+    }
     for (int k = 0; k < count; ++k) {
         const int i = index[k];
         const std::uint8_t* c = rgb + 3 * k;

@@ -90,6 +90,11 @@ public:
     /// reads, as run works them out. False before a start.
     bool pixelSample(const ZmapDocument& document, std::int32_t x, std::int32_t y, Point<2>& point,
                      double& footprint) const;
+    /// The raster points and footprints, as the sampler takes them, of `count` pixels (at
+    /// most maxSpanLength) of row y from column x on, worked out as run does. False before
+    /// a start.
+    bool rowSamples(const ZmapDocument& document, std::int32_t x, std::int32_t y, int count,
+                    float* u, float* v, float* footprint) const;
 
 private:
     void computeRows();
@@ -105,12 +110,12 @@ private:
     /// The depth code the mapping uses for pixel (x, y) with channel code `code`.
     double pixelCode(std::int32_t x, std::int32_t y, std::uint32_t code) const;
     /// The raster points and footprints of `count` pixels of row y of a flat (not cubic)
-    /// image. `codes` and `mats` are the rows above, on and below; cell c of them is image
-    /// column x0 + c, pixel k lies in cell columns[k], and the rows hold a cell either side
-    /// of every such pixel (cells outside the image have no depth).
+    /// image, image columns x0 + 1 on. `codes` and `mats` are the rows above, on and below
+    /// (unused when the depth comes from the plane): cell c of them is image column x0 + c,
+    /// so they hold count + 2 cells (cells outside the image have no depth).
     void flatSamples(std::int32_t x0, std::int32_t y, const std::uint32_t* const codes[3],
-                     const MaterialId* const mats[3], const int* columns, int count, float* u,
-                     float* v, float* footprint) const;
+                     const MaterialId* const mats[3], int count, float* u, float* v,
+                     float* footprint) const;
     double cubicFootprint(const ZmapDocument& document, std::int32_t x, std::int32_t y,
                           const Point<2>& centre) const;
 

@@ -219,6 +219,38 @@ TEST(TextureToolPlane, EveryPixelReadsWhereItsWorldPointLies) {
     }
 }
 
+TEST(TextureToolPlane, ARowGivesTheBitsOfItsPixelsOneByOne) {
+    // A row is worked out two pixels at a time where it can; one pixel alone takes the plain
+    // path. Both must agree to the bit, at surface borders, sky and the image's edges, in
+    // rows of odd and even lengths starting anywhere.
+    for (const std::uint32_t viewCode : {ViewParams::perspectiveCode, ViewParams::parallelCode}) {
+        SCOPED_TRACE(viewCode == ViewParams::parallelCode ? "parallel" : "perspective");
+        auto document = cornerRoomThrough(viewCode);
+        const IPoint<2> click = pixelOf(*document, {1, 6, 1.2});
+        tex::TextureToolPlane tool(checker(64, 64, 8), placing(tex::PlanePlacing::tangent, 40),
+                                   tex::TextureOutput{});
+        tool.start(click.x, click.y, *document);
+        const std::int32_t w = document->width();
+        float u[maxSpanLength], v[maxSpanLength], fp[maxSpanLength];
+        for (std::int32_t y = 0; y < document->height(); ++y) {
+            for (std::int32_t x0 = y % 3; x0 < w;) {
+                const int n = std::min<int>(17 + y % 40, w - x0);
+                ASSERT_TRUE(tool.rowSamples(*document, x0, y, n, u, v, fp));
+                for (int k = 0; k < n; ++k) {
+                    Point<2> p;
+                    double f = 0;
+                    ASSERT_TRUE(tool.pixelSample(*document, x0 + k, y, p, f));
+                    ASSERT_EQ(u[k], static_cast<float>(p.x())) << x0 + k << "," << y;
+                    ASSERT_EQ(v[k], static_cast<float>(p.y())) << x0 + k << "," << y;
+                    ASSERT_EQ(fp[k], static_cast<float>(f)) << x0 + k << "," << y;
+                }
+                x0 += n;
+            }
+        }
+        EXPECT_FALSE(tool.rowSamples(*document, 0, 0, maxSpanLength + 1, u, v, fp));
+    }
+}
+
 TEST(TextureToolPlane, TangentCheckerHasItsRealSizeOnAnObliqueWall) {
     auto document = obliqueWall();
     // 64 texels of 62.5 mm: four squares of 16 texels, each 1 m. The click lands in the
