@@ -301,6 +301,8 @@ void MipMap::allocateTexels() {
         t.halfCell = std::ldexp(1.0, l - 1);
         t.inverseCell = std::ldexp(1.0, -l);
         interleavedIndices(t.width, t.height, t.xIndex, t.yIndex);
+        t.xBitsMask = t.xIndex.back();
+        t.yBitsMask = t.yIndex.back();
         // Each level starts on a cache line, so a texel pair never needs a third line.
         count += (static_cast<std::size_t>(t.width) * static_cast<std::size_t>(t.height) + 7) &
                  ~std::size_t{7};
@@ -850,7 +852,7 @@ bool MipMap::processorRuns(SamplerCode code) {
         return true;
     case SamplerCode::Avx2:
 #if defined(QUORVALE_TEXTURE_AVX2)
-        return __builtin_cpu_supports("avx2");
+        return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2");
 #else
         return false;
 #endif
@@ -861,7 +863,11 @@ bool MipMap::processorRuns(SamplerCode code) {
 void MipMap::sample(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
                     const float* footprint, int count, bool clampEdge) const {
 #if defined(QUORVALE_TEXTURE_AVX2)
-    static const bool avx2 = processorRuns(SamplerCode::Avx2);
+    // The AVX2 code plans with bit deposits, which some processors run in microcode at a
+    // hundred times the cost of a table read: those run the baseline code.
+    static const bool avx2 =
+        processorRuns(SamplerCode::Avx2) &&
+        !(__builtin_cpu_is("amd") && (__builtin_cpu_is("znver1") || __builtin_cpu_is("znver2")));
     if (avx2) {
         sampleAvx2(rgb, alpha, u, v, footprint, count, clampEdge);
         return;
@@ -968,13 +974,48 @@ void MipMap::sampleBaseline(std::uint8_t* rgb, float* alpha, const float* u, con
 }
 
 #if defined(QUORVALE_TEXTURE_AVX2)
+// wrappedLevelTaps with the texels' offsets from bit deposits instead of the column and row
+// tables (which at 4096 x 4096 take 32 KiB beside the texels and spill the first-level cache).
+__attribute__((target("avx2,bmi2"))) inline bool
+MipMap::depositLevelTaps(int level, double x, double y, LevelTaps& taps) const {
+    const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
+    x -= offsetX;
+    y -= offsetY;
+    const __m128d f = _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(t.halfCell)),
+                                 _mm_set1_pd(t.inverseCell));
+    const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), f);
+    if (_mm_movemask_pd(_mm_cmplt_pd(magnitude, _mm_set1_pd(2147483647.0))) != 3) {
+        return false;
+    }
+    const __m128i truncated = _mm_cvttpd_epi32(f);
+    const __m128d d = _mm_cvtepi32_pd(truncated);
+    const __m128i above = _mm_castpd_si128(_mm_cmpgt_pd(d, f));
+    const __m128d fl = _mm_sub_pd(d, _mm_and_pd(_mm_castsi128_pd(above), _mm_set1_pd(1.0)));
+    const __m128d frac = _mm_sub_pd(f, fl);
+    const __m128d keep = _mm_sub_pd(_mm_set1_pd(1.0), frac);
+    _mm_storeu_pd(taps.wx, _mm_unpacklo_pd(keep, frac));
+    _mm_storeu_pd(taps.wy, _mm_unpackhi_pd(keep, frac));
+    const __m128i cells =
+        _mm_add_epi32(truncated, _mm_shuffle_epi32(above, _MM_SHUFFLE(3, 3, 2, 0)));
+    const std::uint32_t x0 = static_cast<std::uint32_t>(_mm_cvtsi128_si32(cells));
+    const std::uint32_t y0 = static_cast<std::uint32_t>(_mm_extract_epi32(cells, 1));
+    const std::uint32_t ix[2] = {_pdep_u32(x0, t.xBitsMask), _pdep_u32(x0 + 1, t.xBitsMask)};
+    const std::uint32_t iy[2] = {_pdep_u32(y0, t.yBitsMask), _pdep_u32(y0 + 1, t.yBitsMask)};
+    for (int i = 0; i < 2; ++i) {
+        for (int j = 0; j < 2; ++j) {
+            taps.texel[i * 2 + j] = t.texels + ix[i] + iy[j];
+        }
+    }
+    return true;
+}
+
 // sampleBaseline with AVX2: a texel's four lanes in one register, and on a map that wraps on
 // both axes the cells of both levels planned at once, (x, y) of each level in four lanes,
 // with the arithmetic of wrappedLevelTaps.
-__attribute__((target("avx2"))) void MipMap::sampleAvx2(std::uint8_t* rgb, float* alpha,
-                                                        const float* u, const float* v,
-                                                        const float* footprint, int count,
-                                                        bool clampEdge) const {
+__attribute__((target("avx2,bmi2"))) void MipMap::sampleAvx2(std::uint8_t* rgb, float* alpha,
+                                                             const float* u, const float* v,
+                                                             const float* footprint, int count,
+                                                             bool clampEdge) const {
     constexpr int block = 32;
     const bool wrapsBoth = tiled && wrapX && wrapY;
     SamplePlan plans[2][block];
@@ -987,6 +1028,12 @@ __attribute__((target("avx2"))) void MipMap::sampleAvx2(std::uint8_t* rgb, float
             for (int k = 0; k < n; ++k) {
                 SamplePlan& plan = out[k];
                 const float fp = footprint[from + k];
+                if (wrapsBoth && !(fp > 1) &&
+                    depositLevelTaps(0, u[from + k], v[from + k], plan.taps[0])) {
+                    plan.t = 0;
+                    plan.two = false;
+                    continue;
+                }
                 if (wrapsBoth && fp > 1) {
                     if (fp != log.footprint) {
                         log.footprint = fp;
@@ -1023,22 +1070,18 @@ __attribute__((target("avx2"))) void MipMap::sampleAvx2(std::uint8_t* rgb, float
                             _mm_storeu_pd(plan.taps[1].wy, _mm256_extractf128_pd(ys, 1));
                             // The floors are whole numbers within 32 bits: exact.
                             const __m128i cells = _mm256_cvttpd_epi32(fl);
-                            const __m128i masks = _mm_set_epi32(upper.height - 1, upper.width - 1,
-                                                                lower.height - 1, lower.width - 1);
+                            // A bit deposit of a cell into a level's x or y positions gives its
+                            // offset, wrapped: bits beyond the level's are dropped.
                             alignas(16) std::uint32_t c0[4];
-                            alignas(16) std::uint32_t c1[4];
-                            _mm_store_si128(reinterpret_cast<__m128i*>(c0),
-                                            _mm_and_si128(cells, masks));
-                            _mm_store_si128(
-                                reinterpret_cast<__m128i*>(c1),
-                                _mm_and_si128(_mm_add_epi32(cells, _mm_set1_epi32(1)), masks));
+                            _mm_store_si128(reinterpret_cast<__m128i*>(c0), cells);
                             const TexelLevel* level[2] = {&lower, &upper};
                             for (int l = 0; l < 2; ++l) {
                                 const TexelLevel& t = *level[l];
-                                const std::uint32_t ix[2] = {t.xIndex[c0[l * 2]],
-                                                             t.xIndex[c1[l * 2]]};
-                                const std::uint32_t iy[2] = {t.yIndex[c0[l * 2 + 1]],
-                                                             t.yIndex[c1[l * 2 + 1]]};
+                                const std::uint32_t ix[2] = {_pdep_u32(c0[l * 2], t.xBitsMask),
+                                                             _pdep_u32(c0[l * 2] + 1, t.xBitsMask)};
+                                const std::uint32_t iy[2] = {
+                                    _pdep_u32(c0[l * 2 + 1], t.yBitsMask),
+                                    _pdep_u32(c0[l * 2 + 1] + 1, t.yBitsMask)};
                                 for (int i = 0; i < 2; ++i) {
                                     for (int j = 0; j < 2; ++j) {
                                         plan.taps[l].texel[i * 2 + j] = t.texels + ix[i] + iy[j];
@@ -1049,6 +1092,12 @@ __attribute__((target("avx2"))) void MipMap::sampleAvx2(std::uint8_t* rgb, float
                             plan.two = true;
                             continue;
                         }
+                    } else if (depositLevelTaps(levels - 1, u[from + k], v[from + k],
+                                                plan.taps[0])) {
+                        // Beyond the last level: that level alone.
+                        plan.t = 0;
+                        plan.two = false;
+                        continue;
                     }
                 }
                 planSample(u[from + k], v[from + k], fp, clampEdge, wrapsBoth, plan, log);

@@ -126,6 +126,10 @@ private:
         /// product by the inverse is the quotient, without a division each sample).
         double halfCell = 0.5;
         double inverseCell = 1;
+        /// The bit positions of x and of y in a texel's offset (the last column's and the
+        /// last row's offsets): a bit deposit of a cell into these gives the offset, wrapped.
+        std::uint32_t xBitsMask = 0;
+        std::uint32_t yBitsMask = 0;
         Texel* texels = nullptr;
         std::vector<std::uint32_t> xIndex;
         std::vector<std::uint32_t> yIndex;
@@ -166,9 +170,11 @@ private:
     void sampleBaseline(std::uint8_t* rgb, float* alpha, const float* u, const float* v,
                         const float* footprint, int count, bool clampEdge) const;
 #if defined(__x86_64__) && !defined(QUORVALE_PLAIN_TEXTURE)
-    [[gnu::target("avx2")]] void sampleAvx2(std::uint8_t* rgb, float* alpha, const float* u,
-                                            const float* v, const float* footprint, int count,
-                                            bool clampEdge) const;
+    [[gnu::target("avx2,bmi2")]] bool depositLevelTaps(int level, double x, double y,
+                                                       LevelTaps& taps) const;
+    [[gnu::target("avx2,bmi2")]] void sampleAvx2(std::uint8_t* rgb, float* alpha, const float* u,
+                                                 const float* v, const float* footprint, int count,
+                                                 bool clampEdge) const;
 #endif
     void reduce(int level, std::int32_t fromExactW, std::int32_t fromExactH, std::int32_t toW,
                 std::int32_t toH, Reporter* progress, unsigned total, unsigned& done);
