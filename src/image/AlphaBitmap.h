@@ -132,17 +132,18 @@ public:
     /// Sets pixels first..last - 1 of the run to `value`: as `write` with a row of it.
     void fill(Alpha value, int first, int last);
 
-    /// A row laid at one coverage, whole tile rows at a time: for the tiles of row y in
-    /// columns firstColumn..lastColumn - 1, each row raised by "over" at `coverage`,
-    /// C = (1 - S) * coverage + S, as run() and fill() over the whole tile row would raise
-    /// it. A uniform row that rises is recorded at its new value and reported as
-    /// `risen(column, value)`; one that doesn't rise is left. Stops at the first column whose
-    /// row is explicit (written out) and returns it; lastColumn when every row was uniform.
-    /// The column's tiles are kept and copied on write as run() does them. Throws
-    /// std::bad_alloc.
-    template <class F>
+    /// Whole tile rows raised at one coverage a tile: for the tiles of row y in columns
+    /// firstColumn..lastColumn - 1, each row raised by "over" at its coverage c,
+    /// C = (1 - S) * c + S, as run() and fill() over the whole tile row would raise it.
+    /// `coverageOf(column, c)` gives the coverage of the column's pixels, or false when they
+    /// are not one value. A uniform row that rises is recorded at its new value and reported
+    /// as `risen(column, value)`; one that doesn't rise is left. Stops at the first column
+    /// whose coverage is not one value or whose row is explicit (written out) and returns it;
+    /// lastColumn when there is none. The tiles are kept and copied on write as run() does
+    /// them. Throws std::bad_alloc.
+    template <class C, class F>
     std::int32_t riseUniformRows(std::int32_t y, std::int32_t firstColumn, std::int32_t lastColumn,
-                                 Alpha coverage, F&& risen);
+                                 C&& coverageOf, F&& risen);
 
     AlphaBitmap& bitmap() const { return bitmap_; }
 
@@ -187,9 +188,9 @@ private:
     bool rowValuesUniform_ = false;
 };
 
-template <class F>
+template <class C, class F>
 std::int32_t AlphaRowWriter::riseUniformRows(std::int32_t y, std::int32_t firstColumn,
-                                             std::int32_t lastColumn, Alpha coverage, F&& risen) {
+                                             std::int32_t lastColumn, C&& coverageOf, F&& risen) {
     const TileGeometry& g = bitmap_.geometry();
     tile_ = -1; // no current run: write() and fill() need run() first
     rowValuesUniform_ = false;
@@ -210,6 +211,10 @@ std::int32_t AlphaRowWriter::riseUniformRows(std::int32_t y, std::int32_t firstC
     }
     const std::int32_t rowTiles = tileRow * g.tilesAcross;
     for (std::int32_t column = firstColumn; column < lastColumn; ++column) {
+        Alpha coverage = 0;
+        if (!coverageOf(column, coverage)) {
+            return column;
+        }
         const std::int32_t tile = rowTiles + column;
         holdForWrite(column);
         bitmap_.written_[static_cast<std::size_t>(tile)] = 1;

@@ -237,19 +237,24 @@ IExtent<2> Applicator::layRow(ZmapDocument& document, std::int32_t x0, std::int3
     paint.depth = depthRow;
     paint.flags = needsDepthFlags ? spanNeedsDepth : 0;
 
-    // One colour laid at one coverage along the whole row (a fill, a stroke at full
-    // coverage): a run whose stroke alpha is one value rises to one value at once. Nothing
-    // is trimmed (every pixel has the same coverage above 0 and the same stroke alpha), no
-    // stage but the blend runs, and no plane is fetched but the stroke alpha, the image and
-    // the image before the stroke where the blend reads it. Other runs take the walk below.
+    // One colour laid without locks (a fill, a stroke): a run of one coverage whose stroke
+    // alpha is one value rises to one value at once. Nothing is trimmed (every pixel has the
+    // same coverage and the same stroke alpha), no stage but the blend runs, and no plane
+    // is fetched but the stroke alpha, the image and the image before the stroke where the
+    // blend reads it. Other runs take the walk below.
     Blender* rowBlender = nullptr;
-    if (solidChain && !matting && !repainting && blend &&
-        (oneCoverage ? coverage[begin] == coverage[begin] : runs::allSame(coverage, begin, end))) {
+    if (solidChain && !matting && !repainting && blend) {
         BlendTool& stage = *blend;
         if (typeid(stage) == typeid(Blender)) {
             rowBlender = static_cast<Blender*>(&stage);
         }
     }
+    // The coverage of pixels i..i + n - 1 in `value` when it is one value. Checked a run at
+    // a time, just before the run is laid, so that the check overlaps the image's writes.
+    auto runCoverage = [&](std::int32_t i, std::int32_t n, Alpha& value) {
+        value = coverage[i];
+        return oneCoverage ? value == value : runs::allSame(coverage, i, i + n);
+    };
     // The value that alphaRow holds throughout, while the row's runs keep it (NaN: none).
     Alpha alphaRowValue = std::numeric_limits<Alpha>::quiet_NaN();
     // Whole tiles of such a row are laid in one walk over the row of tiles (below); a tile
@@ -274,7 +279,10 @@ IExtent<2> Applicator::layRow(ZmapDocument& document, std::int32_t x0, std::int3
                 std::int32_t lo = std::numeric_limits<std::int32_t>::max();
                 std::int32_t hi = -1;
                 const std::int32_t stop = planes_.strokeAlphaWriter().riseUniformRows(
-                    y, firstColumn, lastColumn, coverage[begin],
+                    y, firstColumn, lastColumn,
+                    [&](std::int32_t column, Alpha& value) {
+                        return runCoverage((column << g.xShift) - x0, g.columnWidth(column), value);
+                    },
                     [&](std::int32_t column, Alpha rise) {
                         if (!(rise == alphaRowValue)) {
                             runs::fill(alphaRow, rise, 0, maxSpanLength);
@@ -322,8 +330,9 @@ IExtent<2> Applicator::layRow(ZmapDocument& document, std::int32_t x0, std::int3
             }
             const std::int32_t length = std::min(tileLength, end - i);
             Alpha under = 0;
-            if (planes_.strokeAlphaUniform(under)) {
-                const Alpha rise = (1.0f - under) * coverage[begin] + under;
+            Alpha value = 0;
+            if (planes_.strokeAlphaUniform(under) && runCoverage(i, length, value)) {
+                const Alpha rise = (1.0f - under) * value + under;
                 if (under < rise) {
                     planes_.fillStrokeAlpha(rise, 0, length);
                     if (!(rise == alphaRowValue)) {
