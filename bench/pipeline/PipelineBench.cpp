@@ -66,8 +66,10 @@ public:
 };
 
 /// One stroke over every row of the document: the stroke planes cleared as a stroke's
-/// start clears them, then paintRow row by row at full coverage.
-void paintWholeDocument(benchmark::State& state, float opacity, std::uint32_t mode) {
+/// start clears them, then paintRow row by row at full coverage (`oneCoverage`: through
+/// the entry for rows known to hold one coverage, as the fill lays them).
+void paintWholeDocument(benchmark::State& state, float opacity, std::uint32_t mode,
+                        bool oneCoverage = false) {
     auto document = makeDocument();
     if (!document) {
         state.SkipWithError("no document");
@@ -81,7 +83,10 @@ void paintWholeDocument(benchmark::State& state, float opacity, std::uint32_t mo
     auto stroke = [&] {
         document->editor.clearStrokePlanes();
         for (std::int32_t y = 0; y < side; ++y) {
-            benchmark::DoNotOptimize(painter.paintRow(*document, 0, y, 0, side, coverage.data()));
+            benchmark::DoNotOptimize(
+                oneCoverage
+                    ? painter.paintRowOfOneCoverage(*document, 0, y, 0, side, coverage.data())
+                    : painter.paintRow(*document, 0, y, 0, side, coverage.data()));
         }
         benchmark::ClobberMemory();
     };
@@ -107,6 +112,9 @@ void paintRowNormalFull(benchmark::State& state) {
 }
 void paintRowMultiplyHalf(benchmark::State& state) {
     paintWholeDocument(state, 0.5f, 1);
+}
+void paintRowOfOneCoverageNormalFull(benchmark::State& state) {
+    paintWholeDocument(state, 1.0f, 0, true);
 }
 
 void memcpyColour(benchmark::State& state) {
@@ -135,6 +143,7 @@ void addWeightedAnchor(benchmark::State& state) {
 // Rates are by processor time (the machine is shared); the clock times are printed beside.
 BENCHMARK(paintRowNormalFull)->Unit(benchmark::kMillisecond)->Iterations(8);
 BENCHMARK(paintRowMultiplyHalf)->Unit(benchmark::kMillisecond)->Iterations(8);
+BENCHMARK(paintRowOfOneCoverageNormalFull)->Unit(benchmark::kMillisecond)->Iterations(8);
 BENCHMARK(memcpyColour)->Unit(benchmark::kMillisecond)->Iterations(40);
 BENCHMARK(addWeightedAnchor)->Unit(benchmark::kMillisecond)->Iterations(10);
 
@@ -176,6 +185,7 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     const double normal = reporter.speed("paintRowNormalFull");
     const double multiply = reporter.speed("paintRowMultiplyHalf");
+    const double oneCoverage = reporter.speed("paintRowOfOneCoverageNormalFull");
     const double copy = reporter.speed("memcpyColour");
     const double anchor = reporter.speed("addWeightedAnchor");
     if (copy > 0 && anchor > 0) {
@@ -185,6 +195,11 @@ int main(int argc, char** argv) {
         std::printf("By processor time: Normal / memcpy %.2f (goal >= 0.5); Multiply / "
                     "addWeighted %.2f (goal >= 1)\n",
                     normal / copy, multiply / anchor);
+        if (oneCoverage > 0) {
+            std::printf("Rows known to hold one coverage (the fill's entry): Normal 100%% %.0f, "
+                        "/ memcpy %.2f\n",
+                        oneCoverage, oneCoverage / copy);
+        }
     }
     benchmark::Shutdown();
     return 0;

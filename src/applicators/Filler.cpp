@@ -110,7 +110,7 @@ void Filler::fillWhole(ZmapDocument& document, StrokeView* view) {
     const std::int32_t band = std::max(document.geometry().tileHeight, 1);
     IExtent<2> changed;
     for (std::int32_t y = 0; y < height && !abandoned; ++y) {
-        const IExtent<2> row = paintRow(document, 0, y, 0, width, coverage_.data());
+        const IExtent<2> row = paintRowOfOneCoverage(document, 0, y, 0, width, coverage_.data());
         if (!row.degenerate()) {
             changed |= row;
             pixelsPainted_ += row.hi().x - row.lo().x + 1;
@@ -257,7 +257,8 @@ void Filler::fillFlood(ZmapDocument& document, StrokeView* view) {
             a = std::max(a, faceLo);
             b = std::min(b, faceHi);
             if (!isVisited(a, r.y)) {
-                const IExtent<2> painted = paintRow(document, 0, r.y, a, b + 1, coverage_.data());
+                const IExtent<2> painted =
+                    paintRowOfOneCoverage(document, 0, r.y, a, b + 1, coverage_.data());
                 changed |= painted;
                 markVisited(a, b + 1, r.y);
                 pixelsPainted_ += b - a + 1;

@@ -260,20 +260,10 @@ std::int32_t AlphaRowWriter::run(std::int32_t x, std::int32_t y, const Alpha*& v
     }
     const std::int32_t tileRow = y >> g.yShift;
     const std::int32_t column = x >> g.xShift;
-    const std::uint32_t generation = bitmap_.generation();
-    if (tileRow != tileRow_ || generation != generation_) {
-        for (TileHandle& h : holds_) {
-            h.reset();
-        }
-        tileRow_ = tileRow;
-        generation_ = generation;
-    }
+    takeTileRow(tileRow);
     tile_ = tileRow * g.tilesAcross + column;
-    TileHandle& hold = holds_[static_cast<std::size_t>(column)];
-    if (!LockedHandleVector::heldPrivately(hold)) {
-        // Copy on write as ever, but without writing the uniform rows out.
-        bitmap_.TileBitmap::tileForWrite(tile_, hold);
-    }
+    holdForWrite(column);
+    const TileHandle& hold = holds_[static_cast<std::size_t>(column)];
     bitmap_.noteWritten(tile_);
     bitmap_.setChanged();
     row_ = y & g.yMask;
@@ -294,6 +284,12 @@ std::int32_t AlphaRowWriter::run(std::int32_t x, std::int32_t y, const Alpha*& v
         values = uniform_;
     }
     return length_;
+}
+
+void AlphaRowWriter::fetchForWrite(std::int32_t column) {
+    // Copy on write as ever, but without writing the uniform rows out.
+    bitmap_.TileBitmap::tileForWrite(tileRow_ * bitmap_.geometry().tilesAcross + column,
+                                     holds_[static_cast<std::size_t>(column)]);
 }
 
 void AlphaRowWriter::write(const Alpha* values, int first, int last) {

@@ -3,6 +3,7 @@
 #include "core/Colour.h"
 #include "image/TileBitmap.h"
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cstdint>
@@ -131,9 +132,44 @@ public:
     /// Sets pixels first..last - 1 of the run to `value`: as `write` with a row of it.
     void fill(Alpha value, int first, int last);
 
+    /// Whole tile rows raised at one coverage a tile: for the tiles of row y in columns
+    /// firstColumn..lastColumn - 1, each row raised by "over" at its coverage c,
+    /// C = (1 - S) * c + S, as run() and fill() over the whole tile row would raise it.
+    /// `coverageOf(column, c)` gives the coverage of the column's pixels, or false when they
+    /// are not one value. A uniform row that rises is recorded at its new value and reported
+    /// as `risen(column, value)`; one that doesn't rise is left. Stops at the first column
+    /// whose coverage is not one value or whose row is explicit (written out) and returns it;
+    /// lastColumn when there is none. The tiles are kept and copied on write as run() does
+    /// them. Throws std::bad_alloc.
+    template <class C, class F>
+    std::int32_t riseUniformRows(std::int32_t y, std::int32_t firstColumn, std::int32_t lastColumn,
+                                 C&& coverageOf, F&& risen);
+
     AlphaBitmap& bitmap() const { return bitmap_; }
 
 private:
+    /// Keeps the tiles of row of tiles `tileRow` (those of another row, or of an older
+    /// generation of the bitmap, are let go of).
+    void takeTileRow(std::int32_t tileRow) {
+        const std::uint32_t generation = bitmap_.generation();
+        if (tileRow != tileRow_ || generation != generation_) {
+            for (TileHandle& h : holds_) {
+                h.reset();
+            }
+            tileRow_ = tileRow;
+            generation_ = generation;
+        }
+    }
+    /// The kept tile of `column` in the current row of tiles, fetched for writing unless
+    /// this writer holds it privately.
+    void holdForWrite(std::int32_t column) {
+        TileHandle& hold = holds_[static_cast<std::size_t>(column)];
+        if (!LockedHandleVector::heldPrivately(hold)) {
+            fetchForWrite(column);
+        }
+    }
+    void fetchForWrite(std::int32_t column);
+
     AlphaBitmap& bitmap_;
     std::int32_t tileRow_ = -1;
     std::uint32_t generation_ = 0;
@@ -151,6 +187,54 @@ private:
     /// The current run reads uniform_.
     bool rowValuesUniform_ = false;
 };
+
+template <class C, class F>
+std::int32_t AlphaRowWriter::riseUniformRows(std::int32_t y, std::int32_t firstColumn,
+                                             std::int32_t lastColumn, C&& coverageOf, F&& risen) {
+    const TileGeometry& g = bitmap_.geometry();
+    tile_ = -1; // no current run: write() and fill() need run() first
+    rowValuesUniform_ = false;
+    if (y < 0 || y >= g.height || bitmap_.marks_.empty()) {
+        return firstColumn;
+    }
+    firstColumn = std::max(firstColumn, 0);
+    lastColumn = std::min(lastColumn, g.tilesAcross);
+    if (firstColumn >= lastColumn) {
+        return lastColumn;
+    }
+    const std::int32_t tileRow = y >> g.yShift;
+    const std::int32_t row = y & g.yMask;
+    takeTileRow(tileRow);
+    bitmap_.setChanged();
+    if (bitmap_.written_.empty()) {
+        bitmap_.written_.assign(static_cast<std::size_t>(g.tileCount()), 0);
+    }
+    const std::int32_t rowTiles = tileRow * g.tilesAcross;
+    for (std::int32_t column = firstColumn; column < lastColumn; ++column) {
+        Alpha coverage = 0;
+        if (!coverageOf(column, coverage)) {
+            return column;
+        }
+        const std::int32_t tile = rowTiles + column;
+        holdForWrite(column);
+        bitmap_.written_[static_cast<std::size_t>(tile)] = 1;
+        const std::uint32_t m = bitmap_.mark(tile, row);
+        if (m == AlphaBitmap::explicitRow) {
+            return column;
+        }
+        const Alpha under = std::bit_cast<Alpha>(m);
+        const Alpha rise = (1.0f - under) * coverage + under;
+        if (under < rise) {
+            const std::uint32_t bits = std::bit_cast<std::uint32_t>(rise);
+            if (bits == AlphaBitmap::explicitRow) {
+                return column; // not a value a mark can hold: the run's own path writes it
+            }
+            bitmap_.setMark(tile, row, bits);
+            risen(column, rise);
+        }
+    }
+    return lastColumn;
+}
 
 template <class T> T AlphaBitmap::valueAt(std::int32_t x, std::int32_t y) const {
     static_assert(sizeof(T) == sizeof(Alpha));

@@ -69,9 +69,38 @@ public:
     /// across tiles; pixels outside the image are skipped.
     void writeRow(std::int32_t x, std::int32_t y, const std::uint8_t* source, std::int32_t count);
 
+    /// Starts row y for rowOfTile; false outside the image. The row's tiles are kept as run()
+    /// keeps them.
+    bool beginRow(std::int32_t y) {
+        const TileGeometry& g = bitmap_.geometry();
+        if (y < 0 || y >= g.height) {
+            rowHolds_ = nullptr;
+            return false;
+        }
+        tileRow_ = y >> g.yShift;
+        rowInTile_ = y & g.yMask;
+        rowHolds_ = holds_.row(tileRow_, bitmap_.generation());
+        return true;
+    }
+    /// The pixels of the row begun in tile column `column` (which must lie in the image),
+    /// whole, for writing: run() at the column's first pixel, without its checks.
+    /// Throws std::bad_alloc.
+    std::uint8_t* rowOfTile(std::int32_t column) {
+        TileHandle& hold = rowHolds_[column];
+        if (!LockedHandleVector::heldPrivately(hold)) {
+            bitmap_.tileForWrite(tileRow_ * bitmap_.geometry().tilesAcross + column, hold);
+        }
+        bitmap_.setChanged();
+        return hold->pixel(0, rowInTile_);
+    }
+
     TileBitmap& bitmap() const { return bitmap_; }
 
 private:
     TileBitmap& bitmap_;
     TileRowHolds holds_;
+    // The row begun for rowOfTile.
+    TileHandle* rowHolds_ = nullptr;
+    std::int32_t tileRow_ = 0;
+    std::int32_t rowInTile_ = 0;
 };

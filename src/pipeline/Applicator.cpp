@@ -170,17 +170,35 @@ void Applicator::blendSolid(Span& span, ColourPOD colour, int first, int last, b
 
 IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::int32_t y,
                                 std::int32_t begin, std::int32_t end, const float* coverage) {
+    return layRow(document, x0, y, begin, end, coverage, false);
+}
+
+IExtent<2> Applicator::paintRowOfOneCoverage(ZmapDocument& document, std::int32_t x0,
+                                             std::int32_t y, std::int32_t begin, std::int32_t end,
+                                             const float* coverage) {
+    return layRow(document, x0, y, begin, end, coverage, true);
+}
+
+IExtent<2> Applicator::layRow(ZmapDocument& document, std::int32_t x0, std::int32_t y,
+                              std::int32_t begin, std::int32_t end, const float* coverage,
+                              bool oneCoverage) {
     IExtent<2> changed;
     if (y < 0 || y >= document.height()) {
         return changed;
     }
     begin = std::max(begin, -x0);
     end = std::min(end, document.width() - x0);
-    while (begin < end && coverage[begin] == 0) {
-        ++begin;
-    }
-    while (end > begin && coverage[end - 1] == 0) {
-        --end;
+    if (oneCoverage) {
+        if (begin < end && coverage[begin] == 0) {
+            begin = end;
+        }
+    } else {
+        while (begin < end && coverage[begin] == 0) {
+            ++begin;
+        }
+        while (end > begin && coverage[end - 1] == 0) {
+            --end;
+        }
     }
     ColourPOD solid{};
     const bool solidChain = fuseSolidPaint && !plainWalk && solidColour(*this, solid);
@@ -219,22 +237,92 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
     paint.depth = depthRow;
     paint.flags = needsDepthFlags ? spanNeedsDepth : 0;
 
-    // One colour laid at one coverage along the whole row (a fill, a stroke at full
-    // coverage): a run whose stroke alpha is one value rises to one value at once. Nothing
-    // is trimmed (every pixel has the same coverage above 0 and the same stroke alpha), no
-    // stage but the blend runs, and no plane is fetched but the stroke alpha, the image and
-    // the image before the stroke where the blend reads it. Other runs take the walk below.
+    // One colour laid without locks (a fill, a stroke): a run of one coverage whose stroke
+    // alpha is one value rises to one value at once. Nothing is trimmed (every pixel has the
+    // same coverage and the same stroke alpha), no stage but the blend runs, and no plane
+    // is fetched but the stroke alpha, the image and the image before the stroke where the
+    // blend reads it. Other runs take the walk below.
     Blender* rowBlender = nullptr;
-    if (solidChain && !matting && !repainting && blend && runs::allSame(coverage, begin, end)) {
+    if (solidChain && !matting && !repainting && blend) {
         BlendTool& stage = *blend;
         if (typeid(stage) == typeid(Blender)) {
             rowBlender = static_cast<Blender*>(&stage);
         }
     }
+    // The coverage of pixels i..i + n - 1 in `value` when it is one value. Checked a run at
+    // a time, just before the run is laid, so that the check overlaps the image's writes.
+    auto runCoverage = [&](std::int32_t i, std::int32_t n, Alpha& value) {
+        value = coverage[i];
+        return oneCoverage ? value == value : runs::allSame(coverage, i, i + n);
+    };
     // The value that alphaRow holds throughout, while the row's runs keep it (NaN: none).
     Alpha alphaRowValue = std::numeric_limits<Alpha>::quiet_NaN();
+    // Whole tiles of such a row are laid in one walk over the row of tiles (below); a tile
+    // whose stroke alpha row is written out is left to the run's own path, from this index.
+    std::int32_t runPathAt = -1;
+    TileRowWriter* colourWriter = rowBlender ? planes_.colourWriter() : nullptr;
+    const bool tileWalk = colourWriter && colourWriter->beginRow(y) &&
+                          colourWriter->bitmap().geometry().width ==
+                              planes_.strokeAlphaWriter().bitmap().geometry().width &&
+                          colourWriter->bitmap().geometry().xShift ==
+                              planes_.strokeAlphaWriter().bitmap().geometry().xShift;
 
     for (std::int32_t i = begin; i < end;) {
+        if (tileWalk && i != runPathAt) {
+            const TileGeometry& g = colourWriter->bitmap().geometry();
+            const std::int32_t x = x0 + i;
+            const std::int32_t firstColumn = x >> g.xShift;
+            const std::int32_t lastColumn =
+                x0 + end == g.width ? g.tilesAcross : (x0 + end) >> g.xShift;
+            if ((x & g.xMask) == 0 && firstColumn < lastColumn) {
+                const bool prefetchNext = ((y + 1) & g.yMask) != 0 && y + 1 < g.height;
+                std::int32_t lo = std::numeric_limits<std::int32_t>::max();
+                std::int32_t hi = -1;
+                const std::int32_t stop = planes_.strokeAlphaWriter().riseUniformRows(
+                    y, firstColumn, lastColumn,
+                    [&](std::int32_t column, Alpha& value) {
+                        return runCoverage((column << g.xShift) - x0, g.columnWidth(column), value);
+                    },
+                    [&](std::int32_t column, Alpha rise) {
+                        if (!(rise == alphaRowValue)) {
+                            runs::fill(alphaRow, rise, 0, maxSpanLength);
+                            alphaRowValue = rise;
+                        }
+                        const std::int32_t cx = column << g.xShift;
+                        const std::int32_t width = g.columnWidth(column);
+                        auto* out = reinterpret_cast<ColourPOD*>(colourWriter->rowOfTile(column));
+                        const ColourPOD* base =
+                            rowBlender->solidReadsBase(rise) ? planes_.baseColourRun(cx) : nullptr;
+                        // The same run one row down is written after every other tile of
+                        // this row: ask for it while the tile is at hand.
+                        if (prefetchNext) {
+                            const std::int32_t stride = g.rowStride(column, 3);
+                            const auto* next = reinterpret_cast<const char*>(out) + stride;
+                            for (std::int32_t k = 0; k < width * 3; k += 64) {
+                                __builtin_prefetch(next + k, 1);
+                            }
+                            if (base) {
+                                const auto* nextBase = reinterpret_cast<const char*>(base) + stride;
+                                for (std::int32_t k = 0; k < width * 3; k += 64) {
+                                    __builtin_prefetch(nextBase + k);
+                                }
+                            }
+                        }
+                        rowBlender->blendSolid(out, base, solid, alphaRow, colourRow, 0, width,
+                                               true);
+                        lo = std::min(lo, cx);
+                        hi = std::max(hi, cx + width - 1);
+                    });
+                if (hi >= lo) {
+                    changed |= IExtent<2>(lo, y, hi, y);
+                }
+                i = std::min((stop << g.xShift) - x0, end);
+                if (stop < lastColumn) {
+                    runPathAt = i;
+                }
+                continue;
+            }
+        }
         if (rowBlender) {
             const std::int32_t tileLength = planes_.strokeAlphaRun(x0 + i);
             if (tileLength <= 0) {
@@ -242,8 +330,9 @@ IExtent<2> Applicator::paintRow(ZmapDocument& document, std::int32_t x0, std::in
             }
             const std::int32_t length = std::min(tileLength, end - i);
             Alpha under = 0;
-            if (planes_.strokeAlphaUniform(under)) {
-                const Alpha rise = (1.0f - under) * coverage[begin] + under;
+            Alpha value = 0;
+            if (planes_.strokeAlphaUniform(under) && runCoverage(i, length, value)) {
+                const Alpha rise = (1.0f - under) * value + under;
                 if (under < rise) {
                     planes_.fillStrokeAlpha(rise, 0, length);
                     if (!(rise == alphaRowValue)) {

@@ -80,6 +80,12 @@ public:
     /// coverage `coverage[i]` (0 to 1). Returns the pixels changed (empty for none).
     virtual IExtent<2> paintRow(ZmapDocument& document, std::int32_t x0, std::int32_t y,
                                 std::int32_t begin, std::int32_t end, const float* coverage);
+    /// paintRow for a row whose coverage is one value from begin to end - 1 (a fill, a row
+    /// of a stroke at full coverage): the same result, without reading the whole row to
+    /// find that out. Goes past an override of paintRow: for applicators that leave it to
+    /// this class.
+    IExtent<2> paintRowOfOneCoverage(ZmapDocument& document, std::int32_t x0, std::int32_t y,
+                                     std::int32_t begin, std::int32_t end, const float* coverage);
     /// The stroke's surface differs from the camera's surface at the start point.
     virtual void surfaceChanged(const SurfaceFrame& frame) {}
 
@@ -105,6 +111,9 @@ public:
     static constexpr double surfaceTolerance = 0.05;
 
 private:
+    /// paintRow's work; `oneCoverage`: the caller knows the row's coverage to be one value.
+    IExtent<2> layRow(ZmapDocument& document, std::int32_t x0, std::int32_t y, std::int32_t begin,
+                      std::int32_t end, const float* coverage, bool oneCoverage);
     /// The blend of a sub-run whose working colour is `colour` throughout (and its alpha one
     /// value, if `alphaUniform`).
     void blendSolid(Span& span, ColourPOD colour, int first, int last, bool alphaUniform);

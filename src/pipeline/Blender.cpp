@@ -162,22 +162,25 @@ void Blender::runSolid(Span& span, ColourPOD colour, int first, int last, bool a
         return;
     }
     TileHandle hold;
-    ColourPOD* out = target(span, first, last, hold);
-    if (!out) {
-        return;
+    if (ColourPOD* out = target(span, first, last, hold)) {
+        blendSolid(out, span.baseColour, colour, span.alpha, span.colour, first, last,
+                   alphaUniform);
     }
+}
+
+void Blender::blendSolid(ColourPOD* out, const ColourPOD* base, ColourPOD colour,
+                         const Alpha* alpha, ColourPOD* scratch, int first, int last,
+                         bool alphaUniform) {
     switch (mode_) {
     case static_cast<std::uint32_t>(BlendMode::normal):
-        blendNormalSolid(out, span.baseColour, colour, span.alpha, opacity_, first, last,
-                         span.colour, alphaUniform);
+        blendNormalSolid(out, base, colour, alpha, opacity_, first, last, scratch, alphaUniform);
         break;
     case static_cast<std::uint32_t>(BlendMode::multiply):
-        blendMultiplySolid(out, span.baseColour, colour, span.alpha, opacity_, first, last,
-                           span.colour, alphaUniform);
+        blendMultiplySolid(out, base, colour, alpha, opacity_, first, last, scratch, alphaUniform);
         break;
     default:
-        runs::fillColour(span.colour, colour, first, last);
-        blendRow(out, span.baseColour, span.colour, span.alpha, first, last);
+        runs::fillColour(scratch, colour, first, last);
+        blendRow(out, base, scratch, alpha, first, last);
         break;
     }
 }

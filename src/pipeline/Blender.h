@@ -46,6 +46,12 @@ public:
     /// one value over the range. The span's working colour is used as scratch.
     void runSolid(Span& span, ColourPOD colour, int first, int last, bool alphaUniform);
 
+    /// runSolid's blend into `out`, the image's pixels at the span found by the caller:
+    /// out[i] for i in first..last from base[i] (may be null where solidReadsBase is false),
+    /// `colour` and alpha[i]. `scratch` holds at least `last` colours.
+    void blendSolid(ColourPOD* out, const ColourPOD* base, ColourPOD colour, const Alpha* alpha,
+                    ColourPOD* scratch, int first, int last, bool alphaUniform);
+
     /// False when runSolid over alpha of one value `alpha` never reads the image before the
     /// stroke (span.baseColour may then be null): Normal at full opacity and full coverage
     /// lays the colour as it stands.

@@ -65,6 +65,8 @@ public:
     }
     /// The current run's stroke alpha for writing.
     Alpha* writableStrokeAlpha() { return strokeAlpha_.writer->writable(); }
+    /// The writer of the stroke alpha for the row's runs (valid after a successful beginRow).
+    AlphaRowWriter& strokeAlphaWriter() const { return *strokeAlpha_.writer; }
     /// The writer of the document's colour channel for the row's runs; null without it.
     TileRowWriter* colourWriter() const { return colour_.writer.get(); }
     /// Lets go of every kept tile and bitmap.

@@ -467,22 +467,31 @@ TEST_P(SolidPaint, OneColourBlendedStraightAwayMatchesThePlainChainBitForBit) {
 
 TEST_P(SolidPaint, RowsOfOneCoverageMatchThePlainChainBitForBit) {
     // Rows of one coverage value, as a fill or a stroke at full coverage lays them: whole
-    // rows, rows that start or end inside a tile or past an edge of the image, rows again
-    // over pixels already painted at that value, at another or at random (a row of the
-    // stroke alpha that no longer holds one value), and strokes begun anew now and then.
+    // rows, rows that start or end inside a tile, on a tile border or past an edge of the
+    // image, rows again over pixels already painted at that value, at another or at random
+    // (a row of the stroke alpha that no longer holds one value), strokes begun anew now
+    // and then, and tiles of the image held by a reader while a row is laid over them (copy
+    // on write). Rows of one value go through paintRow and the entry for rows known to hold
+    // one value in turn.
     std::mt19937 random(23);
     std::uniform_real_distribution<float> anyCoverage(0.0f, 1.0f);
     const float values[] = {1.0f, 0.5f, 0.25f, 0.8f, 0.0f};
     std::uniform_int_distribution<int> pickValue(0, 4);
-    std::uniform_int_distribution<int> pickKind(0, 5);
-    auto paint = [&](std::int32_t x0, std::int32_t y, const std::vector<float>& coverage) {
+    std::uniform_int_distribution<int> pickKind(0, 6);
+    std::uniform_int_distribution<int> pickBorder(-1, 5);
+    auto paint = [&](std::int32_t x0, std::int32_t y, const std::vector<float>& coverage,
+                     bool oneEntry) {
         const auto count = static_cast<std::int32_t>(coverage.size());
         const IExtent<2> p =
             plain.applicator->paintRow(*plain.document, x0, y, 0, count, coverage.data());
         const IExtent<2> f =
-            solid.applicator->paintRow(*solid.document, x0, y, 0, count, coverage.data());
+            oneEntry
+                ? solid.applicator->paintRowOfOneCoverage(*solid.document, x0, y, 0, count,
+                                                          coverage.data())
+                : solid.applicator->paintRow(*solid.document, x0, y, 0, count, coverage.data());
         return p == f;
     };
+    const std::int32_t tile = solid.document->geometry().tileWidth;
     for (int pass = 0; pass < 400; ++pass) {
         if (pass % 150 == 75) {
             for (Side* side : {&plain, &solid}) {
@@ -494,17 +503,33 @@ TEST_P(SolidPaint, RowsOfOneCoverageMatchThePlainChainBitForBit) {
         const int kind = pickKind(random);
         std::int32_t x0 = 0;
         std::vector<float> coverage(300, values[pickValue(random)]);
-        if (kind >= 2) {
+        if (kind >= 2 && kind <= 5) {
             x0 = std::uniform_int_distribution<std::int32_t>(-40, 290)(random);
             coverage.resize(std::uniform_int_distribution<std::size_t>(1, 340)(random),
                             coverage.front());
+        } else if (kind == 6) {
+            // From a tile border (or before the image) to a tile border or past the edge.
+            x0 = pickBorder(random) * tile;
+            const std::int32_t last = std::max(x0 + tile, pickBorder(random) * tile + tile);
+            coverage.resize(static_cast<std::size_t>(std::min(last, 320) - x0), coverage.front());
         }
         if (kind == 5) {
             for (float& c : coverage) {
                 c = anyCoverage(random);
             }
         }
-        ASSERT_TRUE(paint(x0, y, coverage)) << "pass " << pass;
+        // Now and then a reader holds the image's tile at (64, y) while the row is laid.
+        TileHandle held;
+        std::vector<std::uint8_t> before;
+        if (pass % 7 == 3) {
+            held = solid.document->rgb->tiles().get(solid.document->geometry().tileIndex(64, y));
+            before.assign(held->pixels(), held->pixels() + held->size());
+        }
+        ASSERT_TRUE(paint(x0, y, coverage, kind != 5 && pass % 2 == 1)) << "pass " << pass;
+        if (held) {
+            ASSERT_TRUE(std::equal(before.begin(), before.end(), held->pixels()))
+                << "a held tile changed, pass " << pass;
+        }
     }
     for (std::int32_t y = 0; y < 100; ++y) {
         for (std::int32_t x = 0; x < 300; ++x) {
