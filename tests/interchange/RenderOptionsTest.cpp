@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <numbers>
 #include <random>
 #include <set>
@@ -155,6 +156,80 @@ TEST(ModelRenderer, ShadingThreadsChangeNoPixel) {
                 options.bandPixels = bandPixels;
                 expectSamePicture(reference, draw(*model, camera, *lights, w, h, options));
             }
+        }
+    }
+}
+
+/// A town of side x side boxes (ten triangles each) on a ground: enough triangles for the
+/// set-up to be shared out in several parts.
+TQL::Handle<SmoothModelImp> town(int side) {
+    auto model = TQL::makeHandle<SmoothModelImp>();
+    std::mt19937 random(4);
+    std::uniform_real_distribution<double> tall(0.5, 6);
+    model->addPolygon(Quark::create(L"Ground"), std::vector<Point<3>>{{-1, -1, 0},
+                                                                      {side + 1.0, -1, 0},
+                                                                      {side + 1.0, side + 1.0, 0},
+                                                                      {-1, side + 1.0, 0}});
+    const std::uint32_t faces[10][3] = {{4, 5, 6}, {4, 6, 7}, {0, 1, 5}, {0, 5, 4}, {1, 2, 6},
+                                        {1, 6, 5}, {2, 3, 7}, {2, 7, 6}, {3, 0, 4}, {3, 4, 7}};
+    std::vector<Point<3>> points[2];
+    std::vector<std::array<std::uint32_t, 3>> triangles[2];
+    for (int j = 0; j < side; ++j) {
+        for (int i = 0; i < side; ++i) {
+            const int m = (i + j) % 2;
+            const double x = i + 0.2, y = j + 0.2, h = tall(random);
+            const auto first = static_cast<std::uint32_t>(points[m].size());
+            for (double z : {0.0, h}) {
+                points[m].insert(
+                    points[m].end(),
+                    {{x, y, z}, {x + 0.6, y, z}, {x + 0.6, y + 0.6, z}, {x, y + 0.6, z}});
+            }
+            for (const auto& f : faces) {
+                triangles[m].push_back({first + f[0], first + f[1], first + f[2]});
+            }
+        }
+    }
+    model->addTriangles(Quark::create(L"Brick"), points[0], triangles[0]);
+    model->addTriangles(Quark::create(L"Glass"), points[1], triangles[1]);
+    model->finish();
+    return model;
+}
+
+TEST(ModelRenderer, SetupThreadsChangeNoPixel) {
+    // The shadow casters, the trees and the bands' lists are made in parts by the set-up
+    // threads, then joined; the drawing must be that of one thread, also where the section
+    // box cuts the casters' walls into several pieces and the view cuts the near streets.
+    const auto model = town(48);
+    const std::int32_t w = 240, h = 160;
+    ModelImageSettings settings;
+    settings.fit = false;
+    settings.shadows = true;
+    settings.sunAzimuth = 130;
+    settings.sunElevation = 35;
+    settings.eye = Point<3>(20, -2, 6);
+    settings.target = Point<3>(24, 20, 0);
+    settings.fieldOfView = 70;
+    const ViewParams params = modelViewParams(*model, settings, w, h);
+    const QuorvaleCamera camera(UniformTransform<3>(), params, w, h, model->bounds(),
+                                IExtent<2>(0, 0, w - 1, h - 1));
+    const auto lights = modelLights(settings);
+    for (const SectionBox& box : {SectionBox{}, SectionBox{0.05, 0.1, 0, 0.9, 0.8, 0.5}}) {
+        auto picture = [&](unsigned threads) {
+            RecordingBuffer b(w, h);
+            RenderOptions options;
+            options.setupThreads = threads;
+            options.shadingThreads = 1;
+            ModelRenderer(*model, camera, b, *lights, nullptr, false, w, h, box, options).run();
+            return Picture{b.codes, b.flags, b.colours, b.alphas, b.materials};
+        };
+        const Picture reference = picture(1);
+        EXPECT_NE(std::count_if(reference.flags.begin(), reference.flags.end(),
+                                [](std::uint32_t f) { return f & Buffer::shadowFlags; }),
+                  0);
+        for (const unsigned threads : {2u, 3u}) {
+            SCOPED_TRACE(testing::Message()
+                         << threads << " set-up threads, section box " << box[3]);
+            expectSamePicture(reference, picture(threads));
         }
     }
 }

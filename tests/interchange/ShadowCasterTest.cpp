@@ -10,6 +10,7 @@
 #include <array>
 #include <functional>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -232,8 +233,6 @@ TEST(ShadowCaster, PointsOnSharedEdgesAndBesideTheModel) {
     EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(1, 0, 6)), 7, hint));
 }
 
-} // namespace
-
 TEST(ShadowCaster, LargeTreeAnswersAlikeOnAnyCountOfThreads) {
     // Enough triangles for the build to share its sorting, counting and placing out among
     // up to three threads: every share must give the lists that one thread gives.
@@ -280,3 +279,96 @@ TEST(ShadowCaster, LargeTreeAnswersAlikeOnAnyCountOfThreads) {
         EXPECT_LT(blocked, 1000);
     }
 }
+
+/// Whether two casters hold the same triangles, field for field, in the same order.
+void expectSameTriangles(const ShadowCaster& a, const ShadowCaster& b) {
+    ASSERT_EQ(a.triangles().size(), b.triangles().size());
+    std::size_t differ = 0;
+    for (std::size_t i = 0; i < a.triangles().size(); ++i) {
+        const ShadowTriangle& s = a.triangles()[i];
+        const ShadowTriangle& t = b.triangles()[i];
+        bool same = s.owner == t.owner && s.dzdx == t.dzdx && s.dzdy == t.dzdy && s.z0 == t.z0;
+        for (int k = 0; k < 3; ++k) {
+            for (int c = 0; c < 3; ++c) {
+                same = same && s.edge[k][c] == t.edge[k][c];
+            }
+        }
+        differ += !same;
+    }
+    EXPECT_EQ(differ, 0u);
+}
+
+TEST(ShadowCaster, PartsFilledOnThreadsJoinAsAddedInOrder) {
+    // A town with triangles edge on to the light among it (which leave their slots empty)
+    // and, in the second case, some that add two pieces (as a triangle cut by the section
+    // box does), more than their parts have slots for.
+    std::mt19937 random(9);
+    const std::vector<Triangle> scene = town(random, 14);
+    const Ray light(Point<3>::m_origin, Angle::degrees(0), Angle::degrees(-90));
+    Extent<3> bounds;
+    for (const Triangle& t : scene) {
+        for (const Point<3>& p : t) {
+            bounds += p;
+        }
+    }
+    std::vector<Point<3>> points;
+    std::uniform_real_distribution<double> unit(0, 1);
+    for (int n = 0; n < 400; ++n) {
+        const Vector<3> size = bounds.size();
+        points.push_back(bounds.lo() + Vector<3>(size.x() * unit(random), size.y() * unit(random),
+                                                 size.z() * unit(random)));
+    }
+    for (const bool twoPieces : {false, true}) {
+        SCOPED_TRACE(twoPieces ? "some triangles add two pieces" : "one piece or none each");
+        // Triangle i adds itself, and, every fifth in the second case, its half once more.
+        auto addOf = [&](std::uint32_t i, auto&& add) {
+            const Triangle& t = scene[i];
+            add(t[0], t[1], t[2], i);
+            if (twoPieces && i % 5 == 0) {
+                add(t[0], t[1], lerp(t[1], t[2], 0.5), i);
+            }
+        };
+        ShadowCaster inOrder(light, bounds, 0.002);
+        for (std::uint32_t i = 0; i < scene.size(); ++i) {
+            addOf(i, [&](const Point<3>& a, const Point<3>& b, const Point<3>& c,
+                         std::uint32_t owner) { inOrder.add(a, b, c, owner); });
+        }
+        // Seen from straight above, the walls are edge on: they hide nothing.
+        ASSERT_LT(inOrder.triangles().size(), scene.size());
+        inOrder.build();
+
+        for (const std::size_t parts : {std::size_t(1), std::size_t(2), std::size_t(7)}) {
+            SCOPED_TRACE(testing::Message() << parts << " parts");
+            ShadowCaster inParts(light, bounds, 0.002);
+            inParts.openParts(scene.size(), parts);
+            // Two threads take the parts in turn, the later parts first on one of them.
+            auto fill = [&](std::size_t first, std::size_t step) {
+                for (std::size_t p = first; p < parts; p += step) {
+                    const std::size_t end = inParts.partStart(p + 1);
+                    for (std::size_t i = inParts.partStart(p); i < end; ++i) {
+                        addOf(static_cast<std::uint32_t>(i),
+                              [&](const Point<3>& a, const Point<3>& b, const Point<3>& c,
+                                  std::uint32_t owner) { inParts.add(p, a, b, c, owner); });
+                    }
+                }
+            };
+            std::thread other(fill, 1, 2);
+            fill(0, 2);
+            other.join();
+            inParts.closeParts();
+            expectSameTriangles(inOrder, inParts);
+            inParts.build(2);
+            EXPECT_EQ(inParts.tree().entryCount(), inOrder.tree().entryCount());
+            ShadowCaster::Hint hintA, hintB;
+            int differ = 0;
+            for (const Point<3>& p : points) {
+                const Point<3> q = inOrder.toLight(p);
+                differ += inOrder.blocked(q, 0xFFFFFFF0u, hintA) !=
+                          inParts.blocked(q, 0xFFFFFFF0u, hintB);
+            }
+            EXPECT_EQ(differ, 0);
+        }
+    }
+}
+
+} // namespace

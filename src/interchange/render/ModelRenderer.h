@@ -2,12 +2,14 @@
 
 #include "image/MaterialRecord.h"
 #include "interchange/model/SmoothModel.h"
+#include "interchange/render/HugePageAllocator.h"
 #include "interchange/render/RenderBand.h"
 #include "interchange/render/ScreenVertex.h"
 #include "views/cameras/DepthCoder.h"
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 class BandShader;
@@ -18,6 +20,7 @@ class ModelShadows;
 class Reporter;
 class TriangleClipper;
 class TriangleFiller;
+class WorkerTeam;
 
 /// How a ModelRenderer goes about its work. Neither choice changes a pixel.
 struct RenderOptions {
@@ -27,6 +30,9 @@ struct RenderOptions {
     bool immediateShading = false;
     /// The threads that shade a band once it is drawn; 0 for one a processor.
     unsigned shadingThreads = 0;
+    /// The threads that turn the triangles to the lights, build the shadow trees and list
+    /// the triangles of each band before drawing starts; 0 for one a processor.
+    unsigned setupThreads = 0;
 };
 
 /// The scan converter behind SmoothModelImp::render: triangles in, rows of colour, depth
@@ -62,20 +68,28 @@ private:
     /// Per mesh: every point's outside bits (one a clip plane), and, for points in front of
     /// the near plane, its screen position and 1 / projective divisor.
     struct MeshCache {
-        std::vector<std::uint32_t> outside;
-        std::vector<Point<3>> screen;
-        std::vector<double> invW;
+        UninitialisedHugePageVector<std::uint32_t> outside;
+        UninitialisedHugePageVector<Point<3>> screen;
+        UninitialisedHugePageVector<double> invW;
     };
 
-    void cacheMeshes();
-    /// Lists each drawable triangle in the bands of the rows it covers.
-    void bin();
+    /// Fills caches_, the members of `team` taking runs of points in turn.
+    void cacheMeshes(WorkerTeam& team);
+    /// Lists each drawable triangle in the bands of the rows it covers, the members of
+    /// `team` taking parts of the triangles in turn; the lists are those of one thread.
+    void bin(WorkerTeam& team);
+    /// The rows of bands (first and last) that triangle `id` can draw, as first << 32 |
+    /// last, or noBands; `clipper` and `polygon` are the calling thread's own.
+    std::uint64_t bandsOf(std::uint32_t id, std::size_t mesh, TriangleClipper& clipper,
+                          std::vector<ScreenVertex>& polygon) const;
+    static constexpr std::uint64_t noBands = ~std::uint64_t(0);
     /// The screen box of what of a triangle is left after clipping; false if nothing is.
     bool screenBox(const MeshModel::Mesh& mesh, const MeshCache& cache,
-                   const MeshModel::Triangle& triangle, double& top, double& bottom, double& left,
-                   double& right);
+                   const MeshModel::Triangle& triangle, TriangleClipper& clipper,
+                   std::vector<ScreenVertex>& polygon, double& top, double& bottom, double& left,
+                   double& right) const;
     void drawBand(RenderBand& band, std::int32_t top, std::int32_t bottom,
-                  const std::vector<std::uint32_t>& triangles);
+                  std::span<const std::uint32_t> triangles);
     void drawTriangle(RenderBand& band, const MeshModel::Mesh& mesh, const MeshCache& cache,
                       const MeshModel::Triangle& triangle, std::uint32_t id);
     void flushBand(const RenderBand& band);
@@ -109,8 +123,10 @@ private:
     /// the count of all after the last.
     std::vector<std::uint32_t> meshFirstTriangle_;
     std::int32_t bandRows_ = 1;
-    /// Per band, the ids of the triangles that reach its rows, rising.
-    std::vector<std::vector<std::uint32_t>> trianglesOfBand_;
+    /// Per band b, the ids of the triangles that reach its rows, rising:
+    /// bandTriangles_[bandFirst_[b]] up to bandTriangles_[bandFirst_[b + 1] - 1].
+    std::vector<std::size_t> bandFirst_;
+    UninitialisedHugePageVector<std::uint32_t> bandTriangles_;
 
     /// Two bands, drawn in turn: one is shaded while the other is drawn.
     RenderBand bands_[2];

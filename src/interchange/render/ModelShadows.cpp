@@ -4,11 +4,20 @@
 #include "interchange/model/SmoothModel.h"
 #include "interchange/render/TriangleClipper.h"
 
-#include <algorithm>
-#include <thread>
+#include "interchange/render/WorkerTeam.h"
 
-ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights, TriangleClipper& clipper,
-                           double bias) {
+#include <algorithm>
+#include <atomic>
+
+namespace {
+
+/// The least triangles in a part of the work handed out to a thread.
+constexpr std::size_t trianglesPerPart = 8192;
+
+} // namespace
+
+ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights,
+                           const TriangleClipper& clipper, double bias, WorkerTeam* team) {
     const Extent<3> bounds = model.bounds();
     if (bounds.degenerate()) {
         return;
@@ -26,38 +35,78 @@ ModelShadows::ModelShadows(const MeshModel& model, const Lighting& lights, Trian
     if (lights_.empty()) {
         return;
     }
+
+    // The triangles are cut into parts of consecutive numbers, which the members take in
+    // turn; each part fills its own slots of every caster, and the casters join the parts
+    // in order, so every caster holds what one thread adding in order would have made.
+    const unsigned members = team ? team->size() : 1u;
+    const std::size_t triangles = model.triangleCount();
+    const std::size_t parts = members == 1 ? 1
+                                           : std::clamp<std::size_t>(triangles / trianglesPerPart,
+                                                                     1, std::size_t(8) * members);
     for (ShadowLight& l : lights_) {
-        l.caster->reserve(model.triangleCount());
+        l.caster->openParts(triangles, parts);
     }
-    // The section box's planes cut the casters too: what is cut away throws no shadow.
-    const std::uint32_t sectionBits = clipper.sectionBits();
-    std::vector<ScreenVertex> polygon;
-    std::uint32_t owner = 0;
+    std::vector<const MeshModel::Mesh*> meshes;
+    std::vector<std::size_t> firstOfMesh;
+    std::size_t first = 0;
     for (const MeshModel::Mesh& mesh : model.meshes()) {
-        for (const MeshModel::Triangle& t : mesh.triangles) {
-            const std::uint32_t id = owner++;
-            polygon.resize(3);
-            std::uint32_t any = 0, all = ~0u;
-            for (int k = 0; k < 3; ++k) {
-                polygon[k].p = mesh.points[mesh.vertices[t.vertex[k]].point];
-                const std::uint32_t out = clipper.sectionOutsideBits(polygon[k].p);
-                any |= out;
-                all &= out;
-            }
-            if (all & sectionBits) {
-                continue;
-            }
-            const int n = any ? clipper.clip(polygon, any) : 3;
-            for (ShadowLight& l : lights_) {
-                for (int k = 1; k + 1 < n; ++k) {
-                    l.caster->add(polygon[0].p, polygon[k].p, polygon[k + 1].p, id);
+        meshes.push_back(&mesh);
+        firstOfMesh.push_back(first);
+        first += mesh.triangles.size();
+    }
+    firstOfMesh.push_back(first);
+    std::vector<TriangleClipper> clippers(members, clipper);
+    std::atomic<std::size_t> nextPart{0};
+    const ShadowCaster& partsOf = *lights_.front().caster;
+    auto work = [&](unsigned member) {
+        TriangleClipper& clip = clippers[member];
+        // The section box's planes cut the casters too: what is cut away throws no shadow.
+        const std::uint32_t sectionBits = clip.sectionBits();
+        std::vector<ScreenVertex> polygon;
+        for (std::size_t part; (part = nextPart.fetch_add(1, std::memory_order_relaxed)) < parts;) {
+            const std::size_t begin = partsOf.partStart(part);
+            const std::size_t end = partsOf.partStart(part + 1);
+            std::size_t m = static_cast<std::size_t>(
+                std::upper_bound(firstOfMesh.begin(), firstOfMesh.end(), begin) -
+                firstOfMesh.begin() - 1);
+            for (std::size_t id = begin; id < end; ++id) {
+                while (firstOfMesh[m + 1] <= id) {
+                    ++m;
+                }
+                const MeshModel::Mesh& mesh = *meshes[m];
+                const MeshModel::Triangle& t = mesh.triangles[id - firstOfMesh[m]];
+                polygon.resize(3);
+                std::uint32_t any = 0, all = ~0u;
+                for (int k = 0; k < 3; ++k) {
+                    polygon[k].p = mesh.points[mesh.vertices[t.vertex[k]].point];
+                    const std::uint32_t out = clip.sectionOutsideBits(polygon[k].p);
+                    any |= out;
+                    all &= out;
+                }
+                if (all & sectionBits) {
+                    continue;
+                }
+                const int n = any ? clip.clip(polygon, any) : 3;
+                for (ShadowLight& l : lights_) {
+                    for (int k = 1; k + 1 < n; ++k) {
+                        l.caster->add(part, polygon[0].p, polygon[k].p, polygon[k + 1].p,
+                                      static_cast<std::uint32_t>(id));
+                    }
                 }
             }
         }
+    };
+    if (team) {
+        team->run(work);
+    } else {
+        work(0);
     }
-    const unsigned threads = std::max(1u, std::thread::hardware_concurrency());
     for (ShadowLight& l : lights_) {
-        l.caster->build(threads);
+        l.caster->closeParts();
+    }
+    for (ShadowLight& l : lights_) {
+        l.caster->build(members);
     }
 }
 

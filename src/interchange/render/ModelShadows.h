@@ -10,6 +10,7 @@
 class Lighting;
 class MeshModel;
 class TriangleClipper;
+class WorkerTeam;
 
 /// The shadow tests of a rendering: one ShadowCaster for each light that casts shadows
 /// (among the first 31, whose flags fit a buffer's 32 bits), holding every triangle of the
@@ -20,9 +21,12 @@ public:
 
     /// Triangles are numbered through the model's meshes in order, as the renderer numbers
     /// its owners. A point is shadowed only by triangles nearer the light than it by more
-    /// than `bias` model units.
-    ModelShadows(const MeshModel& model, const Lighting& lights, TriangleClipper& clipper,
-                 double bias);
+    /// than `bias` model units. The triangles are turned to the lights by the members of
+    /// `team` (the calling thread alone if there is none), each cutting with its own copy of
+    /// `clipper`, and the trees are built on as many threads; the result is the same for
+    /// any team.
+    ModelShadows(const MeshModel& model, const Lighting& lights, const TriangleClipper& clipper,
+                 double bias, WorkerTeam* team = nullptr);
     ~ModelShadows();
 
     bool empty() const { return lights_.empty(); }

@@ -36,15 +36,14 @@ ShadowCaster::ShadowCaster(const Ray& axes, const Extent<3>& bounds, double bias
     bias_ = bias * camera_->scale();
 }
 
-void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
-                       std::uint32_t owner) {
+bool ShadowCaster::make(const Point<3>& a, const Point<3>& b, const Point<3>& c,
+                        std::uint32_t owner, ShadowTriangle& t, ShadowFootprint& f) const {
     const Point<3> p[3] = {toLight(a), toLight(b), toLight(c)};
     const double area = (p[1].x() - p[0].x()) * (p[2].y() - p[0].y()) -
                         (p[2].x() - p[0].x()) * (p[1].y() - p[0].y());
     if (!(std::fabs(area) > 0)) {
-        return; // edge on to the light: it hides nothing
+        return false; // edge on to the light: it hides nothing
     }
-    ShadowTriangle t{};
     const double sign = area > 0 ? 1 : -1;
     for (int k = 0; k < 3; ++k) {
         const Point<3>& s = p[k];
@@ -70,7 +69,7 @@ void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
 
     // The footprint: the triangle grown by `reach` at every edge, whose corners are the
     // corners moved out along their bisectors, and its least depth (at one of them).
-    ShadowFootprint f{INFINITY, INFINITY, -INFINITY, -INFINITY, INFINITY, nullptr, nullptr, owner};
+    f = {INFINITY, INFINITY, -INFINITY, -INFINITY, INFINITY, nullptr, nullptr, owner};
     double largest = 0;
     for (int k = 0; k < 3; ++k) {
         const double* na = t.edge[(k + 2) % 3];
@@ -94,8 +93,95 @@ void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
     }
     // What rounding can take off a depth worked out anywhere in the footprint.
     f.zLow -= rounding * (1 + (std::fabs(t.dzdx) + std::fabs(t.dzdy)) * largest + std::fabs(t.z0));
-    store_.push_back(t);
-    footprints_.push_back(f);
+    return true;
+}
+
+void ShadowCaster::add(const Point<3>& a, const Point<3>& b, const Point<3>& c,
+                       std::uint32_t owner) {
+    ShadowTriangle t;
+    ShadowFootprint f;
+    if (make(a, b, c, owner, t, f)) {
+        store_.push_back(t);
+        footprints_.push_back(f);
+    }
+}
+
+void ShadowCaster::openParts(std::size_t slots, std::size_t parts) {
+    parts = std::max<std::size_t>(parts, 1);
+    store_.resize(slots);
+    footprints_.resize(slots);
+    parts_.assign(parts, Part{});
+    for (std::size_t p = 0; p < parts; ++p) {
+        parts_[p].begin = slots * p / parts;
+        parts_[p].end = slots * (p + 1) / parts;
+    }
+}
+
+std::size_t ShadowCaster::partStart(std::size_t part) const {
+    return part < parts_.size() ? parts_[part].begin : store_.size();
+}
+
+void ShadowCaster::add(std::size_t part, const Point<3>& a, const Point<3>& b, const Point<3>& c,
+                       std::uint32_t owner) {
+    Part& to = parts_[part];
+    const std::size_t slot = to.begin + to.filled;
+    if (slot < to.end) {
+        if (make(a, b, c, owner, store_[slot], footprints_[slot])) {
+            ++to.filled;
+        }
+        return;
+    }
+    ShadowTriangle t;
+    ShadowFootprint f;
+    if (make(a, b, c, owner, t, f)) {
+        to.moreTriangles.push_back(t);
+        to.moreFootprints.push_back(f);
+    }
+}
+
+void ShadowCaster::closeParts() {
+    const bool spilt = std::any_of(parts_.begin(), parts_.end(),
+                                   [](const Part& p) { return !p.moreTriangles.empty(); });
+    if (!spilt) {
+        // Each part's triangles move down to follow the last part's (mostly they are there
+        // already: only triangles edge on to the light or cut away leave gaps).
+        std::size_t to = 0;
+        for (const Part& p : parts_) {
+            if (p.begin != to) {
+                std::copy(store_.begin() + static_cast<std::ptrdiff_t>(p.begin),
+                          store_.begin() + static_cast<std::ptrdiff_t>(p.begin + p.filled),
+                          store_.begin() + static_cast<std::ptrdiff_t>(to));
+                std::copy(footprints_.begin() + static_cast<std::ptrdiff_t>(p.begin),
+                          footprints_.begin() + static_cast<std::ptrdiff_t>(p.begin + p.filled),
+                          footprints_.begin() + static_cast<std::ptrdiff_t>(to));
+            }
+            to += p.filled;
+        }
+        store_.resize(to);
+        footprints_.resize(to);
+    } else {
+        // A cut triangle made more than one: join into new arrays.
+        std::size_t total = 0;
+        for (const Part& p : parts_) {
+            total += p.filled + p.moreTriangles.size();
+        }
+        UninitialisedHugePageVector<ShadowTriangle> store;
+        UninitialisedHugePageVector<ShadowFootprint> footprints;
+        store.reserve(total);
+        footprints.reserve(total);
+        for (const Part& p : parts_) {
+            const auto first = static_cast<std::ptrdiff_t>(p.begin);
+            const auto last = static_cast<std::ptrdiff_t>(p.begin + p.filled);
+            store.insert(store.end(), store_.begin() + first, store_.begin() + last);
+            store.insert(store.end(), p.moreTriangles.begin(), p.moreTriangles.end());
+            footprints.insert(footprints.end(), footprints_.begin() + first,
+                              footprints_.begin() + last);
+            footprints.insert(footprints.end(), p.moreFootprints.begin(), p.moreFootprints.end());
+        }
+        store_.swap(store);
+        footprints_.swap(footprints);
+    }
+    parts_.clear();
 }
 
 void ShadowCaster::reserve(std::size_t triangles) {

@@ -48,6 +48,19 @@ public:
     void reserve(std::size_t triangles);
     /// Adds the triangle a, b, c (model coordinates) of model triangle `owner`.
     void add(const Point<3>& a, const Point<3>& b, const Point<3>& c, std::uint32_t owner);
+
+    /// Filling by several threads at once, each with its own parts, the result the same as
+    /// adding everything in order on one thread: openParts(slots) cuts `slots` slots (as
+    /// many as the triangles to be added, since mostly each adds at most one) into parts,
+    /// part p taking slots partStart(p) to partStart(p + 1) - 1; add(p, ...) adds to part p
+    /// in order (what doesn't fit in its slots is kept aside); closeParts joins the parts
+    /// in order. Different parts may be filled at once; one part by one thread at a time.
+    /// The caster must be empty before openParts.
+    void openParts(std::size_t slots, std::size_t parts);
+    std::size_t partStart(std::size_t part) const;
+    void add(std::size_t part, const Point<3>& a, const Point<3>& b, const Point<3>& c,
+             std::uint32_t owner);
+    void closeParts();
     /// Builds the tree once everything is added, on up to `threads` threads.
     void build(unsigned threads = 1);
 
@@ -74,15 +87,28 @@ public:
 
     /// The triangles as the light sees them, in the order added (those edge on to the
     /// light, which hide nothing, left out).
-    const HugePageVector<ShadowTriangle>& triangles() const { return store_; }
+    const UninitialisedHugePageVector<ShadowTriangle>& triangles() const { return store_; }
     const ShadowTree& tree() const { return tree_; }
 
 private:
+    /// A part's slots and how many of them are filled, then what didn't fit.
+    struct alignas(64) Part {
+        std::size_t begin = 0, end = 0, filled = 0;
+        std::vector<ShadowTriangle> moreTriangles;
+        std::vector<ShadowFootprint> moreFootprints;
+    };
+
+    /// The triangle a, b, c of `owner` as the light sees it and its footprint; false if it
+    /// lies edge on to the light.
+    bool make(const Point<3>& a, const Point<3>& b, const Point<3>& c, std::uint32_t owner,
+              ShadowTriangle& t, ShadowFootprint& f) const;
+
     TQL::Handle<ParallelCamera> camera_;
     /// The camera's projection, which is affine, packed: three rows then the translation.
     double m_[4][3];
     double bias_;
-    HugePageVector<ShadowTriangle> store_;
-    HugePageVector<ShadowFootprint> footprints_;
+    UninitialisedHugePageVector<ShadowTriangle> store_;
+    UninitialisedHugePageVector<ShadowFootprint> footprints_;
+    std::vector<Part> parts_;
     ShadowTree tree_;
 };
