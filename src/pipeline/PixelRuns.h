@@ -44,28 +44,57 @@ inline void fill(float* to, float value, int first, int last) {
     }
 }
 
+#if defined(__SSE2__)
+/// Sixteen pixels of colour c (48 bytes) as three vectors, built in registers: a pattern
+/// written to memory in small stores and read back as vectors stalls on store forwarding,
+/// which costs more than the fill of a tile row itself.
+struct ColourPattern {
+    __m128i p0;
+    __m128i p1;
+    __m128i p2;
+};
+inline ColourPattern colourPattern(ColourPOD c) {
+    // The three phases of the 3-byte cycle: bytes b g r, g r b, r b g from the lowest.
+    const std::uint64_t x = std::uint64_t(c.b) | std::uint64_t(c.g) << 8 | std::uint64_t(c.r) << 16;
+    const std::uint64_t x1 =
+        std::uint64_t(c.g) | std::uint64_t(c.r) << 8 | std::uint64_t(c.b) << 16;
+    const std::uint64_t x2 =
+        std::uint64_t(c.r) | std::uint64_t(c.b) << 8 | std::uint64_t(c.g) << 16;
+    // Eight bytes starting at that phase.
+    // (moved into a vector register as it stands: _mm_set_epi64x goes through the stack)
+    auto word = [](std::uint64_t y) {
+        return _mm_cvtsi64_si128(static_cast<long long>(y | y << 24 | y << 48));
+    };
+    const __m128i w0 = word(x);
+    const __m128i w1 = word(x1);
+    const __m128i w2 = word(x2);
+    // Bytes 0, 8, 16, 24, 32 and 40 start at phases 0, 2, 1, 0, 2, 1.
+    return {_mm_unpacklo_epi64(w0, w2), _mm_unpacklo_epi64(w1, w0), _mm_unpacklo_epi64(w2, w1)};
+}
+#endif
+
 /// to[i] = c: sixteen pixels a round from a 48-byte pattern of them, in whole vectors.
 inline void fillColour(ColourPOD* to, ColourPOD c, int first, int last) {
     int i = first;
+#if defined(__SSE2__)
+    if (last - first >= 16) {
+        const ColourPattern p = colourPattern(c);
+        for (; i + 16 <= last; i += 16) {
+            auto* w = reinterpret_cast<__m128i*>(to + i);
+            _mm_storeu_si128(w, p.p0);
+            _mm_storeu_si128(w + 1, p.p1);
+            _mm_storeu_si128(w + 2, p.p2);
+        }
+    }
+#else
     if (last - first >= 16) {
         ColourPOD pattern[16];
         std::fill(std::begin(pattern), std::end(pattern), c);
-#if defined(__SSE2__)
-        const __m128i p0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern));
-        const __m128i p1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern) + 1);
-        const __m128i p2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pattern) + 2);
-        for (; i + 16 <= last; i += 16) {
-            auto* w = reinterpret_cast<__m128i*>(to + i);
-            _mm_storeu_si128(w, p0);
-            _mm_storeu_si128(w + 1, p1);
-            _mm_storeu_si128(w + 2, p2);
-        }
-#else
         for (; i + 16 <= last; i += 16) {
             std::memcpy(to + i, pattern, sizeof pattern);
         }
-#endif
     }
+#endif
     for (; i < last; ++i) {
         to[i] = c;
     }

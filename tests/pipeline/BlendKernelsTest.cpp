@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -222,6 +223,27 @@ TEST(PixelRuns, AllSameFindsAnyValueThatDiffersAtAnyLengthAndOffset) {
     EXPECT_TRUE(runs::allSame(zeros.data(), 0, 40));
     const std::vector<float> nan(64, std::numeric_limits<float>::quiet_NaN());
     EXPECT_FALSE(runs::allSame(nan.data(), 0, 64));
+}
+
+TEST(PixelRuns, ColourFillLaysEveryPixelAndNothingBesideTheRange) {
+    // Colours whose three bytes differ (so a phase of the 48-byte pattern out of place
+    // shows), ranges across the 16-pixel rounds and their tails, at every offset in the row.
+    const ColourPOD colours[] = {{1, 2, 3}, {0xFF, 0x00, 0x80}, {0x12, 0xA5, 0x7E}, {9, 9, 9}};
+    const ColourPOD outside{0xEE, 0xDD, 0xCC};
+    std::vector<ColourPOD> row(80);
+    for (const ColourPOD c : colours) {
+        for (int first = 0; first < 4; ++first) {
+            for (int last = first; last <= 70; ++last) {
+                std::fill(row.begin(), row.end(), outside);
+                runs::fillColour(row.data(), c, first, last);
+                for (int k = 0; k < 80; ++k) {
+                    const ColourPOD want = k >= first && k < last ? c : outside;
+                    ASSERT_EQ(row[static_cast<std::size_t>(k)], want)
+                        << int(c.b) << ", " << first << ".." << last << " at " << k;
+                }
+            }
+        }
+    }
 }
 
 } // namespace
