@@ -233,25 +233,37 @@ TEST(ShadowCaster, PointsOnSharedEdgesAndBesideTheModel) {
     EXPECT_FALSE(caster.blocked(caster.toLight(Point<3>(1, 0, 6)), 7, hint));
 }
 
-TEST(ShadowCaster, LargeTreeAnswersAlikeOnAnyCountOfThreads) {
-    // Enough triangles for the build to share its sorting, counting and placing out among
-    // up to three threads: every share must give the lists that one thread gives.
-    std::mt19937 random(5);
-    const std::vector<Triangle> scene = town(random, 36);
-    ASSERT_GT(scene.size(), 12288u);
+/// The box around a scene's triangles.
+Extent<3> boundsOf(const std::vector<Triangle>& scene) {
     Extent<3> bounds;
     for (const Triangle& t : scene) {
         for (const Point<3>& p : t) {
             bounds += p;
         }
     }
+    return bounds;
+}
+
+/// `count` points spread evenly at random through `bounds`.
+std::vector<Point<3>> pointsWithin(const Extent<3>& bounds, int count, std::mt19937& random) {
     std::vector<Point<3>> points;
     std::uniform_real_distribution<double> unit(0, 1);
-    for (int n = 0; n < 1200; ++n) {
-        const Vector<3> size = bounds.size();
+    const Vector<3> size = bounds.size();
+    for (int n = 0; n < count; ++n) {
         points.push_back(bounds.lo() + Vector<3>(size.x() * unit(random), size.y() * unit(random),
                                                  size.z() * unit(random)));
     }
+    return points;
+}
+
+TEST(ShadowCaster, LargeTreeAnswersAlikeOnAnyCountOfThreads) {
+    // Enough triangles for the build to share its sorting, counting and placing out among
+    // up to three threads: every share must give the lists that one thread gives.
+    std::mt19937 random(5);
+    const std::vector<Triangle> scene = town(random, 36);
+    ASSERT_GT(scene.size(), 12288u);
+    const Extent<3> bounds = boundsOf(scene);
+    const std::vector<Point<3>> points = pointsWithin(bounds, 1200, random);
     std::size_t entries = 0;
     for (const unsigned threads : {1u, 2u, 3u}) {
         SCOPED_TRACE(testing::Message() << threads << " threads");
@@ -305,19 +317,8 @@ TEST(ShadowCaster, PartsFilledOnThreadsJoinAsAddedInOrder) {
     std::mt19937 random(9);
     const std::vector<Triangle> scene = town(random, 14);
     const Ray light(Point<3>::m_origin, Angle::degrees(0), Angle::degrees(-90));
-    Extent<3> bounds;
-    for (const Triangle& t : scene) {
-        for (const Point<3>& p : t) {
-            bounds += p;
-        }
-    }
-    std::vector<Point<3>> points;
-    std::uniform_real_distribution<double> unit(0, 1);
-    for (int n = 0; n < 400; ++n) {
-        const Vector<3> size = bounds.size();
-        points.push_back(bounds.lo() + Vector<3>(size.x() * unit(random), size.y() * unit(random),
-                                                 size.z() * unit(random)));
-    }
+    const Extent<3> bounds = boundsOf(scene);
+    const std::vector<Point<3>> points = pointsWithin(bounds, 400, random);
     for (const bool twoPieces : {false, true}) {
         SCOPED_TRACE(twoPieces ? "some triangles add two pieces" : "one piece or none each");
         // Triangle i adds itself, and, every fifth in the second case, its half once more.
