@@ -173,6 +173,38 @@ void BM_TextureToolPlaneMapping(benchmark::State& state) {
                                                      benchmark::Counter::kIsIterationInvariantRate);
 }
 
+/// The sampler's share: the points and footprints the tool asks for (recorded once), sampled
+/// in the same calls of one span each.
+void BM_TextureToolPlaneSampling(benchmark::State& state) {
+    Fixture& f = fixture();
+    tex::PlanePlacing placing;
+    placing.planeMode = tex::PlanePlacing::tangent;
+    placing.pixelWidth = placing.pixelHeight = 5;
+    tex::TextureToolPlane tool(f.texture, placing, tex::TextureOutput{});
+    tool.start(side / 2, side - 1, *f.document);
+    const std::size_t pixels = std::size_t(side) * side;
+    std::vector<float> u(pixels), v(pixels), footprint(pixels);
+    for (int y = 0; y < side; ++y) {
+        for (int x0 = 0; x0 < side; x0 += maxSpanLength) {
+            const std::size_t at = std::size_t(y) * side + std::size_t(x0);
+            tool.rowSamples(*f.document, x0, y, maxSpanLength, u.data() + at, v.data() + at,
+                            footprint.data() + at);
+        }
+    }
+    const tex::RasterTexture& texture = *f.texture;
+    std::vector<std::uint8_t> rgb(std::size_t(maxSpanLength) * 3);
+    std::vector<float> alpha(maxSpanLength);
+    for (auto _ : state) {
+        for (std::size_t at = 0; at < pixels; at += maxSpanLength) {
+            texture.sample(rgb.data(), alpha.data(), u.data() + at, v.data() + at,
+                           footprint.data() + at, maxSpanLength);
+            benchmark::DoNotOptimize(rgb.data());
+        }
+    }
+    state.counters["Mpixels/s"] = benchmark::Counter(double(side) * side / 1e6,
+                                                     benchmark::Counter::kIsIterationInvariantRate);
+}
+
 void BM_WarpPerspective(benchmark::State& state) {
     Fixture& f = fixture();
     // A floor receding from the bottom of the picture to a horizon a quarter down it.
@@ -209,6 +241,7 @@ public:
 
 BENCHMARK(BM_TextureToolPlane)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_TextureToolPlaneMapping)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_TextureToolPlaneSampling)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_WarpPerspective)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
 int main(int argc, char** argv) {

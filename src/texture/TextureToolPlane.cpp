@@ -52,6 +52,57 @@ double pixelFootprint(const Vector<2>& hx, const Vector<2>& hy) {
     return balanceFootprint(width, height);
 }
 
+/// Copies `count` pixels of rows y - 1, y and y + 1 of `bitmap` from column x on into
+/// `rows`, a tile's run at a time; cells outside the image get `outside`. A row in the same
+/// tile as row y is read through that tile's handle: one tile fetch (a lock) a tile column
+/// for all three rows, rather than one a row.
+template <class T>
+void readThreeRows(const TileBitmap& bitmap, std::int32_t width, std::int32_t height,
+                   std::int32_t x, std::int32_t y, std::int32_t count, T* const rows[3],
+                   T outside) {
+    std::int32_t k = 0;
+    auto fill = [&](std::int32_t upTo) {
+        for (; k < upTo; ++k) {
+            for (int r = 0; r < 3; ++r) {
+                rows[r][k] = outside;
+            }
+        }
+    };
+    fill(std::min(count, -x));
+    const std::int32_t end = std::min(count, width - x);
+    const std::int32_t tileRow = y & ~bitmap.geometry().yMask;
+    TileHandle hold;
+    TileHandle other;
+    while (k < end) {
+        const std::uint8_t* run = nullptr;
+        const std::int32_t length = std::min(bitmap.runForRead(x + k, y, hold, &run), end - k);
+        if (length <= 0) {
+            break;
+        }
+        for (int r = 0; r < 3; ++r) {
+            const std::int32_t row = y + r - 1;
+            T* to = rows[r] + k;
+            if (row < 0 || row >= height) {
+                std::fill(to, to + length, outside);
+                continue;
+            }
+            const std::uint8_t* from = run;
+            if (r != 1) {
+                if ((row & ~bitmap.geometry().yMask) != tileRow) {
+                    // Another tile row: the run has the same length there.
+                    bitmap.runForRead(x + k, row, other, &from);
+                } else if (!hold->empty()) {
+                    // (An empty tile reads as one row of the empty value for every row.)
+                    from = run + static_cast<std::ptrdiff_t>(r - 1) * hold->stride();
+                }
+            }
+            std::memcpy(to, from, static_cast<std::size_t>(length) * sizeof(T));
+        }
+        k += length;
+    }
+    fill(count);
+}
+
 /// Copies `count` depth codes and materials of row y from column x on into `codes` and
 /// `mats`, a tile's run at a time; cells outside the image get no depth and material 0.
 void readDepthRow(const ZmapDocument& document, std::int32_t x, std::int32_t y, std::int32_t count,
@@ -661,8 +712,17 @@ bool TextureToolPlane::rowSamples(const ZmapDocument& document, std::int32_t x, 
     std::uint32_t rowCodes[3][maxSpanLength + 2];
     MaterialId rowMats[3][maxSpanLength + 2];
     if (!usePlaneDepth_) {
-        for (int r = 0; r < 3; ++r) {
-            readDepthRow(document, x - 1, y + r - 1, count + 2, rowCodes[r], rowMats[r]);
+        if (y >= 0 && y < document.height() && document.z && document.mat) {
+            std::uint32_t* const codeRows[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
+            MaterialId* const matRows[3] = {rowMats[0], rowMats[1], rowMats[2]};
+            readThreeRows(*document.z, document.width(), document.height(), x - 1, y, count + 2,
+                          codeRows, depth::noDepth);
+            readThreeRows(*document.mat, document.width(), document.height(), x - 1, y, count + 2,
+                          matRows, MaterialId{0});
+        } else {
+            for (int r = 0; r < 3; ++r) {
+                readDepthRow(document, x - 1, y + r - 1, count + 2, rowCodes[r], rowMats[r]);
+            }
         }
     }
     const std::uint32_t* const codes[3] = {rowCodes[0], rowCodes[1], rowCodes[2]};
