@@ -230,6 +230,11 @@ class RateReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
+            // With repetitions the median stands for the benchmark (it comes after the
+            // single runs); the other aggregates are no times of a run.
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") {
+                continue;
+            }
             const std::string full = run.benchmark_name();
             times()[full.substr(0, full.find('/'))] = run.GetAdjustedRealTime();
         }
