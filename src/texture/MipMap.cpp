@@ -604,15 +604,17 @@ inline void MipMap::levelTaps(int level, double x, double y, bool clampEdge,
     }
 }
 
-/// levelTaps for a map that wraps on both axes (the point already moved by the tile
-/// origin), both axes at once: no edges, no partial cells, nothing outside. The same
-/// arithmetic in two lanes; the floor by truncation is exact within +-2^31, so points
-/// farther out (and NaN) are left to the general path: false.
-inline bool MipMap::wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const {
 #if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
-    const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
-    const __m128d f = _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(t.halfCell)),
-                                 _mm_set1_pd(t.inverseCell));
+namespace {
+
+/// A level's cell (x0, y0) and bilinear weights for a point of a map that wraps on both
+/// axes, both axes at once in two lanes: (x - half cell) / cell, floored by truncation, which
+/// is exact within +-2^31; points farther out (and NaN) give false.
+[[gnu::always_inline]] inline bool wrappedCells(double halfCell, double inverseCell, double x,
+                                                double y, double (&wx)[2], double (&wy)[2],
+                                                std::uint32_t& x0, std::uint32_t& y0) {
+    const __m128d f =
+        _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(halfCell)), _mm_set1_pd(inverseCell));
     const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), f);
     if (_mm_movemask_pd(_mm_cmplt_pd(magnitude, _mm_set1_pd(2147483647.0))) != 3) {
         return false;
@@ -623,16 +625,33 @@ inline bool MipMap::wrappedLevelTaps(int level, double x, double y, LevelTaps& t
     const __m128d fl = _mm_sub_pd(d, _mm_and_pd(_mm_castsi128_pd(above), _mm_set1_pd(1.0)));
     const __m128d frac = _mm_sub_pd(f, fl);
     const __m128d keep = _mm_sub_pd(_mm_set1_pd(1.0), frac);
-    _mm_storeu_pd(taps.wx, _mm_unpacklo_pd(keep, frac));
-    _mm_storeu_pd(taps.wy, _mm_unpackhi_pd(keep, frac));
+    _mm_storeu_pd(wx, _mm_unpacklo_pd(keep, frac));
+    _mm_storeu_pd(wy, _mm_unpackhi_pd(keep, frac));
     // The comparison's lanes are 64 bits: its low halves, as 32-bit -1 or 0, adjust the cells.
     const __m128i cells =
         _mm_add_epi32(truncated, _mm_shuffle_epi32(above, _MM_SHUFFLE(3, 3, 2, 0)));
+    x0 = static_cast<std::uint32_t>(_mm_cvtsi128_si32(cells));
+    y0 = static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(cells, 1)));
+    return true;
+}
+
+} // namespace
+#endif
+
+/// levelTaps for a map that wraps on both axes (the point already moved by the tile
+/// origin), both axes at once: no edges, no partial cells, nothing outside. The same
+/// arithmetic in two lanes; the floor by truncation is exact within +-2^31, so points
+/// farther out (and NaN) are left to the general path: false.
+inline bool MipMap::wrappedLevelTaps(int level, double x, double y, LevelTaps& taps) const {
+#if defined(__SSE2__) && !defined(QUORVALE_PLAIN_TEXTURE)
+    const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
+    std::uint32_t x0 = 0;
+    std::uint32_t y0 = 0;
+    if (!wrappedCells(t.halfCell, t.inverseCell, x, y, taps.wx, taps.wy, x0, y0)) {
+        return false;
+    }
     const std::uint32_t xMask = static_cast<std::uint32_t>(t.width - 1);
     const std::uint32_t yMask = static_cast<std::uint32_t>(t.height - 1);
-    const std::uint32_t x0 = static_cast<std::uint32_t>(_mm_cvtsi128_si32(cells));
-    const std::uint32_t y0 =
-        static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_shuffle_epi32(cells, 1)));
     const std::uint32_t ix[2] = {t.xIndex[x0 & xMask], t.xIndex[(x0 + 1) & xMask]};
     const std::uint32_t iy[2] = {t.yIndex[y0 & yMask], t.yIndex[(y0 + 1) & yMask]};
     for (int i = 0; i < 2; ++i) {
@@ -981,24 +1000,11 @@ MipMap::depositLevelTaps(int level, double x, double y, LevelTaps& taps) const {
     const TexelLevel& t = texelLevels_[static_cast<std::size_t>(level)];
     x -= offsetX;
     y -= offsetY;
-    const __m128d f = _mm_mul_pd(_mm_sub_pd(_mm_set_pd(y, x), _mm_set1_pd(t.halfCell)),
-                                 _mm_set1_pd(t.inverseCell));
-    const __m128d magnitude = _mm_andnot_pd(_mm_set1_pd(-0.0), f);
-    if (_mm_movemask_pd(_mm_cmplt_pd(magnitude, _mm_set1_pd(2147483647.0))) != 3) {
+    std::uint32_t x0 = 0;
+    std::uint32_t y0 = 0;
+    if (!wrappedCells(t.halfCell, t.inverseCell, x, y, taps.wx, taps.wy, x0, y0)) {
         return false;
     }
-    const __m128i truncated = _mm_cvttpd_epi32(f);
-    const __m128d d = _mm_cvtepi32_pd(truncated);
-    const __m128i above = _mm_castpd_si128(_mm_cmpgt_pd(d, f));
-    const __m128d fl = _mm_sub_pd(d, _mm_and_pd(_mm_castsi128_pd(above), _mm_set1_pd(1.0)));
-    const __m128d frac = _mm_sub_pd(f, fl);
-    const __m128d keep = _mm_sub_pd(_mm_set1_pd(1.0), frac);
-    _mm_storeu_pd(taps.wx, _mm_unpacklo_pd(keep, frac));
-    _mm_storeu_pd(taps.wy, _mm_unpackhi_pd(keep, frac));
-    const __m128i cells =
-        _mm_add_epi32(truncated, _mm_shuffle_epi32(above, _MM_SHUFFLE(3, 3, 2, 0)));
-    const std::uint32_t x0 = static_cast<std::uint32_t>(_mm_cvtsi128_si32(cells));
-    const std::uint32_t y0 = static_cast<std::uint32_t>(_mm_extract_epi32(cells, 1));
     const std::uint32_t ix[2] = {_pdep_u32(x0, t.xBitsMask), _pdep_u32(x0 + 1, t.xBitsMask)};
     const std::uint32_t iy[2] = {_pdep_u32(y0, t.yBitsMask), _pdep_u32(y0 + 1, t.yBitsMask)};
     for (int i = 0; i < 2; ++i) {
