@@ -119,12 +119,17 @@ std::map<std::string, double>& times() {
     return t;
 }
 
-void BM_TextureToolPlane(benchmark::State& state) {
-    Fixture& f = fixture();
+/// Every benchmark's placing: Tangent, 5 mm texels (the texture is 5.12 m wide).
+tex::PlanePlacing tangentPlacing() {
     tex::PlanePlacing placing;
     placing.planeMode = tex::PlanePlacing::tangent;
-    placing.pixelWidth = placing.pixelHeight = 5; // 5 mm texels: the texture is 5.12 m wide
-    tex::TextureToolPlane tool(f.texture, placing, tex::TextureOutput{});
+    placing.pixelWidth = placing.pixelHeight = 5;
+    return placing;
+}
+
+void BM_TextureToolPlane(benchmark::State& state) {
+    Fixture& f = fixture();
+    tex::TextureToolPlane tool(f.texture, tangentPlacing(), tex::TextureOutput{});
     tool.start(side / 2, side - 1, *f.document);
     std::vector<ColourPOD> colour(maxSpanLength);
     std::vector<float> alpha(maxSpanLength);
@@ -154,10 +159,7 @@ void BM_TextureToolPlane(benchmark::State& state) {
 /// The tool's own share: the same pixels' raster points and footprints, without sampling.
 void BM_TextureToolPlaneMapping(benchmark::State& state) {
     Fixture& f = fixture();
-    tex::PlanePlacing placing;
-    placing.planeMode = tex::PlanePlacing::tangent;
-    placing.pixelWidth = placing.pixelHeight = 5;
-    tex::TextureToolPlane tool(f.texture, placing, tex::TextureOutput{});
+    tex::TextureToolPlane tool(f.texture, tangentPlacing(), tex::TextureOutput{});
     tool.start(side / 2, side - 1, *f.document);
     std::vector<float> u(maxSpanLength), v(maxSpanLength), footprint(maxSpanLength);
     for (auto _ : state) {
@@ -177,10 +179,7 @@ void BM_TextureToolPlaneMapping(benchmark::State& state) {
 /// in the same calls of one span each.
 void BM_TextureToolPlaneSampling(benchmark::State& state) {
     Fixture& f = fixture();
-    tex::PlanePlacing placing;
-    placing.planeMode = tex::PlanePlacing::tangent;
-    placing.pixelWidth = placing.pixelHeight = 5;
-    tex::TextureToolPlane tool(f.texture, placing, tex::TextureOutput{});
+    tex::TextureToolPlane tool(f.texture, tangentPlacing(), tex::TextureOutput{});
     tool.start(side / 2, side - 1, *f.document);
     const std::size_t pixels = std::size_t(side) * side;
     std::vector<float> u(pixels), v(pixels), footprint(pixels);

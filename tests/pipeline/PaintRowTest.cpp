@@ -279,6 +279,23 @@ void mixedCoverage(std::mt19937& random, std::vector<float>& coverage) {
     }
 }
 
+/// Compares the colour and the stroke alpha of the first 300 x 100 pixels of two documents,
+/// failing at the first difference; `painted` (if given) counts the pixels with stroke alpha.
+template <class Document>
+void expectSameColourAndStrokeAlpha(Document& a, Document& b, int* painted = nullptr) {
+    for (std::int32_t y = 0; y < 100; ++y) {
+        for (std::int32_t x = 0; x < 300; ++x) {
+            ASSERT_EQ(a.rgbAt(x, y), b.rgbAt(x, y)) << x << ", " << y;
+            const auto sa = a.editor.strokeAlpha->template valueAt<std::uint32_t>(x, y);
+            const auto sb = b.editor.strokeAlpha->template valueAt<std::uint32_t>(x, y);
+            ASSERT_EQ(sa, sb) << x << ", " << y;
+            if (painted) {
+                *painted += sa != 0 ? 1 : 0;
+            }
+        }
+    }
+}
+
 /// Both walks over the same passes: one applicator takes the plain walk everywhere, the
 /// other the fused one where a whole run rises at once.
 class PaintRowWalks : public testing::TestWithParam<bool> {
@@ -356,14 +373,7 @@ TEST_P(PaintRowWalks, FusedWalkMatchesThePlainWalkBitForBit) {
             << "call " << k;
         ASSERT_EQ(a.alpha, b.alpha) << "call " << k;
     }
-    for (std::int32_t y = 0; y < 100; ++y) {
-        for (std::int32_t x = 0; x < 300; ++x) {
-            ASSERT_EQ(plain.document->rgbAt(x, y), fused.document->rgbAt(x, y)) << x << ", " << y;
-            const auto sp = plain.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
-            const auto sf = fused.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
-            ASSERT_EQ(sp, sf) << x << ", " << y;
-        }
-    }
+    expectSameColourAndStrokeAlpha(*plain.document, *fused.document);
 }
 
 INSTANTIATE_TEST_SUITE_P(Repainting, PaintRowWalks, testing::Bool(),
@@ -453,15 +463,7 @@ TEST_P(SolidPaint, OneColourBlendedStraightAwayMatchesThePlainChainBitForBit) {
         ASSERT_EQ(p, f) << "pass " << pass;
     }
     int painted = 0;
-    for (std::int32_t y = 0; y < 100; ++y) {
-        for (std::int32_t x = 0; x < 300; ++x) {
-            ASSERT_EQ(plain.document->rgbAt(x, y), solid.document->rgbAt(x, y)) << x << ", " << y;
-            const auto sp = plain.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
-            const auto sf = solid.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
-            ASSERT_EQ(sp, sf) << x << ", " << y;
-            painted += sp != 0 ? 1 : 0;
-        }
-    }
+    expectSameColourAndStrokeAlpha(*plain.document, *solid.document, &painted);
     EXPECT_GT(painted, 2000);
 }
 
@@ -531,14 +533,7 @@ TEST_P(SolidPaint, RowsOfOneCoverageMatchThePlainChainBitForBit) {
                 << "a held tile changed, pass " << pass;
         }
     }
-    for (std::int32_t y = 0; y < 100; ++y) {
-        for (std::int32_t x = 0; x < 300; ++x) {
-            ASSERT_EQ(plain.document->rgbAt(x, y), solid.document->rgbAt(x, y)) << x << ", " << y;
-            const auto sp = plain.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
-            const auto sf = solid.document->editor.strokeAlpha->valueAt<std::uint32_t>(x, y);
-            ASSERT_EQ(sp, sf) << x << ", " << y;
-        }
-    }
+    expectSameColourAndStrokeAlpha(*plain.document, *solid.document);
 }
 
 INSTANTIATE_TEST_SUITE_P(
