@@ -4,7 +4,7 @@
 #   ./quorvale.sh test    install what is needed, then what CI checks: the format, the gcc
 #                         build with ASan+UBSan and the whole suite, the clang build with
 #                         ThreadSanitizer of the threaded test programs and those tests
-#                         under it, and each fuzz target for 60 s on its corpus
+#                         under it, and each fuzz target for 30 s on its corpus
 #                         (QUORVALE_QUICK=1: only the first three, for a quick local run)
 #   ./quorvale.sh tsan    build with ThreadSanitizer and run the threaded tests
 #   ./quorvale.sh bench   build the release preset and run every benchmark
@@ -49,7 +49,7 @@ test)
         stage "clang build (TSan, -Werror)" configure_and_build tsan --target threaded-tests
         stage "threaded tests under TSan" ctest --preset tsan
         stage "fuzz targets build (clang)" configure_and_build fuzz --target fuzzers
-        stage "fuzz targets, 60 s each" scripts/run-fuzzers.sh build/fuzz 60
+        stage "fuzz targets, 30 s each" scripts/run-fuzzers.sh build/fuzz 30
     fi
     echo "=== times (total $SECONDS s)"
     printf '%s\n' "${times[@]}"
