@@ -14,7 +14,7 @@ constexpr std::size_t hugePage = std::size_t(2) << 20;
 
 /// At most this many bytes, in this many blocks, are kept for reuse.
 constexpr std::size_t keptLimit = std::size_t(1) << 30;
-constexpr std::size_t keptBlocks = 16;
+constexpr std::size_t keptBlocks = 32;
 
 std::size_t mappedSize(std::size_t bytes) {
     return (bytes + hugePage - 1) / hugePage * hugePage;
