@@ -107,24 +107,25 @@ public:
     static constexpr std::uint32_t none = 0xFFFFFFFFu;
 
     /// The float next to v towards minus and plus infinity (v itself when it is a float).
-    /// The step to the next float is made on the bits: a float's neighbours are one unit
-    /// of its bit pattern away, away from zero or towards it by its sign.
+    /// The step to the next float is made on the bits, without a branch (whether v is a
+    /// float is as good as random): a float's neighbours are one unit of its bit pattern
+    /// away, away from zero or towards it by its sign, and zero steps as -0 downwards and
+    /// +0 upwards. Infinities step to the largest floats; NaN stays NaN.
     static float roundedDown(double v) {
         const float f = static_cast<float>(v);
-        if (!(static_cast<double>(f) > v)) {
-            return f;
-        }
-        // f > v: f is no NaN nor minus infinity.
         const auto bits = std::bit_cast<std::uint32_t>(f);
-        return std::bit_cast<float>(f > 0 ? bits - 1 : f < 0 ? bits + 1 : 0x80000001u);
+        const std::uint32_t b = bits | static_cast<std::uint32_t>(f == 0) << 31;
+        const std::uint32_t stepped = b - 1 + 2 * (b >> 31);
+        const std::uint32_t step = 0u - static_cast<std::uint32_t>(static_cast<double>(f) > v);
+        return std::bit_cast<float>((stepped & step) | (bits & ~step));
     }
     static float roundedUp(double v) {
         const float f = static_cast<float>(v);
-        if (!(static_cast<double>(f) < v)) {
-            return f;
-        }
         const auto bits = std::bit_cast<std::uint32_t>(f);
-        return std::bit_cast<float>(f < 0 ? bits - 1 : f > 0 ? bits + 1 : 0x00000001u);
+        const std::uint32_t b = bits & ~(static_cast<std::uint32_t>(f == 0) << 31);
+        const std::uint32_t stepped = b + 1 - 2 * (b >> 31);
+        const std::uint32_t step = 0u - static_cast<std::uint32_t>(static_cast<double>(f) < v);
+        return std::bit_cast<float>((stepped & step) | (bits & ~step));
     }
 
     /// Whether trees built from now on may test two blocks at once where the processor
