@@ -8,7 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
+#include <cmath>
 #include <functional>
+#include <limits>
 #include <random>
 #include <thread>
 #include <vector>
@@ -118,7 +121,24 @@ struct SceneCase {
     Angle azimuth, altitude;
 };
 
+/// The ways the tree may scan its lists on this processor: one block at a time, and two
+/// at once where the processor can. Trees built while one is in force use it; the guard
+/// puts the default back.
+struct ScanWays {
+    std::vector<bool> ways{false};
+    ScanWays() {
+        ShadowTree::allowWideScan(true);
+        ShadowTree probe;
+        probe.build({}, 0, 1);
+        if (probe.scansWide()) {
+            ways.push_back(true);
+        }
+    }
+    ~ScanWays() { ShadowTree::allowWideScan(true); }
+};
+
 TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
+    const ScanWays scanWays;
     const SceneCase cases[] = {
         {"boxes, low sun", boxes, Angle::degrees(240), Angle::degrees(-35)},
         {"boxes, sun overhead", boxes, Angle::degrees(10), Angle::degrees(-90)},
@@ -130,7 +150,11 @@ TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
     };
     for (const SceneCase& c : cases) {
         for (const unsigned threads : {1u, 2u}) {
-            SCOPED_TRACE(testing::Message() << c.name << ", " << threads << " threads");
+            // The build on two threads scans wide where the processor can.
+            const bool wide = scanWays.ways[(threads - 1) % scanWays.ways.size()];
+            SCOPED_TRACE(testing::Message()
+                         << c.name << ", " << threads << " threads" << (wide ? ", wide scan" : ""));
+            ShadowTree::allowWideScan(wide);
             std::mt19937 random(17);
             const std::vector<Triangle> scene = c.make(random);
             Extent<3> bounds;
@@ -207,6 +231,7 @@ TEST(ShadowCaster, TreeAnswersAsTryingEveryTriangle) {
             }
             EXPECT_EQ(nearWrong, 0);
             EXPECT_GT(near, 1000);
+            EXPECT_EQ(caster.tree().scansWide(), wide);
         }
     }
 }
@@ -265,8 +290,12 @@ TEST(ShadowCaster, LargeTreeAnswersAlikeOnAnyCountOfThreads) {
     const Extent<3> bounds = boundsOf(scene);
     const std::vector<Point<3>> points = pointsWithin(bounds, 1200, random);
     std::size_t entries = 0;
+    const ScanWays scanWays;
     for (const unsigned threads : {1u, 2u, 3u}) {
-        SCOPED_TRACE(testing::Message() << threads << " threads");
+        // Each count of threads with another way of scanning, both ways at least once.
+        const bool wide = scanWays.ways[threads % scanWays.ways.size()];
+        ShadowTree::allowWideScan(wide);
+        SCOPED_TRACE(testing::Message() << threads << " threads" << (wide ? ", wide scan" : ""));
         ShadowCaster caster(Ray(Point<3>::m_origin, Angle::degrees(250), Angle::degrees(-30)),
                             bounds, 0.002);
         for (std::uint32_t i = 0; i < scene.size(); ++i) {
@@ -289,6 +318,46 @@ TEST(ShadowCaster, LargeTreeAnswersAlikeOnAnyCountOfThreads) {
         // Both answers were asked for often enough to matter.
         EXPECT_GT(blocked, 200);
         EXPECT_LT(blocked, 1000);
+    }
+}
+
+TEST(ShadowTree, LimitsRoundToTheNeighbouringFloats) {
+    // The rounding of a limit to floats is done on the bits; it must give the floats that
+    // stepping with nextafter gives, across signs, zero, the smallest and largest floats.
+    std::vector<double> values = {0.0,
+                                  -0.0,
+                                  1e-300,
+                                  -1e-300,
+                                  1e-45,
+                                  -1e-45,
+                                  1.0,
+                                  -1.0,
+                                  0.1,
+                                  -0.1,
+                                  3.4028234663852886e38,
+                                  3.5e38,
+                                  -3.5e38,
+                                  INFINITY,
+                                  -INFINITY,
+                                  static_cast<double>(std::numeric_limits<float>::min()) / 3};
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> spread(-40, 40);
+    for (int n = 0; n < 2000; ++n) {
+        const double v = std::ldexp(spread(random), static_cast<int>(spread(random) * 3));
+        values.push_back(v);
+        values.push_back(static_cast<double>(static_cast<float>(v)));
+    }
+    for (const double v : values) {
+        const float f = static_cast<float>(v);
+        const float down = static_cast<double>(f) > v ? std::nextafter(f, -INFINITY) : f;
+        const float up = static_cast<double>(f) < v ? std::nextafter(f, INFINITY) : f;
+        const bool same = std::bit_cast<std::uint32_t>(ShadowTree::roundedDown(v)) ==
+                              std::bit_cast<std::uint32_t>(down) &&
+                          std::bit_cast<std::uint32_t>(ShadowTree::roundedUp(v)) ==
+                              std::bit_cast<std::uint32_t>(up);
+        EXPECT_TRUE(same) << v;
+        EXPECT_LE(static_cast<double>(ShadowTree::roundedDown(v)), v);
+        EXPECT_GE(static_cast<double>(ShadowTree::roundedUp(v)), v);
     }
 }
 

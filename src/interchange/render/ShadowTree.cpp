@@ -87,7 +87,97 @@ template <class Work> void inParts(std::size_t count, unsigned threads, Work&& w
     });
 }
 
+std::atomic<bool> wideScanAllowed{true};
+
+using Block = ShadowTree::Block;
+using Query = ShadowTree::Query;
+
+#if defined(__x86_64__)
+#define QUORVALE_WIDE_SCAN 1
+
+/// Field `f` of blocks b and b + 1 (which lie side by side) in one register: b's lanes low.
+__attribute__((target("avx2"))) inline __m256 pairOf(const float* f) {
+    constexpr std::size_t next = sizeof(Block) / sizeof(float);
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_load_ps(f)), _mm_load_ps(f + next), 1);
+}
+
+/// ShadowTree::scan testing two blocks at a time: the same tests as Block::test in the
+/// same order, eight lanes at once (no fused multiply-add, like the four-lane test; the
+/// floats only foretell the exact test within their allowances either way).
+__attribute__((target("avx2"))) const Block*
+scanPairs(const Block* b, const Block* end, const Query& q, float allowance, Block::Answer& a) {
+    const __m256 px = _mm256_set1_ps(q.x), py = _mm256_set1_ps(q.y);
+    const __m256 most = _mm256_set1_ps(allowance), least = _mm256_set1_ps(-allowance);
+    const __m256 up = _mm256_set1_ps(q.limitUp), down = _mm256_set1_ps(q.limitDown);
+    const __m256i owner = _mm256_set1_epi32(static_cast<int>(q.owner));
+    for (; end - b >= 2; b += 2) {
+        if (b->zLow[0] > q.limitUp) {
+            return end; // the rest lie no nearer the light than the point
+        }
+        __m256 may = _mm256_cmp_ps(pairOf(b->zLow), up, _CMP_LE_OQ);
+        const __m256i own = _mm256_cmpeq_epi32(
+            _mm256_castps_si256(pairOf(reinterpret_cast<const float*>(b->owner))), owner);
+        may = _mm256_andnot_ps(_mm256_castsi256_ps(own), may);
+        __m256 inside = may;
+        for (int k = 0; k < 9; k += 3) {
+            const __m256 v = _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(pairOf(b->edge[k]), px),
+                                                         _mm256_mul_ps(pairOf(b->edge[k + 1]), py)),
+                                           pairOf(b->edge[k + 2]));
+            may = _mm256_and_ps(may, _mm256_cmp_ps(v, least, _CMP_GE_OQ));
+            inside = _mm256_and_ps(inside, _mm256_cmp_ps(v, most, _CMP_GE_OQ));
+        }
+        const __m256 slope = _mm256_add_ps(_mm256_mul_ps(pairOf(b->depth[0]), px),
+                                           _mm256_mul_ps(pairOf(b->depth[1]), py));
+        const __m256 far = _mm256_add_ps(slope, pairOf(b->depth[2]));
+        const __m256 near = _mm256_add_ps(slope, pairOf(b->depth[3]));
+        const auto sure = static_cast<unsigned>(
+            _mm256_movemask_ps(_mm256_and_ps(inside, _mm256_cmp_ps(far, down, _CMP_LT_OQ))));
+        const auto maybe = static_cast<unsigned>(_mm256_movemask_ps(
+                               _mm256_and_ps(may, _mm256_cmp_ps(near, up, _CMP_LT_OQ)))) &
+                           ~sure;
+        if (const unsigned any = sure | maybe) {
+            if (any & 0xFu) {
+                a = {sure & 0xFu, maybe & 0xFu};
+                return b;
+            }
+            a = {sure >> 4, maybe >> 4};
+            return b + 1;
+        }
+    }
+    if (b != end && !(b->zLow[0] > q.limitUp)) {
+        a = b->test(q, allowance);
+        if (a.sure | a.may) {
+            return b;
+        }
+    }
+    return end;
+}
+#endif
+
 } // namespace
+
+void ShadowTree::allowWideScan(bool allowed) {
+    wideScanAllowed = allowed;
+}
+
+const ShadowTree::Block* ShadowTree::scan(const Block* b, const Block* end, const Query& q,
+                                          Block::Answer& a) const {
+#if defined(QUORVALE_WIDE_SCAN)
+    if (wide_) {
+        return scanPairs(b, end, q, edgeAllowance_, a);
+    }
+#endif
+    for (; b != end; ++b) {
+        if (b->zLow[0] > q.limitUp) {
+            return end; // the rest lie no nearer the light than the point
+        }
+        a = b->test(q, edgeAllowance_);
+        if (a.sure | a.may) {
+            return b;
+        }
+    }
+    return end;
+}
 
 int ShadowTree::maxLevelFor(std::size_t triangles) {
     int level = 0;
@@ -109,6 +199,9 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
                        unsigned threads) {
     levels_.clear();
     unbounded_.clear();
+#if defined(QUORVALE_WIDE_SCAN)
+    wide_ = wideScanAllowed && __builtin_cpu_supports("avx2");
+#endif
     x0_ = y0_ = std::numeric_limits<double>::infinity();
     x1_ = y1_ = -std::numeric_limits<double>::infinity();
     for (std::uint32_t i = 0; i < footprints.size(); ++i) {

@@ -86,12 +86,9 @@ public:
         for (const Level& level : levels_) {
             const std::size_t node = level.nodeOf(x - x0_, y - y0_);
             const Block* b = level.blocks.data() + level.first[node];
-            const Block* end = level.blocks.data() + level.first[node + 1];
-            for (; b != end; ++b) {
-                if (b->zLow[0] > q.limitUp) {
-                    break; // the rest lie no nearer the light than the point
-                }
-                const Block::Answer a = b->test(q, edgeAllowance_);
+            const Block* const end = level.blocks.data() + level.first[node + 1];
+            Block::Answer a;
+            for (; (b = scan(b, end, q, a)) != end; ++b) {
                 if (a.sure) {
                     hint = {b, static_cast<unsigned>(std::countr_zero(a.sure))};
                     return b->triangle[hint.lane];
@@ -110,14 +107,33 @@ public:
     static constexpr std::uint32_t none = 0xFFFFFFFFu;
 
     /// The float next to v towards minus and plus infinity (v itself when it is a float).
+    /// The step to the next float is made on the bits, without a branch (whether v is a
+    /// float is as good as random): a float's neighbours are one unit of its bit pattern
+    /// away, away from zero or towards it by its sign, and zero steps as -0 downwards and
+    /// +0 upwards. Infinities step to the largest floats; NaN stays NaN.
     static float roundedDown(double v) {
         const float f = static_cast<float>(v);
-        return static_cast<double>(f) > v ? std::nextafter(f, -INFINITY) : f;
+        const auto bits = std::bit_cast<std::uint32_t>(f);
+        const std::uint32_t b = bits | static_cast<std::uint32_t>(f == 0) << 31;
+        const std::uint32_t stepped = b - 1 + 2 * (b >> 31);
+        const std::uint32_t step = 0u - static_cast<std::uint32_t>(static_cast<double>(f) > v);
+        return std::bit_cast<float>((stepped & step) | (bits & ~step));
     }
     static float roundedUp(double v) {
         const float f = static_cast<float>(v);
-        return static_cast<double>(f) < v ? std::nextafter(f, INFINITY) : f;
+        const auto bits = std::bit_cast<std::uint32_t>(f);
+        const std::uint32_t b = bits & ~(static_cast<std::uint32_t>(f == 0) << 31);
+        const std::uint32_t stepped = b + 1 - 2 * (b >> 31);
+        const std::uint32_t step = 0u - static_cast<std::uint32_t>(static_cast<double>(f) < v);
+        return std::bit_cast<float>((stepped & step) | (bits & ~step));
     }
+
+    /// Whether trees built from now on may test two blocks at once where the processor
+    /// can (the default); off, they test one block at a time, as on any processor. The
+    /// answers are the same either way.
+    static void allowWideScan(bool allowed);
+    /// Whether this tree tests two blocks at once.
+    bool scansWide() const { return wide_; }
 
     /// The deepest level the tree may have for `triangles` triangles (its finest grid has
     /// no more nodes than about twice as many).
@@ -125,7 +141,6 @@ public:
     /// The number of list entries, over all levels.
     std::size_t entryCount() const;
 
-private:
     /// A point to test against the entries: its coordinates in floats, its limit rounded
     /// down and up to floats, and the surface it lies on.
     struct Query {
@@ -133,7 +148,6 @@ private:
         std::uint32_t owner;
     };
 
-public:
     /// Four entries of a list, side by side for testing them at once. A list ends in
     /// entries that hold no point (zLow infinite, an edge -infinite everywhere).
     struct alignas(64) Block {
@@ -206,6 +220,11 @@ public:
     };
 
 private:
+    /// The first block from b on, before `end` and before the blocks that lie no nearer
+    /// the light than the point, with an entry that surely or maybe blocks it, its answer
+    /// in `a`; `end` if none.
+    const Block* scan(const Block* b, const Block* end, const Query& q, Block::Answer& a) const;
+
     struct Level {
         int depth = 0;
         std::uint32_t side = 1;
@@ -231,4 +250,6 @@ private:
     std::vector<Level> levels_;
     /// The triangles tried at every point, nearest the light first.
     std::vector<std::uint32_t> unbounded_;
+    /// Whether scan tests two blocks at once.
+    bool wide_ = false;
 };
