@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
 #include <random>
 #include <set>
 
@@ -326,6 +327,45 @@ TEST(ModelRender, ABoxThrowsTheShadowOfItsOutline) {
         EXPECT_EQ(wrong, 0);
         EXPECT_GT(inShadow, 100);
     }
+}
+
+TEST(ModelRender, EachMixOfShadowsOnAFlatSurfaceHasItsOwnColour) {
+    // Two suns throw the box's shadow on the floor in two directions, so a row of the floor
+    // passes through light, one shadow, both and the other: the floor's colour must follow
+    // its pixel's shadow bits, one colour for each mix and a different one for each.
+    const auto model = test::floorAndBox();
+    const std::int32_t w = 96, h = 96;
+    const double scale = 8;
+    const Ray down(Point<3>::m_origin, Vector<3>(1, 0, 0), Vector<3>(0, 1, 0), Vector<3>(0, 0, -1));
+    const ParallelCamera camera(w, h, Point<3>(0, 0, 10), down, w / scale, h / scale,
+                                Point<3>::m_origin, 5);
+    auto lights = evenLight(0.2);
+    lights->add(
+        QuorvaleParallelLight::sun(Angle::degrees(200), Angle::degrees(40), {0.5, 0.4, 0.3}, true));
+    lights->add(
+        QuorvaleParallelLight::sun(Angle::degrees(160), Angle::degrees(50), {0.2, 0.3, 0.4}, true));
+    RecordingBuffer b(w, h);
+    model->render(camera, b, *lights, nullptr, false, w, h, noSection);
+
+    const MaterialId floor = b.materials[b.at(12, 48)]; // x = -4.5, y = 0
+    std::map<std::uint32_t, std::uint32_t> colourOf;
+    for (std::int32_t y = 0; y < h; ++y) {
+        for (std::int32_t x = 0; x < w; ++x) {
+            if (b.materials[b.at(x, y)] != floor) {
+                continue;
+            }
+            const ColourPOD c = b.colour(x, y);
+            const std::uint32_t packed = c.r | c.g << 8 | c.b << 16;
+            const auto [at, added] = colourOf.emplace(b.flags[b.at(x, y)], packed);
+            ASSERT_EQ(at->second, packed) << "flags " << at->first << " at " << x << ", " << y;
+        }
+    }
+    ASSERT_EQ(colourOf.size(), 4u);
+    std::set<std::uint32_t> colours;
+    for (const auto& [flags, colour] : colourOf) {
+        colours.insert(colour);
+    }
+    EXPECT_EQ(colours.size(), 4u);
 }
 
 TEST(ModelRender, TheSectionBoxCutsWhereItShould) {

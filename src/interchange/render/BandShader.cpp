@@ -180,17 +180,26 @@ void BandShader::shadeColumn(RenderBand& band, std::int32_t left, std::int32_t r
                              Scratch& scratch) const {
     for (std::int32_t y = band.top; y < band.bottom; ++y) {
         const std::uint32_t* works = band.workOf.data() + band.rowStart(y);
-        for (std::int32_t x = left; x < right;) {
+        std::int32_t x = left;
+        while (x < right && works[x] == RenderBand::noWork) {
+            ++x;
+        }
+        while (x < right) {
             const std::uint32_t work = works[x];
-            if (work == RenderBand::noWork) {
-                ++x;
-                continue;
-            }
             const std::int32_t start = x;
             while (x < right && works[x] == work) {
                 ++x;
             }
-            shadeRun(band, band.works[work], y, start, x, scratch);
+            const std::int32_t end = x;
+            while (x < right && works[x] == RenderBand::noWork) {
+                ++x;
+            }
+            // The work records are met in no useful order: the next run's record is fetched
+            // while this run is shaded.
+            if (x < right) {
+                __builtin_prefetch(&band.works[works[x]]);
+            }
+            shadeRun(band, band.works[work], y, start, end, scratch);
         }
     }
 }
@@ -201,43 +210,74 @@ void BandShader::shadeRun(RenderBand& band, const ShadeWork& s, std::int32_t y, 
     const double yy = y;
     const std::size_t row = band.rowStart(y);
     const bool shadowed = !shadows_.empty();
+    const bool recoloured = shadowed && !s.smooth;
+    if (recoloured) {
+        // Read when a pixel turns out shadowed, after the shadow tests: fetched meanwhile.
+        __builtin_prefetch(band.lightParts.data() + s.lightPartsFirst);
+    }
+
+    // The surface values first, in a loop of arithmetic alone, so that the pixels'
+    // divisions overlap instead of each waiting before its shadow test.
+    Point<3>* points = scratch.points.data();
+    Vector<3>* normals = scratch.normals.data();
     for (std::int32_t i = 0; i < count; ++i) {
         const double x = x0 + i;
         const double q = 1 / s.invW.at(x, yy);
-        Vector<3> n = s.normal;
+        if (shadowed) {
+            points[i] = Point<3>(s.point[0].at(x, yy) * q, s.point[1].at(x, yy) * q,
+                                 s.point[2].at(x, yy) * q);
+        }
         if (s.smooth) {
-            n = Vector<3>(s.normalTimesInvW[0].at(x, yy) * q, s.normalTimesInvW[1].at(x, yy) * q,
+            normals[i] =
+                Vector<3>(s.normalTimesInvW[0].at(x, yy) * q, s.normalTimesInvW[1].at(x, yy) * q,
                           s.normalTimesInvW[2].at(x, yy) * q)
                     .unit();
         }
-        std::uint32_t mask = s.constantMask;
-        if (shadowed) {
-            const Point<3> p(s.point[0].at(x, yy) * q, s.point[1].at(x, yy) * q,
-                             s.point[2].at(x, yy) * q);
-            mask = shadows_.blockedAt(p, n, s.owner, mask, scratch.hints);
-        }
-        scratch.normals[i] = n;
-        scratch.masks[i] = mask;
     }
+
+    std::uint32_t* masks = scratch.masks.data();
+    if (!shadowed) {
+        std::fill(masks, masks + count, s.constantMask);
+    } else if (s.smooth) {
+        for (std::int32_t i = 0; i < count; ++i) {
+            masks[i] =
+                shadows_.blockedAt(points[i], normals[i], s.owner, s.constantMask, scratch.hints);
+        }
+    } else {
+        // A flat surface faces every light that its constant mask leaves out.
+        for (std::int32_t i = 0; i < count; ++i) {
+            masks[i] = shadows_.blockedFacing(points[i], s.owner, s.constantMask, scratch.hints);
+        }
+    }
+
     if (s.smooth) {
-        lights_.illuminateSpan(scratch.normals.data(), static_cast<std::size_t>(count),
-                               scratch.masks.data(), scratch.light.data());
+        lights_.illuminateSpan(normals, static_cast<std::size_t>(count), masks,
+                               scratch.light.data());
     }
     const std::size_t lights = lights_.lightCount();
+    // A flat run's pixels mostly share one or two masks: the colour of the last mask other
+    // than the constant one is kept.
+    std::uint32_t lastMask = s.constantMask;
+    std::uint32_t lastColour = s.colour;
     for (std::int32_t i = 0; i < count; ++i) {
-        const std::uint32_t mask = scratch.masks[i];
+        const std::uint32_t mask = masks[i];
         std::uint32_t colour = s.colour;
         if (s.smooth) {
             const LightColour& l = scratch.light[i];
             colour = packColour(s.base[0] * l.red, s.base[1] * l.green, s.base[2] * l.blue);
         } else if (mask != s.constantMask) {
-            LightColour sum;
-            for (std::size_t k = 0; k < lights; ++k) {
-                if (!masked(mask, k)) {
-                    sum += band.lightParts[s.lightPartsFirst + k];
+            if (mask != lastMask) {
+                LightColour sum;
+                for (std::size_t k = 0; k < lights; ++k) {
+                    if (!masked(mask, k)) {
+                        sum += band.lightParts[s.lightPartsFirst + k];
+                    }
                 }
+                lastMask = mask;
+                lastColour =
+                    packColour(s.base[0] * sum.red, s.base[1] * sum.green, s.base[2] * sum.blue);
             }
-            colour = packColour(s.base[0] * sum.red, s.base[1] * sum.green, s.base[2] * sum.blue);
+            colour = lastColour;
         }
         const std::size_t at = row + static_cast<std::size_t>(x0 + i);
         band.colours[at] = colour;

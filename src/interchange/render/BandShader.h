@@ -77,8 +77,10 @@ private:
     /// What one shading thread works with: the shading inputs of a run of pixels, and its
     /// running shadow hints.
     struct Scratch {
-        explicit Scratch(std::size_t width) : normals(width), masks(width), light(width) {}
+        explicit Scratch(std::size_t width)
+            : normals(width), points(width), masks(width), light(width) {}
         std::vector<Vector<3>> normals;
+        std::vector<Point<3>> points;
         std::vector<std::uint32_t> masks;
         std::vector<LightColour> light;
         ModelShadows::Hints hints;

@@ -48,6 +48,20 @@ public:
     std::uint32_t blockedAt(const Point<3>& p, const Vector<3>& n, std::uint32_t owner,
                             std::uint32_t known, Hints& hints) const;
 
+    /// blockedAt for a point of a flat surface that faces every shadow-casting light not in
+    /// `known` (as turnedAway tells): only the trees are asked.
+    std::uint32_t blockedFacing(const Point<3>& p, std::uint32_t owner, std::uint32_t known,
+                                Hints& hints) const {
+        std::uint32_t mask = known;
+        for (std::size_t i = 0; i < lights_.size(); ++i) {
+            const ShadowLight& l = lights_[i];
+            if (!(mask & l.bit) && l.caster->blocked(l.caster->toLight(p), owner, hints.light[i])) {
+                mask |= l.bit;
+            }
+        }
+        return mask;
+    }
+
 private:
     struct ShadowLight {
         std::uint32_t bit; ///< the light's bit in a mask
