@@ -98,7 +98,8 @@ void ModelRenderer::run() {
     }
     shader_ = std::make_unique<BandShader>(camera_, lights_, *shadows_, flat_, width_,
                                            options_.immediateShading ? 1u : threads);
-    filler_ = std::make_unique<TriangleFiller>(coder_, *shader_, options_.immediateShading);
+    filler_ = std::make_unique<TriangleFiller>(coder_, *shader_, options_.immediateShading,
+                                               !options_.plainRows);
     cacheMeshes(setup);
     bandRows_ = static_cast<std::int32_t>(
         std::clamp<std::int64_t>(options_.bandPixels / width_, 1, height_));

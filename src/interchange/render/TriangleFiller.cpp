@@ -5,6 +5,11 @@
 #include <algorithm>
 #include <cmath>
 
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#include <immintrin.h>
+#define QUORVALE_FILL_AVX2 1
+#endif
+
 namespace {
 
 /// The camera's code of z, kept below the no-depth code so that a drawn pixel always has
@@ -43,6 +48,138 @@ struct ConstantSpan {
     }
 };
 
+/// Makes the work record of a triangle's pixels.
+struct WorkMaker {
+    BandShader& shader;
+    RenderBand& band;
+    const TriangleShade& shade;
+    const ScreenVertex &a, &b, &c;
+    double area;
+    std::uint32_t operator()() const { return shader.addWork(band, shade, a, b, c, area); }
+};
+
+#if defined(QUORVALE_FILL_AVX2)
+
+// Rows four pixels at a time. Each lane does the plain code's operations on doubles in the
+// plain code's order (a product and a sum for z, one division, the same rounding), and the
+// functions are compiled for AVX2 without FMA, so no product and sum are fused: the codes
+// are those of drawnCode bit for bit. Codes are compared and stored with their top bit
+// flipped, which turns the unsigned order into the signed one the instructions have.
+
+/// The codes of drawnCode<K> for the four z, with their top bit flipped.
+template <DepthCoder::Kind K>
+[[gnu::target("avx2"), gnu::always_inline]] inline __m128i flippedCodesAvx2(const DepthCoder& coder,
+                                                                            __m256d z) {
+    __m256d c;
+    if constexpr (K == DepthCoder::inverse) {
+        c = _mm256_mul_pd(
+            _mm256_sub_pd(_mm256_div_pd(_mm256_set1_pd(-1.0), z), _mm256_set1_pd(coder.offset)),
+            _mm256_set1_pd(coder.scale));
+    } else {
+        static_assert(K == DepthCoder::linear);
+        c = _mm256_mul_pd(_mm256_sub_pd(z, _mm256_set1_pd(coder.offset)),
+                          _mm256_set1_pd(coder.scale));
+    }
+    // Halves away from zero: the whole part (exact) plus one where what is left reaches
+    // one half. Beyond the largest code the minimum with the far code gives the far code
+    // (so does infinity); at or below zero, and not a number, give 0.
+    const __m256d whole = _mm256_round_pd(c, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    const __m256d up =
+        _mm256_and_pd(_mm256_cmp_pd(_mm256_sub_pd(c, whole), _mm256_set1_pd(0.5), _CMP_GE_OQ),
+                      _mm256_set1_pd(1.0));
+    __m256d code = _mm256_min_pd(_mm256_add_pd(whole, up), _mm256_set1_pd(double(depth::farCode)));
+    code = _mm256_and_pd(code, _mm256_cmp_pd(c, _mm256_setzero_pd(), _CMP_GT_OQ));
+    // Codes 0 to 2^32 - 2 less 2^31 (exact) fit a signed 32-bit integer: that is the code
+    // with its top bit flipped.
+    return _mm256_cvttpd_epi32(_mm256_sub_pd(code, _mm256_set1_pd(2147483648.0)));
+}
+
+/// The group of pixels x to x + 3 (those left of x1) of a row whose z is zRows + dz x:
+/// stores the codes of those that win their depth test and returns them as a mask (all
+/// ones or zero a lane).
+template <DepthCoder::Kind K>
+[[gnu::target("avx2"), gnu::always_inline]] inline __m128i
+depthGroupAvx2(const DepthCoder& coder, __m256d zRows, __m256d dz, std::int32_t x, std::int32_t x1,
+               std::uint32_t* codes) {
+    const __m128i flip = _mm_set1_epi32(std::int32_t(0x80000000u));
+    // The lanes left of x1; those beyond are neither read nor written.
+    const __m128i inside = _mm_cmpgt_epi32(_mm_set1_epi32(x1 - x), _mm_setr_epi32(0, 1, 2, 3));
+    const __m256d xs = _mm256_add_pd(_mm256_set1_pd(double(x)), _mm256_setr_pd(0, 1, 2, 3));
+    const __m128i code = flippedCodesAvx2<K>(coder, _mm256_add_pd(zRows, _mm256_mul_pd(dz, xs)));
+    auto* at = reinterpret_cast<int*>(codes + x);
+    const __m128i old = _mm_xor_si128(_mm_maskload_epi32(at, inside), flip);
+    // code <= old: not code > old.
+    const __m128i wins = _mm_andnot_si128(_mm_cmpgt_epi32(code, old), inside);
+    _mm_maskstore_epi32(at, wins, _mm_xor_si128(code, flip));
+    return wins;
+}
+
+/// The bits of a group's winning lanes.
+[[gnu::target("avx2"), gnu::always_inline]] inline unsigned laneBits(__m128i wins) {
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(wins)));
+}
+
+/// The pixels x0 to x1 - 1 of a row of a flat triangle without shadow tests.
+template <DepthCoder::Kind K, bool KeepFlags>
+[[gnu::target("avx2")]] void constantRowAvx2(const ConstantSpan& s, const DepthCoder& coder,
+                                             double zRow, double dzdx, std::int32_t x0,
+                                             std::int32_t x1) {
+    const __m256d zRows = _mm256_set1_pd(zRow);
+    const __m256d dz = _mm256_set1_pd(dzdx);
+    const __m128i colour = _mm_set1_epi32(std::int32_t(s.colour));
+    const __m128i flag = _mm_set1_epi32(std::int32_t(s.flag));
+    const __m128i noWork = _mm_set1_epi32(std::int32_t(RenderBand::noWork));
+    for (std::int32_t x = x0; x < x1; x += 4) {
+        const __m128i wins = depthGroupAvx2<K>(coder, zRows, dz, x, x1, s.codes);
+        unsigned bits = laneBits(wins);
+        if (bits == 0) {
+            continue;
+        }
+        _mm_maskstore_epi32(reinterpret_cast<int*>(s.colours + x), wins, colour);
+        _mm_maskstore_epi32(reinterpret_cast<int*>(s.works + x), wins, noWork);
+        if constexpr (KeepFlags) {
+            _mm_maskstore_epi32(reinterpret_cast<int*>(s.flags + x), wins, flag);
+        }
+        for (; bits != 0; bits &= bits - 1) {
+            s.materials[x + __builtin_ctz(bits)] = s.material;
+        }
+    }
+}
+
+/// The pixels x0 to x1 - 1 of a row of a triangle with shading work; `work` is made by
+/// `makeWork` when the triangle's first pixel wins.
+template <DepthCoder::Kind K>
+[[gnu::target("avx2")]] void workRowAvx2(std::uint32_t* codes, std::uint32_t* works,
+                                         std::uint32_t& work, const WorkMaker& makeWork,
+                                         const DepthCoder& coder, double zRow, double dzdx,
+                                         std::int32_t x0, std::int32_t x1) {
+    const __m256d zRows = _mm256_set1_pd(zRow);
+    const __m256d dz = _mm256_set1_pd(dzdx);
+    for (std::int32_t x = x0; x < x1; x += 4) {
+        const __m128i wins = depthGroupAvx2<K>(coder, zRows, dz, x, x1, codes);
+        if (laneBits(wins) == 0) {
+            continue;
+        }
+        if (work == RenderBand::noWork) {
+            work = makeWork();
+        }
+        _mm_maskstore_epi32(reinterpret_cast<int*>(works + x), wins,
+                            _mm_set1_epi32(std::int32_t(work)));
+    }
+}
+
+#endif
+
+/// Rows four pixels at a time run here: built with them and an AVX2 processor.
+bool vectorRowsRun() {
+#if defined(QUORVALE_FILL_AVX2)
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    return avx2;
+#else
+    return false;
+#endif
+}
+
 /// One edge of a triangle, from its upper end p to its lower end q.
 struct Edge {
     double px, py, slope;
@@ -64,8 +201,14 @@ std::int32_t firstAtOrAfter(double x, std::int32_t width) {
 
 } // namespace
 
-TriangleFiller::TriangleFiller(const DepthCoder& coder, BandShader& shader, bool immediateShading)
-    : coder_(coder), shader_(shader), immediateShading_(immediateShading) {}
+TriangleFiller::TriangleFiller(const DepthCoder& coder, BandShader& shader, bool immediateShading,
+                               bool vectorRows)
+    : coder_(coder), shader_(shader), immediateShading_(immediateShading),
+      vectorRows_(vectorRows && vectorRowsRun()) {}
+
+bool TriangleFiller::vectorRowsAvailable() {
+    return vectorRowsRun();
+}
 
 void TriangleFiller::fillPolygon(RenderBand& band, const TriangleShade& shade,
                                  const ScreenVertex* polygon, int count) {
@@ -113,6 +256,7 @@ void TriangleFiller::fill(RenderBand& band, const TriangleShade& shade, const Sc
     const ScreenLinear z = ScreenLinear::through(a, b, c, a.z, b.z, c.z, area);
     // The work record of these pixels, made when the first of them is seen.
     std::uint32_t work = RenderBand::noWork;
+    const WorkMaker makeWork{shader_, band, shade, a, b, c, area};
     const Edge longEdge(a, c);
     const Edge upper(a, b);
     const Edge lower(b, c);
@@ -141,6 +285,18 @@ void TriangleFiller::fill(RenderBand& band, const TriangleShade& shade, const Sc
                                     shade.colour,
                                     shade.material,
                                     shade.flags};
+#if defined(QUORVALE_FILL_AVX2)
+            if constexpr (K != DepthCoder::truncated) {
+                if (vectorRows_) {
+                    if (band.keepFlags) {
+                        constantRowAvx2<K, true>(span, coder, zRow, z.a, x0, x1);
+                    } else {
+                        constantRowAvx2<K, false>(span, coder, zRow, z.a, x0, x1);
+                    }
+                    continue;
+                }
+            }
+#endif
             if (band.keepFlags) {
                 span.fill<K, true>(coder, zRow, z.a, x0, x1);
             } else {
@@ -148,11 +304,19 @@ void TriangleFiller::fill(RenderBand& band, const TriangleShade& shade, const Sc
             }
             continue;
         }
+#if defined(QUORVALE_FILL_AVX2)
+        if constexpr (K != DepthCoder::truncated) {
+            if (vectorRows_ && !immediateShading_) {
+                workRowAvx2<K>(codes, works, work, makeWork, coder, zRow, z.a, x0, x1);
+                continue;
+            }
+        }
+#endif
         for (std::int32_t x = x0; x < x1; ++x) {
             const std::uint32_t code = drawnCode<K>(coder, zRow + z.a * x);
             if (code <= codes[x]) {
                 if (work == RenderBand::noWork) {
-                    work = shader_.addWork(band, shade, a, b, c, area);
+                    work = makeWork();
                 }
                 codes[x] = code;
                 works[x] = work;
