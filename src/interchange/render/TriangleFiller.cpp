@@ -66,19 +66,22 @@ struct WorkMaker {
 // are those of drawnCode bit for bit. Codes are compared and stored with their top bit
 // flipped, which turns the unsigned order into the signed one the instructions have.
 
+/// A coder's numbers in every lane.
+struct CoderLanes {
+    __m256d offset, scale;
+};
+
 /// The codes of drawnCode<K> for the four z, with their top bit flipped.
 template <DepthCoder::Kind K>
-[[gnu::target("avx2"), gnu::always_inline]] inline __m128i flippedCodesAvx2(const DepthCoder& coder,
+[[gnu::target("avx2"), gnu::always_inline]] inline __m128i flippedCodesAvx2(const CoderLanes& coder,
                                                                             __m256d z) {
     __m256d c;
     if constexpr (K == DepthCoder::inverse) {
-        c = _mm256_mul_pd(
-            _mm256_sub_pd(_mm256_div_pd(_mm256_set1_pd(-1.0), z), _mm256_set1_pd(coder.offset)),
-            _mm256_set1_pd(coder.scale));
+        c = _mm256_mul_pd(_mm256_sub_pd(_mm256_div_pd(_mm256_set1_pd(-1.0), z), coder.offset),
+                          coder.scale);
     } else {
         static_assert(K == DepthCoder::linear);
-        c = _mm256_mul_pd(_mm256_sub_pd(z, _mm256_set1_pd(coder.offset)),
-                          _mm256_set1_pd(coder.scale));
+        c = _mm256_mul_pd(_mm256_sub_pd(z, coder.offset), coder.scale);
     }
     // Halves away from zero: the whole part (exact) plus one where what is left reaches
     // one half. Beyond the largest code the minimum with the far code gives the far code
@@ -94,29 +97,49 @@ template <DepthCoder::Kind K>
     return _mm256_cvttpd_epi32(_mm256_sub_pd(code, _mm256_set1_pd(2147483648.0)));
 }
 
-/// The group of pixels x to x + 3 (those left of x1) of a row whose z is zRows + dz x:
-/// stores the codes of those that win their depth test and returns them as a mask (all
-/// ones or zero a lane).
+/// A row's pixels eight at a time, as two groups of four whose codes are worked out side
+/// by side (each code is a long chain of dependent operations, a division among them).
+struct GroupPair {
+    __m128i wins[2]; ///< per lane all ones where the pixel won its depth test
+};
+
+/// Pixels x to x + 7 (those left of x1) of a row whose z is zRow + dz x: stores the codes
+/// of those that win their depth test.
 template <DepthCoder::Kind K>
-[[gnu::target("avx2"), gnu::always_inline]] inline __m128i
-depthGroupAvx2(const DepthCoder& coder, __m256d zRows, __m256d dz, std::int32_t x, std::int32_t x1,
-               std::uint32_t* codes) {
+[[gnu::target("avx2"), gnu::always_inline]] inline GroupPair
+depthPairAvx2(const CoderLanes& coder, __m256d zRow, __m256d dz, std::int32_t x, std::int32_t x1,
+              std::uint32_t* codes) {
     const __m128i flip = _mm_set1_epi32(std::int32_t(0x80000000u));
-    // The lanes left of x1; those beyond are neither read nor written.
-    const __m128i inside = _mm_cmpgt_epi32(_mm_set1_epi32(x1 - x), _mm_setr_epi32(0, 1, 2, 3));
     const __m256d xs = _mm256_add_pd(_mm256_set1_pd(double(x)), _mm256_setr_pd(0, 1, 2, 3));
-    const __m128i code = flippedCodesAvx2<K>(coder, _mm256_add_pd(zRows, _mm256_mul_pd(dz, xs)));
-    auto* at = reinterpret_cast<int*>(codes + x);
-    const __m128i old = _mm_xor_si128(_mm_maskload_epi32(at, inside), flip);
-    // code <= old: not code > old.
-    const __m128i wins = _mm_andnot_si128(_mm_cmpgt_epi32(code, old), inside);
-    _mm_maskstore_epi32(at, wins, _mm_xor_si128(code, flip));
-    return wins;
+    const __m256d xs4 = _mm256_add_pd(_mm256_set1_pd(double(x + 4)), _mm256_setr_pd(0, 1, 2, 3));
+    const __m128i code[2] = {
+        flippedCodesAvx2<K>(coder, _mm256_add_pd(zRow, _mm256_mul_pd(dz, xs))),
+        flippedCodesAvx2<K>(coder, _mm256_add_pd(zRow, _mm256_mul_pd(dz, xs4)))};
+    GroupPair pair;
+    for (int g = 0; g < 2; ++g) {
+        // The lanes left of x1; those beyond are neither read nor written.
+        const __m128i inside =
+            _mm_cmpgt_epi32(_mm_set1_epi32(x1 - x - 4 * g), _mm_setr_epi32(0, 1, 2, 3));
+        auto* at = reinterpret_cast<int*>(codes + x + 4 * g);
+        const __m128i old = _mm_xor_si128(_mm_maskload_epi32(at, inside), flip);
+        // code <= old: not code > old.
+        pair.wins[g] = _mm_andnot_si128(_mm_cmpgt_epi32(code[g], old), inside);
+        _mm_maskstore_epi32(at, pair.wins[g], _mm_xor_si128(code[g], flip));
+    }
+    return pair;
 }
 
-/// The bits of a group's winning lanes.
-[[gnu::target("avx2"), gnu::always_inline]] inline unsigned laneBits(__m128i wins) {
-    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(wins)));
+/// The bits of a pair's winning lanes, the first group's in the low four.
+[[gnu::target("avx2"), gnu::always_inline]] inline unsigned laneBits(const GroupPair& pair) {
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(pair.wins[0])) |
+                                 _mm_movemask_ps(_mm_castsi128_ps(pair.wins[1])) << 4);
+}
+
+/// Stores `value` in the winning lanes of a pair at p.
+[[gnu::target("avx2"), gnu::always_inline]] inline void
+storeWon(std::uint32_t* p, const GroupPair& pair, __m128i value) {
+    _mm_maskstore_epi32(reinterpret_cast<int*>(p), pair.wins[0], value);
+    _mm_maskstore_epi32(reinterpret_cast<int*>(p + 4), pair.wins[1], value);
 }
 
 /// The pixels x0 to x1 - 1 of a row of a flat triangle without shadow tests.
@@ -124,23 +147,20 @@ template <DepthCoder::Kind K, bool KeepFlags>
 [[gnu::target("avx2")]] void constantRowAvx2(const ConstantSpan& s, const DepthCoder& coder,
                                              double zRow, double dzdx, std::int32_t x0,
                                              std::int32_t x1) {
+    const CoderLanes lanes{_mm256_set1_pd(coder.offset), _mm256_set1_pd(coder.scale)};
     const __m256d zRows = _mm256_set1_pd(zRow);
     const __m256d dz = _mm256_set1_pd(dzdx);
     const __m128i colour = _mm_set1_epi32(std::int32_t(s.colour));
     const __m128i flag = _mm_set1_epi32(std::int32_t(s.flag));
     const __m128i noWork = _mm_set1_epi32(std::int32_t(RenderBand::noWork));
-    for (std::int32_t x = x0; x < x1; x += 4) {
-        const __m128i wins = depthGroupAvx2<K>(coder, zRows, dz, x, x1, s.codes);
-        unsigned bits = laneBits(wins);
-        if (bits == 0) {
-            continue;
-        }
-        _mm_maskstore_epi32(reinterpret_cast<int*>(s.colours + x), wins, colour);
-        _mm_maskstore_epi32(reinterpret_cast<int*>(s.works + x), wins, noWork);
+    for (std::int32_t x = x0; x < x1; x += 8) {
+        const GroupPair wins = depthPairAvx2<K>(lanes, zRows, dz, x, x1, s.codes);
+        storeWon(s.colours + x, wins, colour);
+        storeWon(s.works + x, wins, noWork);
         if constexpr (KeepFlags) {
-            _mm_maskstore_epi32(reinterpret_cast<int*>(s.flags + x), wins, flag);
+            storeWon(s.flags + x, wins, flag);
         }
-        for (; bits != 0; bits &= bits - 1) {
+        for (unsigned bits = laneBits(wins); bits != 0; bits &= bits - 1) {
             s.materials[x + __builtin_ctz(bits)] = s.material;
         }
     }
@@ -153,18 +173,18 @@ template <DepthCoder::Kind K>
                                          std::uint32_t& work, const WorkMaker& makeWork,
                                          const DepthCoder& coder, double zRow, double dzdx,
                                          std::int32_t x0, std::int32_t x1) {
+    const CoderLanes lanes{_mm256_set1_pd(coder.offset), _mm256_set1_pd(coder.scale)};
     const __m256d zRows = _mm256_set1_pd(zRow);
     const __m256d dz = _mm256_set1_pd(dzdx);
-    for (std::int32_t x = x0; x < x1; x += 4) {
-        const __m128i wins = depthGroupAvx2<K>(coder, zRows, dz, x, x1, codes);
-        if (laneBits(wins) == 0) {
-            continue;
-        }
+    for (std::int32_t x = x0; x < x1; x += 8) {
+        const GroupPair wins = depthPairAvx2<K>(lanes, zRows, dz, x, x1, codes);
         if (work == RenderBand::noWork) {
+            if (laneBits(wins) == 0) {
+                continue;
+            }
             work = makeWork();
         }
-        _mm_maskstore_epi32(reinterpret_cast<int*>(works + x), wins,
-                            _mm_set1_epi32(std::int32_t(work)));
+        storeWon(works + x, wins, _mm_set1_epi32(std::int32_t(work)));
     }
 }
 
