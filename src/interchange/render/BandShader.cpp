@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 
 namespace {
 
@@ -88,34 +87,21 @@ void BandShader::prepare(TriangleShade& s, const Plane& plane, ColourPOD colour,
         s.smooth = s.smooth || !(n == face);
     }
 
-    if (s.smooth) {
-        s.constantMask = 0;
-    } else {
-        // The light parts depend on the face normal alone: the same bits as the previous
-        // flat triangle's give the same parts (compared bit for bit, so that a zero's sign
-        // can't make a difference).
-        if (s.lightsBy != this || std::memcmp(&s.lightsFace, &face, sizeof face) != 0) {
-            // A flat surface turned away from a light is in its own shadow all over.
-            s.constantMask = shadows_.turnedAway(face);
-            const std::size_t lights = lights_.lightCount();
-            s.lightParts.resize(lights);
-            LightColour sum;
-            for (std::size_t i = 0; i < lights; ++i) {
-                s.lightParts[i] = lights_.light(i).illumination(face);
-                if (!masked(s.constantMask, i)) {
-                    sum += s.lightParts[i];
-                }
+    // A flat surface turned away from a light is in its own shadow all over.
+    s.constantMask = s.smooth ? 0 : shadows_.turnedAway(face);
+    s.perPixel = s.smooth || (!shadows_.empty() && s.constantMask != shadows_.allBits());
+    if (!s.smooth) {
+        const std::size_t lights = lights_.lightCount();
+        s.lightParts.resize(lights);
+        LightColour sum;
+        for (std::size_t i = 0; i < lights; ++i) {
+            s.lightParts[i] = lights_.light(i).illumination(face);
+            if (!masked(s.constantMask, i)) {
+                sum += s.lightParts[i];
             }
-            s.lightsBy = this;
-            s.lightsFace = face;
-            s.lightsMask = s.constantMask;
-            s.lightsSum = sum;
         }
-        s.constantMask = s.lightsMask;
-        const LightColour& sum = s.lightsSum;
         s.colour = packColour(s.base[0] * sum.red, s.base[1] * sum.green, s.base[2] * sum.blue);
     }
-    s.perPixel = s.smooth || (!shadows_.empty() && s.constantMask != shadows_.allBits());
     s.flags = Buffer::coveredFlag | (s.constantMask << 1);
 }
 

@@ -25,13 +25,6 @@ struct TriangleShade {
     /// from), and each light's part of the illumination.
     std::uint32_t constantMask = 0;
     std::vector<LightColour> lightParts;
-    /// What the light parts, the constant mask and the sum of the parts it leaves were worked out
-    /// for (by `lightsBy`, for the face normal `lightsFace`): a flat triangle with the same face
-    /// normal as the one before (the two halves of a quad) reuses them.
-    const void* lightsBy = nullptr;
-    Vector<3> lightsFace;
-    std::uint32_t lightsMask = 0;
-    LightColour lightsSum;
     /// The colour and flags of a pixel when nothing more is blocked.
     std::uint32_t colour = 0;
     std::uint32_t flags = 0;
