@@ -97,49 +97,37 @@ template <DepthCoder::Kind K>
     return _mm256_cvttpd_epi32(_mm256_sub_pd(code, _mm256_set1_pd(2147483648.0)));
 }
 
-/// A row's pixels eight at a time, as two groups of four whose codes are worked out side
-/// by side (each code is a long chain of dependent operations, a division among them).
-struct GroupPair {
-    __m128i wins[2]; ///< per lane all ones where the pixel won its depth test
-};
-
-/// Pixels x to x + 7 (those left of x1) of a row whose z is zRow + dz x: stores the codes
-/// of those that win their depth test.
+/// Pixels x to x + 7 of a row whose z is zRow + dz x, those left of x1 tested: stores the
+/// codes of those that win their depth test and returns them as a mask (all ones a
+/// winning lane). The codes are worked out in two groups of four side by side (each is a
+/// long chain of dependent operations, a division among them). The eight are read and
+/// written back whole, the losers and those beyond x1 unchanged: the band has room for a
+/// group past its last pixel, and no other thread touches it while it is filled.
 template <DepthCoder::Kind K>
-[[gnu::target("avx2"), gnu::always_inline]] inline GroupPair
-depthPairAvx2(const CoderLanes& coder, __m256d zRow, __m256d dz, std::int32_t x, std::int32_t x1,
-              std::uint32_t* codes) {
-    const __m128i flip = _mm_set1_epi32(std::int32_t(0x80000000u));
+[[gnu::target("avx2"), gnu::always_inline]] inline __m256i
+depthGroupAvx2(const CoderLanes& coder, __m256d zRow, __m256d dz, std::int32_t x, std::int32_t x1,
+               std::uint32_t* codes) {
+    const __m256i flip = _mm256_set1_epi32(std::int32_t(0x80000000u));
     const __m256d xs = _mm256_add_pd(_mm256_set1_pd(double(x)), _mm256_setr_pd(0, 1, 2, 3));
     const __m256d xs4 = _mm256_add_pd(_mm256_set1_pd(double(x + 4)), _mm256_setr_pd(0, 1, 2, 3));
-    const __m128i code[2] = {
-        flippedCodesAvx2<K>(coder, _mm256_add_pd(zRow, _mm256_mul_pd(dz, xs))),
-        flippedCodesAvx2<K>(coder, _mm256_add_pd(zRow, _mm256_mul_pd(dz, xs4)))};
-    GroupPair pair;
-    for (int g = 0; g < 2; ++g) {
-        // The lanes left of x1; those beyond are neither read nor written.
-        const __m128i inside =
-            _mm_cmpgt_epi32(_mm_set1_epi32(x1 - x - 4 * g), _mm_setr_epi32(0, 1, 2, 3));
-        auto* at = reinterpret_cast<int*>(codes + x + 4 * g);
-        const __m128i old = _mm_xor_si128(_mm_maskload_epi32(at, inside), flip);
-        // code <= old: not code > old.
-        pair.wins[g] = _mm_andnot_si128(_mm_cmpgt_epi32(code[g], old), inside);
-        _mm_maskstore_epi32(at, pair.wins[g], _mm_xor_si128(code[g], flip));
-    }
-    return pair;
+    const __m256i code =
+        _mm256_set_m128i(flippedCodesAvx2<K>(coder, _mm256_add_pd(zRow, _mm256_mul_pd(dz, xs4))),
+                         flippedCodesAvx2<K>(coder, _mm256_add_pd(zRow, _mm256_mul_pd(dz, xs))));
+    const __m256i inside =
+        _mm256_cmpgt_epi32(_mm256_set1_epi32(x1 - x), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    auto* at = reinterpret_cast<__m256i*>(codes + x);
+    const __m256i old = _mm256_xor_si256(_mm256_loadu_si256(at), flip);
+    // code <= old: not code > old.
+    const __m256i wins = _mm256_andnot_si256(_mm256_cmpgt_epi32(code, old), inside);
+    _mm256_storeu_si256(at, _mm256_xor_si256(_mm256_blendv_epi8(old, code, wins), flip));
+    return wins;
 }
 
-/// The bits of a pair's winning lanes, the first group's in the low four.
-[[gnu::target("avx2"), gnu::always_inline]] inline unsigned laneBits(const GroupPair& pair) {
-    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(pair.wins[0])) |
-                                 _mm_movemask_ps(_mm_castsi128_ps(pair.wins[1])) << 4);
-}
-
-/// Stores `value` in the winning lanes of a pair at p.
-[[gnu::target("avx2"), gnu::always_inline]] inline void
-storeWon(std::uint32_t* p, const GroupPair& pair, __m128i value) {
-    _mm_maskstore_epi32(reinterpret_cast<int*>(p), pair.wins[0], value);
-    _mm_maskstore_epi32(reinterpret_cast<int*>(p + 4), pair.wins[1], value);
+/// Puts `value` in the winning lanes of the eight 32-bit values at p.
+[[gnu::target("avx2"), gnu::always_inline]] inline void storeWon(std::uint32_t* p, __m256i wins,
+                                                                 __m256i value) {
+    auto* at = reinterpret_cast<__m256i*>(p);
+    _mm256_storeu_si256(at, _mm256_blendv_epi8(_mm256_loadu_si256(at), value, wins));
 }
 
 /// The pixels x0 to x1 - 1 of a row of a flat triangle without shadow tests.
@@ -150,19 +138,22 @@ template <DepthCoder::Kind K, bool KeepFlags>
     const CoderLanes lanes{_mm256_set1_pd(coder.offset), _mm256_set1_pd(coder.scale)};
     const __m256d zRows = _mm256_set1_pd(zRow);
     const __m256d dz = _mm256_set1_pd(dzdx);
-    const __m128i colour = _mm_set1_epi32(std::int32_t(s.colour));
-    const __m128i flag = _mm_set1_epi32(std::int32_t(s.flag));
-    const __m128i noWork = _mm_set1_epi32(std::int32_t(RenderBand::noWork));
+    const __m256i colour = _mm256_set1_epi32(std::int32_t(s.colour));
+    const __m256i flag = _mm256_set1_epi32(std::int32_t(s.flag));
+    const __m256i noWork = _mm256_set1_epi32(std::int32_t(RenderBand::noWork));
+    const __m128i material = _mm_set1_epi16(std::int16_t(s.material));
     for (std::int32_t x = x0; x < x1; x += 8) {
-        const GroupPair wins = depthPairAvx2<K>(lanes, zRows, dz, x, x1, s.codes);
+        const __m256i wins = depthGroupAvx2<K>(lanes, zRows, dz, x, x1, s.codes);
         storeWon(s.colours + x, wins, colour);
         storeWon(s.works + x, wins, noWork);
         if constexpr (KeepFlags) {
             storeWon(s.flags + x, wins, flag);
         }
-        for (unsigned bits = laneBits(wins); bits != 0; bits &= bits - 1) {
-            s.materials[x + __builtin_ctz(bits)] = s.material;
-        }
+        // The masks narrowed to 16 bits a lane (all ones and zero stay so).
+        const __m128i wins16 =
+            _mm_packs_epi32(_mm256_castsi256_si128(wins), _mm256_extracti128_si256(wins, 1));
+        auto* at = reinterpret_cast<__m128i*>(s.materials + x);
+        _mm_storeu_si128(at, _mm_blendv_epi8(_mm_loadu_si128(at), material, wins16));
     }
 }
 
@@ -177,14 +168,14 @@ template <DepthCoder::Kind K>
     const __m256d zRows = _mm256_set1_pd(zRow);
     const __m256d dz = _mm256_set1_pd(dzdx);
     for (std::int32_t x = x0; x < x1; x += 8) {
-        const GroupPair wins = depthPairAvx2<K>(lanes, zRows, dz, x, x1, codes);
+        const __m256i wins = depthGroupAvx2<K>(lanes, zRows, dz, x, x1, codes);
         if (work == RenderBand::noWork) {
-            if (laneBits(wins) == 0) {
+            if (_mm256_testz_si256(wins, wins)) {
                 continue;
             }
             work = makeWork();
         }
-        storeWon(works + x, wins, _mm_set1_epi32(std::int32_t(work)));
+        storeWon(works + x, wins, _mm256_set1_epi32(std::int32_t(work)));
     }
 }
 
