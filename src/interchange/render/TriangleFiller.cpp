@@ -60,10 +60,10 @@ struct WorkMaker {
 
 #if defined(QUORVALE_FILL_AVX2)
 
-// Rows four pixels at a time. Each lane does the plain code's operations on doubles in the
+// Rows eight pixels at a time. Each lane does the plain code's operations on doubles in the
 // plain code's order (a product and a sum for z, one division, the same rounding), and the
 // functions are compiled for AVX2 without FMA, so no product and sum are fused: the codes
-// are those of drawnCode bit for bit. Codes are compared and stored with their top bit
+// are those of drawnCode bit for bit. Codes are compared with their top bit
 // flipped, which turns the unsigned order into the signed one the instructions have.
 
 /// A coder's numbers in every lane.
@@ -181,7 +181,7 @@ template <DepthCoder::Kind K>
 
 #endif
 
-/// Rows four pixels at a time run here: built with them and an AVX2 processor.
+/// Rows eight pixels at a time run here: built with them and an AVX2 processor.
 bool vectorRowsRun() {
 #if defined(QUORVALE_FILL_AVX2)
     static const bool avx2 = __builtin_cpu_supports("avx2");
