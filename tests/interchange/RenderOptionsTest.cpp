@@ -10,6 +10,7 @@
 #include "interchange/model/ExportError.h"
 #include "interchange/polygon/Clump.h"
 #include "interchange/render/ModelRenderer.h"
+#include "interchange/render/TriangleFiller.h"
 #include "views/cameras/QuorvaleCamera.h"
 
 #include <gtest/gtest.h>
@@ -231,6 +232,61 @@ TEST(ModelRenderer, SetupThreadsChangeNoPixel) {
                          << threads << " set-up threads, section box " << box[3]);
             expectSamePicture(reference, picture(threads));
         }
+    }
+}
+
+TEST(ModelRenderer, RowsFilledSeveralPixelsAtATimeDrawAsOneAtATime) {
+    if (!TriangleFiller::vectorRowsAvailable()) {
+        GTEST_SKIP() << "this processor fills rows one pixel at a time only";
+    }
+    // Both depth codings of the cameras here (the perspective view's inverse depth and the
+    // parallel view's linear one), flat rows coloured at once with and without kept flags,
+    // rows with shading work, and walls that meet the ground and each other edge to edge,
+    // where equal codes must tie the same way.
+    struct Case {
+        TQL::Handle<SmoothModelImp> model;
+        ModelImageSettings settings;
+    };
+    std::vector<Case> cases;
+    for (const bool shadows : {true, false}) {
+        for (const auto view :
+             {ModelImageSettings::View::perspective, ModelImageSettings::View::parallel}) {
+            Case c{busyScene(), {}};
+            c.settings.view = view;
+            c.settings.shadows = shadows;
+            cases.push_back(c);
+        }
+    }
+    Case streets{town(24), {}};
+    streets.settings.fit = false;
+    streets.settings.shadows = true;
+    streets.settings.eye = Point<3>(10, -2, 5);
+    streets.settings.target = Point<3>(12, 12, 0);
+    streets.settings.fieldOfView = 70;
+    cases.push_back(streets);
+    // Two grounds in one plane: every pixel of the second ties with the first, and a tie
+    // goes to the surface drawn last.
+    Case twice{TQL::makeHandle<SmoothModelImp>(), {}};
+    for (const wchar_t* name : {L"Floor", L"Paint"}) {
+        twice.model->addPolygon(
+            Quark::create(name),
+            std::vector<Point<3>>{{-5, -5, 0}, {5, -5, 0}, {5, 5, 0}, {-5, 5, 0}});
+    }
+    twice.model->finish();
+    cases.push_back(twice);
+    const std::int32_t w = 203, h = 97;
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(testing::Message() << "case " << i);
+        const SmoothModelImp& model = *cases[i].model;
+        const ViewParams params = modelViewParams(model, cases[i].settings, w, h);
+        const QuorvaleCamera camera(UniformTransform<3>(), params, w, h, model.bounds(),
+                                    IExtent<2>(0, 0, w - 1, h - 1));
+        const auto lights = modelLights(cases[i].settings);
+        RenderOptions plain;
+        plain.plainRows = true;
+        const Picture reference = draw(model, camera, *lights, w, h, plain);
+        EXPECT_GT(std::count(reference.alphas.begin(), reference.alphas.end(), 255), w * h / 4);
+        expectSamePicture(reference, draw(model, camera, *lights, w, h, RenderOptions{}));
     }
 }
 

@@ -98,7 +98,8 @@ void ModelRenderer::run() {
     }
     shader_ = std::make_unique<BandShader>(camera_, lights_, *shadows_, flat_, width_,
                                            options_.immediateShading ? 1u : threads);
-    filler_ = std::make_unique<TriangleFiller>(coder_, *shader_, options_.immediateShading);
+    filler_ = std::make_unique<TriangleFiller>(coder_, *shader_, options_.immediateShading,
+                                               !options_.plainRows);
     cacheMeshes(setup);
     bandRows_ = static_cast<std::int32_t>(
         std::clamp<std::int64_t>(options_.bandPixels / width_, 1, height_));
@@ -373,17 +374,11 @@ void ModelRenderer::drawTriangle(RenderBand& band, const MeshModel::Mesh& mesh,
     if (cache.outside[points[0]] & cache.outside[points[1]] & cache.outside[points[2]]) {
         return;
     }
-    ScreenVertex corners[3];
-    for (int k = 0; k < 3; ++k) {
-        ScreenVertex& v = corners[k];
-        v.p = mesh.points[points[k]];
-        v.n = mesh.vertices[t.vertex[k]].normal;
-        const Point<3>& s = cache.screen[points[k]];
-        v.x = s.x();
-        v.y = s.y();
-        v.z = s.z();
-        v.invW = cache.invW[points[k]];
-    }
+    auto corner = [&](int k) {
+        return ScreenVertex(mesh.points[points[k]], mesh.vertices[t.vertex[k]].normal,
+                            cache.screen[points[k]], cache.invW[points[k]]);
+    };
+    ScreenVertex corners[3] = {corner(0), corner(1), corner(2)};
     const MeshModel::Material* material = t.material ? t.material : mesh.material;
     const MaterialId materialId =
         material ? static_cast<MaterialId>(std::min<std::uint32_t>(material->order + 1, 0xFFFF))

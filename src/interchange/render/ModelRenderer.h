@@ -33,6 +33,9 @@ struct RenderOptions {
     /// The threads that turn the triangles to the lights, build the shadow trees and list
     /// the triangles of each band before drawing starts; 0 for one a processor.
     unsigned setupThreads = 0;
+    /// Fill rows one pixel at a time even where the processor could do several at once
+    /// (the same picture either way; for comparing the two).
+    bool plainRows = false;
 };
 
 /// The scan converter behind SmoothModelImp::render: triangles in, rows of colour, depth

@@ -7,7 +7,9 @@
 void RenderBand::allocate(std::int32_t w, std::int32_t rows, bool flagsKept) {
     width = w;
     keepFlags = flagsKept;
-    const std::size_t pixels = static_cast<std::size_t>(w) * static_cast<std::size_t>(rows);
+    // Room past the last pixel for a whole group of a row filled several pixels at a time.
+    const std::size_t pixels =
+        static_cast<std::size_t>(w) * static_cast<std::size_t>(rows) + groupRoom;
     codes.resize(pixels);
     colours.resize(pixels);
     materials.resize(pixels);

@@ -51,6 +51,9 @@ struct ShadeWork {
 /// and the shading work still to do there (an index into `works`, or noWork).
 struct RenderBand {
     static constexpr std::uint32_t noWork = 0xFFFFFFFFu;
+    /// The pixels each channel has past the last row's end: a row may be filled in groups
+    /// of up to this many pixels, read and written back whole.
+    static constexpr std::size_t groupRoom = 8;
 
     std::int32_t width = 0;
     std::int32_t top = 0;

@@ -5,6 +5,12 @@
 /// A corner of a triangle on its way to the screen: its model point and shading normal,
 /// and, once projected, its screen position and the camera's depth there.
 struct ScreenVertex {
+    ScreenVertex() = default;
+    /// A projected corner, every value given (nothing is first set to zero).
+    ScreenVertex(const Point<3>& point, const Vector<3>& normal, const Point<3>& screen,
+                 double invW_)
+        : p(point), n(normal), x(screen.x()), y(screen.y()), z(screen.z()), invW(invW_) {}
+
     Point<3> p;  ///< model coordinates
     Vector<3> n; ///< normal, turned towards the eye
     double x = 0, y = 0, z = 0;

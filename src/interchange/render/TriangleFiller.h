@@ -27,8 +27,14 @@ class BandShader;
 class TriangleFiller {
 public:
     /// With `immediateShading` a pixel that needs shading work is shaded as soon as it
-    /// wins its depth test; otherwise its work waits for BandShader::shadeBand.
-    TriangleFiller(const DepthCoder& coder, BandShader& shader, bool immediateShading);
+    /// wins its depth test; otherwise its work waits for BandShader::shadeBand. With
+    /// `vectorRows` (and a processor that has them) rows are filled several pixels at a
+    /// time with the processor's vector instructions: the same codes, bit for bit.
+    TriangleFiller(const DepthCoder& coder, BandShader& shader, bool immediateShading,
+                   bool vectorRows = true);
+
+    /// This build and processor can fill rows several pixels at a time.
+    static bool vectorRowsAvailable();
 
     /// Fills the convex polygon of `count` projected corners (a fan from the first) with
     /// `shade`, within the band's rows.
@@ -43,4 +49,5 @@ private:
     DepthCoder coder_;
     BandShader& shader_;
     bool immediateShading_;
+    bool vectorRows_;
 };
