@@ -605,7 +605,9 @@ void ShadowTree::build(std::span<const ShadowFootprint> footprints, double slack
         });
         entries[l] = {};
     }
-    for (std::size_t l = 0; l < grids.size(); ++l) {
+    // Deepest first: the main level holds nearly every triangle and so most blockers, and
+    // a point blocked there never looks at the few large triangles of the coarser levels.
+    for (std::size_t l = grids.size(); l-- > 0;) {
         if (used[l]) {
             levels_.push_back(std::move(grids[l]));
         }

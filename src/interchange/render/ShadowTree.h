@@ -246,7 +246,7 @@ private:
     double x0_ = 0, y0_ = 0, x1_ = -1, y1_ = -1;
     /// How far below 0 a float edge value may be at a point inside.
     float edgeAllowance_ = 0;
-    /// The levels that hold triangles, coarsest first.
+    /// The levels that hold triangles, deepest first.
     std::vector<Level> levels_;
     /// The triangles tried at every point, nearest the light first.
     std::vector<std::uint32_t> unbounded_;
