@@ -273,14 +273,20 @@ double insideBy(const std::vector<Point<2>>& poly, const Point<2>& q) {
     return d;
 }
 
+/// A parallel camera of w x h pixels looking straight down on the origin from z = 10, at
+/// `scale` pixels a model unit.
+ParallelCamera fromAbove(std::int32_t w, std::int32_t h, double scale) {
+    const Ray down(Point<3>::m_origin, Vector<3>(1, 0, 0), Vector<3>(0, 1, 0), Vector<3>(0, 0, -1));
+    return ParallelCamera(w, h, Point<3>(0, 0, 10), down, w / scale, h / scale, Point<3>::m_origin,
+                          5);
+}
+
 TEST(ModelRender, ABoxThrowsTheShadowOfItsOutline) {
     // The box [-1, 1]^2 x [0, 2] on the floor, seen from straight above at 8 pixels a unit.
     const auto model = test::floorAndBox();
     const std::int32_t w = 96, h = 96;
     const double scale = 8;
-    const Ray down(Point<3>::m_origin, Vector<3>(1, 0, 0), Vector<3>(0, 1, 0), Vector<3>(0, 0, -1));
-    const ParallelCamera camera(w, h, Point<3>(0, 0, 10), down, w / scale, h / scale,
-                                Point<3>::m_origin, 5);
+    const ParallelCamera camera = fromAbove(w, h, scale);
     struct Case {
         double azimuth, elevation; // of the sun
     };
@@ -336,9 +342,7 @@ TEST(ModelRender, EachMixOfShadowsOnAFlatSurfaceHasItsOwnColour) {
     const auto model = test::floorAndBox();
     const std::int32_t w = 96, h = 96;
     const double scale = 8;
-    const Ray down(Point<3>::m_origin, Vector<3>(1, 0, 0), Vector<3>(0, 1, 0), Vector<3>(0, 0, -1));
-    const ParallelCamera camera(w, h, Point<3>(0, 0, 10), down, w / scale, h / scale,
-                                Point<3>::m_origin, 5);
+    const ParallelCamera camera = fromAbove(w, h, scale);
     auto lights = evenLight(0.2);
     lights->add(
         QuorvaleParallelLight::sun(Angle::degrees(200), Angle::degrees(40), {0.5, 0.4, 0.3}, true));
@@ -372,9 +376,7 @@ TEST(ModelRender, TheSectionBoxCutsWhereItShould) {
     const auto model = test::floorAndBox(); // bounds [-5, 5]^2 x [0, 2]
     const std::int32_t w = 80, h = 80;
     const double scale = 8;
-    const Ray down(Point<3>::m_origin, Vector<3>(1, 0, 0), Vector<3>(0, 1, 0), Vector<3>(0, 0, -1));
-    const ParallelCamera camera(w, h, Point<3>(0, 0, 10), down, w / scale, h / scale,
-                                Point<3>::m_origin, 5);
+    const ParallelCamera camera = fromAbove(w, h, scale);
     auto draw = [&](const SectionBox& box) {
         auto b = std::make_unique<RecordingBuffer>(w, h);
         model->render(camera, *b, *evenLight(), nullptr, false, w, h, box);
